@@ -1,0 +1,137 @@
+// Queries: coordinate reporting, controller information, I/O words, parameters, temperatures.
+#include <cstring>
+#include <iterator>
+
+#include "cc_interface.h"
+#include "commands/commands.h"
+#include "interface/call_frame.h"
+#include "link/little_endian.h"
+#include "link/send_path.h"
+
+using namespace cc;
+
+namespace {
+
+// Factors from a parameter's count to its value.
+constexpr double kSpeedFactor = 0.000006;
+constexpr double kAccelerationFactor = 1.019367991845056e-8;  // 1 / 98100000
+constexpr double kLengthFactor = 0.0001;
+constexpr double kAngleFactor = 0.0002777777777777778;  // 1 / 3600
+constexpr double kLeft = 0;                             // the element keeps its value
+
+// A parameter reply holds groups of five bytes: an axis mark and a 32-bit value.
+constexpr int kGroups = at::kReplyPayload;
+constexpr int kGroupBytes = 5;
+
+constexpr uint16_t kLinearAxis = 1;
+constexpr uint16_t kNoAxis = 0;
+
+// One parameter set: the reply that brings it, the groups that it converts, and the factors by kind of axis.
+constexpr struct ParameterSet {
+    int32_t replyCode;
+    int firstGroup;
+    int lastGroup;
+    double linear;
+    double angular;
+} kParameterSets[] = {
+    {reply::kParameters1, 0, 4, kSpeedFactor, kAngleFactor},
+    {reply::kParameters1 + 1, 0, 4, kAccelerationFactor, kAngleFactor},
+    {reply::kParameters1 + 2, 0, 4, kLengthFactor, kAngleFactor},
+    {reply::kParameters1 + 3, 0, 4, kLengthFactor, kAngleFactor},
+    {reply::kParameters1 + 4, 0, -1, kLeft, kLeft},
+    {reply::kParameters6, 3, 4, kAngleFactor, kAngleFactor},
+    {reply::kParameters7, 0, 2, kLengthFactor, kLeft},
+};
+
+// The set that holds a single value instead of groups.
+constexpr int16_t kSingleValueSet = 5;
+
+void ConvertGroups(const ParameterSet &set, const ReplyState &replies, double *out) {
+    for (int group = set.firstGroup; group <= set.lastGroup; ++group) {
+        const uint16_t kind = replies.controllerInfo.axes[group].kind;
+        const double factor = kind == kNoAxis ? kLeft : kind == kLinearAxis ? set.linear : set.angular;
+        if (factor != kLeft) out[group] = ReadI32(replies.replyBuffer + kGroups + kGroupBytes * group + 1) * factor;
+    }
+}
+
+// Whether the controller reports coordinates by itself when told to; otherwise the worker asks for them.
+bool ControllerStreams(const ArmContext &context) {
+    return context.settings.enableAutoCoord != 0 ||
+           (context.session.controllerClass == 2 && context.replies.controllerState != state::kMeasuring &&
+            context.settings.autoCoordMs != 0);
+}
+
+}  // namespace
+
+namespace cc {
+
+int16_t RefreshInfo(ArmContext &context, int16_t arm) {
+    if (context.replies.awaitedReply == 1) return 1;
+    context.replies.awaitedReply = kAnyStateReply;
+    const CommandMessage message(command::N00);
+    QueueMessage(context, kNormal, message);
+    if (WaitForAck(context) == 0) return 0;
+    if (WaitForCompletion(arm) != 0) return 1;
+    return SendWithRetries(context, arm, message);
+}
+
+}  // namespace cc
+
+void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return;
+    SessionState &session = context->session;
+    session.askCoordMode = mode;
+    if (!ControllerStreams(*context)) {
+        session.autoCoordOn = mode != 0 ? 1 : 0;
+        context->replies.coordAnswered = 1;
+        return;
+    }
+    session.autoCoordOn = 0;
+    context->replies.coordAnswered = 0;
+    CommandMessage message(mode != 0 ? command::J : command::K, kCoordinateModeClass);
+    if (mode != 0) message.Word(0).Word(static_cast<uint16_t>(context->settings.autoCoordMs));
+    QueueMessage(*context, kNormal, message);
+}
+
+int16_t CC_CALL CC_INFO(int16_t arm, void *out) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || out == nullptr) return 0;
+    const bool changes = context->session.controllerClass != 1 && context->session.extendedStart != 0;
+    if (changes && RefreshInfo(*context, arm) == 0) return 0;
+    std::memcpy(out, &context->replies.controllerInfo, sizeof context->replies.controllerInfo);
+    return 1;
+}
+
+int16_t CC_CALL CC_IO(int16_t arm, int16_t read, uint16_t *words) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || words == nullptr) return 0;
+    if (read == 0) {
+        QueueMessage(*context, kPriority, CommandMessage(command::O00).Word(words[0]).Word(words[1]));
+        return 1;
+    }
+    context->replies.awaitedReply = kAnyStateReply;
+    QueueMessage(*context, kPriority, CommandMessage(command::I00));
+    if (WaitForCompletion(arm) == 0) return 0;
+    std::memcpy(words, context->replies.ioWords, sizeof context->replies.ioWords);
+    return 1;
+}
+
+int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || out == nullptr) return 0;
+    ReplyState &replies = context->replies;
+    const bool known = set >= 1 && set <= static_cast<int16_t>(std::size(kParameterSets));
+    if (known) replies.awaitedReply = kParameterSets[set - 1].replyCode;
+    QueueMessage(*context, kPriority, CommandMessage(command::R(set)));
+    if (WaitForCompletion(arm) == 0) return 0;
+    if (known) ConvertGroups(kParameterSets[set - 1], replies, out);
+    if (set == kSingleValueSet) out[0] = ReadI32(replies.replyBuffer + at::kReplyPayload) * kSpeedFactor;
+    return 1;
+}
+
+int16_t CC_CALL CC_READTEMP(int16_t arm) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return 0;
+    return QueueMessage(*context, kPriority, CommandMessage(command::S48)) == 0 ? 1 : 0;
+}

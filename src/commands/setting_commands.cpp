@@ -1,0 +1,137 @@
+// Commands that change the controller's settings, and messages that the client composes itself.
+#include <cstring>
+
+#include "cc_interface.h"
+#include "interface/call_frame.h"
+#include "link/send_path.h"
+#include "motion/move_buffer.h"
+
+using namespace cc;
+
+namespace {
+
+constexpr int32_t kInfoBytes = 10;
+constexpr int32_t kFrameHeadBytes = 5;  // count, class, letter, two digits
+
+uint8_t Flag(int16_t on) { return on != 0 ? 1 : 0; }
+
+// Newer controllers switch axes by S commands, in stopped status; older ones by P commands that end in an emergency
+// state.
+struct AxesOrder {
+    CommandName name;
+    int32_t awaited;
+};
+
+AxesOrder ChooseAxesOrder(bool newer, bool on) {
+    if (newer) return on ? AxesOrder{command::S13, 19} : AxesOrder{command::S12, 18};
+    return {on ? command::P08 : command::P07, state::kEmergency};
+}
+
+int16_t FileFrame(ArmContext &context, const void *bytes, int16_t length, int16_t value) {
+    // An empty message would free a slot that the flush waits at, and stop it for good.
+    if (length <= 0 || length > kMoveSlotBytes) return 0;
+    FileHistory(context.motion, static_cast<uint16_t>(value - 32), nullptr);
+    FileMessage(context.motion, static_cast<const uint8_t *>(bytes), length);
+    return 1;
+}
+
+int16_t QueueFrame(ArmContext &context, int16_t arm, const void *bytes, int16_t length) {
+    if (QueueMessage(context, kNormal, length, static_cast<const uint8_t *>(bytes)) != 0) return 0;
+    return WaitForCompletion(arm);
+}
+
+}  // namespace
+
+int16_t CC_CALL CC_FEED(int16_t arm, int16_t feed) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return 0;
+    if (QueueMessage(*context, kNormal, CommandMessage(command::F34).Field('F', feed)) != 0) return 0;
+    return WaitForAck(*context);
+}
+
+int16_t CC_CALL CC_ENDIS_AXES(int16_t arm, int16_t on, int16_t n, const void *bytes) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || n < 0 || (n > 0 && bytes == nullptr)) return 0;
+    if (n > CommandMessage::kCapacity - kFrameHeadBytes) return 0;
+    ReplyState &replies = context->replies;
+    const bool newer = context->session.controllerClass == 3 && replies.controllerInfo.controllerType != 0;
+    if (newer && CC_SETSTATUS(arm, 5) == 0) return 0;
+    const AxesOrder order = ChooseAxesOrder(newer, on != 0);
+    replies.awaitedReply = order.awaited;
+    CommandMessage message(order.name);
+    if (n > 0) message.Bytes(bytes, n);
+    if (QueueMessage(*context, kNormal, message) != 0) return 0;
+    replies.resetStatusPending = 1;
+    return WaitForCompletion(arm);
+}
+
+int16_t CC_CALL CC_ENDIS_STARTHOLD_MSG(int16_t arm, int16_t on) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return 0;
+    if (context->replies.extendedInfo != 1) return 1;
+    context->replies.awaitedReply = kAnyStateReply;
+    if (QueueMessage(*context, kNormal, CommandMessage(command::S49).Byte(Flag(on))) != 0) return 0;
+    return WaitForCompletion(arm);
+}
+
+int16_t CC_CALL CC_ENDIS_TP200(int16_t arm, int16_t on) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return 0;
+    const CommandMessage message = CommandMessage(command::S54).Letter('M').Byte(Flag(on)).Byte(0);
+    if (QueueMessage(*context, kNormal, message) != 0) return 0;
+    if (WaitForAck(*context) == 0) return 0;
+    context->replies.awaitedReply = DigitsNumber(command::S54);
+    return WaitForCompletion(arm);
+}
+
+int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr) return 0;
+    // The byte sent and the code reported cross: on is sent as 9 and reported as 8, off the other way round.
+    const CommandMessage message(on != 0 ? command::G3On : command::G3Off);
+    FileHistory(context->motion, ReportTag(on != 0 ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF), nullptr);
+    FileMessage(context->motion, message.Data(), message.Size());
+    return 1;
+}
+
+int16_t CC_CALL CC_SETINFO(int16_t arm, const void *record) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || record == nullptr) return 0;
+    context->replies.awaitedReply = DigitsNumber(command::S20);
+    if (QueueMessage(*context, kNormal, CommandMessage(command::S20).Bytes(record, kInfoBytes)) != 0) return 0;
+    if (WaitForAck(*context) == 0) return 0;
+    return WaitForCompletion(arm);
+}
+
+int16_t CC_CALL CC_GETINFO(int16_t arm, void *out) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || out == nullptr) return 0;
+    context->replies.awaitedReply = kAnyStateReply;
+    if (QueueMessage(*context, kNormal, CommandMessage(command::S19)) != 0) return 0;
+    if (WaitForAck(*context) == 0 || WaitForCompletion(arm) == 0) return 0;
+    // The worker reads into storedInfo itself.
+    std::memmove(out, context->replies.storedInfo, kInfoBytes);
+    return 1;
+}
+
+void CC_CALL CC_STORE_COSDAT(int16_t arm, const uint32_t *table) {
+    SessionState &session = SelectArm(arm).session;
+    if (table != nullptr) std::memcpy(session.cosDat, table, sizeof session.cosDat);
+}
+
+int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t length, int16_t kind, int16_t value) {
+    ArmContext *const context = OpenArm(arm);
+    if (context == nullptr || bytes == nullptr || length < 0) return 0;
+    switch (kind) {
+        case 4:
+            return FileFrame(*context, bytes, length, value);
+        case 6:
+        case 8:
+            context->replies.awaitedReply = value;
+            [[fallthrough]];
+        case 5:
+            return QueueFrame(*context, arm, bytes, length);
+        default:
+            return 0;
+    }
+}

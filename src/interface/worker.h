@@ -1,0 +1,16 @@
+// The periodic work on the caller's thread.
+#pragma once
+
+#include <cstdint>
+
+namespace cc {
+
+/// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another, dispatched by a
+/// message box, does nothing.
+void RunWorker();
+
+/// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head. May wait for
+/// the commands that it sends.
+void WorkerStep(int16_t arm);
+
+}  // namespace cc

@@ -1,0 +1,35 @@
+// Frames of the line: type, stuffed message, stuffed XOR checksum, terminator.
+#pragma once
+
+#include <cstdint>
+
+#include "link/message_queues.h"
+
+namespace cc {
+
+inline constexpr uint8_t kTerminator = 8;
+inline constexpr uint8_t kEscape = 27;
+inline constexpr uint8_t kStuffing = 32;  // added to a byte that follows an escape
+
+/// First byte of a frame. All but the data types are control frames: the type and the terminator.
+enum FrameType : uint8_t {
+    kLineError = 1,
+    kAck0 = 2,
+    kData0 = 3,
+    kData1 = 4,
+    kAck1 = 5,
+    kStartLinkAck = 6,
+    kStartLink = 9,
+};
+
+/// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`. The frame's
+/// type, byte 0, is left to the transmission. Result: 0, or -1 with nothing changed when the slot is busy or the frame
+/// would not fit it.
+int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length, const uint8_t *message);
+
+/// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result: 1 when the
+/// checksum is right, also for a frame of nothing but type and terminator. 0 otherwise, also when no terminator ends the
+/// frame.
+int CheckFrame(uint8_t *frame, uint16_t &length);
+
+}  // namespace cc

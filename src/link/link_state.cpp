@@ -1,0 +1,15 @@
+#include "link/link_state.h"
+
+#include <algorithm>
+
+namespace cc {
+
+void FrameHistory::Add(bool sent, const uint8_t *bytes, int32_t length) {
+    Frame &frame = frames[next];
+    frame.sent = sent;
+    frame.length = static_cast<uint8_t>(std::min(length, 255));
+    std::copy_n(bytes, std::min(length, kBytes), frame.bytes);
+    next = NextIndex(next, kFrames);
+}
+
+}  // namespace cc

@@ -1,0 +1,54 @@
+#include <mutex>
+
+#include "link/link_control.h"
+
+namespace cc {
+namespace {
+
+constexpr int32_t kMostTransmissions = 4;
+
+// Sends the frame at the head of a queue, again if its acknowledgement has not come in time.
+void ServeFrame(ArmContext &arm, MessageSlot &slot, bool priority) {
+    LinkState &link = arm.link;
+    if (link.retryTicks != 0) return;
+    if (link.retryCount >= kMostTransmissions) {
+        ++link.statistics.framesGivenUp;
+        link.retryCount = 0;
+        link.txSequence = kLinkDown;
+        return;
+    }
+    ++(link.retryCount == 0 ? link.statistics.framesSent : link.statistics.framesRepeated);
+    ++link.retryCount;
+    link.retryTicks = link.ackTimeoutTicks;
+    if (priority) link.priorityInFlight = 1;
+    slot.data[0] = link.dataTypeBySeq[link.txSequence];
+    link.history.Add(true, slot.data, slot.Length());
+    arm.port.Write(slot.data, slot.Length());
+}
+
+}  // namespace
+
+void LinkTick(ArmContext &arm) {
+    LinkState &link = arm.link;
+    const std::lock_guard guard(link.lock);
+    if (link.linkRunning == 0) return;
+    if (link.retryTicks > 0) --link.retryTicks;
+    if (link.txSequence == kLinkDown) {
+        if (link.retryTicks != 0) return;
+        link.retryTicks = link.ackTimeoutTicks;
+        ++link.statistics.startLinksSent;
+        SendControl(arm, kStartLink);
+        link.awaitingStartAck.store(1, std::memory_order_relaxed);
+        return;
+    }
+    MessageQueues &queues = arm.queues;
+    MessageSlot &urgent = queues.prioritySendQueue[queues.priorityRead];
+    MessageSlot &normal = queues.sendQueue[queues.sendRead];
+    if (urgent.IsBusy()) {
+        ServeFrame(arm, urgent, true);
+    } else if (normal.IsBusy()) {
+        ServeFrame(arm, normal, false);
+    }
+}
+
+}  // namespace cc

@@ -1,0 +1,71 @@
+#include "motion/move_buffer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "link/message_queues.h"
+
+namespace cc {
+
+void MoveTemplate::Name(CommandName name, uint8_t classByte) {
+    bytes[at::kClass] = classByte;
+    bytes[at::kLetter] = static_cast<uint8_t>(name.letter);
+    bytes[at::kLetter + 1] = static_cast<uint8_t>(name.digit1);
+    bytes[at::kLetter + 2] = static_cast<uint8_t>(name.digit2);
+}
+
+void ResetMoveBuffer(MoveBuffer &moves) {
+    moves.moveHistoryRead = 0;
+    moves.moveRingWrite = -1;
+    moves.moveHistoryWrite = -1;
+    moves.moveRingRead = 0;
+    for (MoveSlot &slot : moves.moveRing) slot.Free();
+    for (MoveHistoryEntry &entry : moves.moveHistory) entry.inUse = 0;
+    moves.movesInFlight = 0;
+    moves.scanActive = 0;
+    moves.flushedTo = kNotFlushed;
+}
+
+void LayDownTemplate(MoveTemplate &moveTemplate) {
+    CommandMessage message(command::G01);
+    for (const char letter : {'X', 'Y', 'Z', 'M', 'N', 'F'}) message.Field(letter, 0);
+    std::memcpy(moveTemplate.bytes, message.Data(), MoveTemplate::kBytes);
+    moveTemplate.bytes[0] = MoveTemplate::kThroughZ - 1;
+}
+
+void FileHistory(MoveBuffer &moves, uint16_t tag, const double *approach) {
+    moves.moveHistoryWrite = NextIndex(moves.moveHistoryWrite, kHistoryEntries);
+    MoveHistoryEntry &entry = moves.moveHistory[moves.moveHistoryWrite];
+    if (approach != nullptr) std::copy_n(approach, 3, entry.approach);
+    entry.tag = tag;
+    entry.inUse = 1;
+}
+
+void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length) {
+    moves.moveRingWrite = NextIndex(moves.moveRingWrite, kMoveSlots);
+    MoveSlot &slot = moves.moveRing[moves.moveRingWrite];
+    std::memcpy(slot.bytes, bytes, static_cast<size_t>(length));
+    slot.length.store(static_cast<uint32_t>(length), std::memory_order_release);
+}
+
+void ConsumeOldestEntry(MoveBuffer &moves) {
+    OldestEntry(moves).inUse = 0;
+    moves.moveHistoryRead = NextIndex(moves.moveHistoryRead, kHistoryEntries);
+}
+
+void ReleaseFlushedSlot(MoveBuffer &moves) {
+    NextToFlush(moves).Free();
+    moves.moveRingRead = NextIndex(moves.moveRingRead, kMoveSlots);
+    moves.flushedTo = kNotFlushed;
+}
+
+int32_t Counts(double value, double scale) {
+    constexpr double kBeyond32Bits = 4294967296.0;
+    const double count = std::trunc(value / scale);
+    if (!std::isfinite(count)) return 0;
+    // fmod is exact and keeps the sign, so the conversion to 64 bits cannot overflow and its low 32 bits are right.
+    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(std::fmod(count, kBeyond32Bits))));
+}
+
+}  // namespace cc

@@ -1,0 +1,28 @@
+// The window timer: a periodic procedure on the caller's own thread, run from that thread's message loop.
+#pragma once
+
+#include <cstdint>
+
+namespace cc::platform {
+
+using WindowTimerProcedure = void (*)();
+
+/// Starts the timer on `window` (may be null), owned by the calling thread. One such timer exists at a time.
+/// Result: its id, 0 when it could not be created.
+uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure procedure);
+
+/// Stops the timer; the procedure is not called again. May be called from inside the procedure.
+void StopWindowTimer(void *window, uintptr_t timerId);
+
+/// The message loop where the system has none (not implemented by the Windows backend, whose clients have their own).
+
+/// A descriptor that polls readable when the procedure is due; -1 without a timer, or where time is virtual.
+int LoopDescriptor();
+
+/// Runs the procedure once if it is due and the calling thread owns the timer. Result: 1 if it ran, else 0.
+int LoopDispatch();
+
+/// Dispatches for `milliseconds`. Result: how often the procedure ran.
+int LoopRun(int milliseconds);
+
+}  // namespace cc::platform

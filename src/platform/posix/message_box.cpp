@@ -1,0 +1,49 @@
+#include "platform/message_box.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <mutex>
+
+#include "platform/posix/monotonic.h"
+
+namespace cc::platform {
+namespace {
+
+Monitor monitor;
+MessageBoxHandler handler = nullptr;
+void *handlerUser = nullptr;
+
+void ShowOnStandardError(const char *text) {
+    std::fprintf(stderr, "%s\n", text);
+    if (isatty(STDIN_FILENO) == 0) return;
+    std::fprintf(stderr, "[Enter]\n");
+    char c = 0;
+    while (read(STDIN_FILENO, &c, 1) == 1 && c != '\n') {
+    }
+}
+
+}  // namespace
+
+void ShowMessageBox(const char *text) {
+    MessageBoxHandler show = nullptr;
+    void *user = nullptr;
+    {
+        const std::lock_guard guard(monitor);
+        show = handler;
+        user = handlerUser;
+    }
+    if (show != nullptr) {
+        show(text, user);
+    } else {
+        ShowOnStandardError(text);
+    }
+}
+
+void SetMessageBoxHandler(MessageBoxHandler show, void *user) {
+    const std::lock_guard guard(monitor);
+    handler = show;
+    handlerUser = user;
+}
+
+}  // namespace cc::platform

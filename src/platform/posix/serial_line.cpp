@@ -1,0 +1,244 @@
+#include "platform/serial_line.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "platform/posix/line.h"
+
+namespace cc::platform {
+namespace {
+
+// A controller and a head for each arm, and as many again for programs that use the seam by themselves.
+Line lines[8];
+
+// "com3" in CC_PORT_DIR, or the third serial device of the system.
+void DevicePath(int32_t port, char *path, size_t capacity) {
+    const char *const folder = std::getenv("CC_PORT_DIR");
+    if (folder != nullptr && *folder != '\0') {
+        std::snprintf(path, capacity, "%s/com%d", folder, port);
+    } else {
+        std::snprintf(path, capacity, "/dev/ttyS%d", port - 1);
+    }
+}
+
+speed_t Speed(int32_t baud) {
+    constexpr struct {
+        int32_t baud;
+        speed_t speed;
+    } kSpeeds[] = {{110, B110},     {150, B150},     {300, B300},     {600, B600},      {1200, B1200},
+                   {2400, B2400},   {4800, B4800},   {9600, B9600},   {19200, B19200},  {38400, B38400},
+                   {57600, B57600}, {115200, B115200}};
+    for (const auto &entry : kSpeeds) {
+        if (entry.baud == baud) return entry.speed;
+    }
+    return B0;
+}
+
+tcflag_t ParityFlags(char parity) {
+    switch (parity) {
+        case 'E': case 'e': return PARENB;
+        case 'O': case 'o': return PARENB | PARODD;
+        case 'M': case 'm': return PARENB | PARODD | CMSPAR;
+        case 'S': case 's': return PARENB | CMSPAR;
+        default: return 0;
+    }
+}
+
+tcflag_t SizeFlags(int32_t dataBits) {
+    constexpr tcflag_t kSizes[] = {CS5, CS6, CS7, CS8};
+    return kSizes[std::clamp(dataBits, 5, 8) - 5];
+}
+
+termios RawMode(const LineSettings &settings, speed_t speed) {
+    termios mode{};
+    mode.c_cflag = CREAD | CLOCAL | SizeFlags(settings.dataBits) | ParityFlags(settings.parity);
+    if (settings.stopBits == 2) mode.c_cflag |= CSTOPB;
+    if (settings.handshake == 1) mode.c_cflag |= CRTSCTS;
+    if (settings.handshake == 2) mode.c_iflag |= IXON | IXOFF;
+    mode.c_cc[VSTART] = 17;
+    mode.c_cc[VSTOP] = 19;
+    mode.c_cc[VMIN] = 1;
+    cfsetispeed(&mode, speed);
+    cfsetospeed(&mode, speed);
+    return mode;
+}
+
+}  // namespace
+
+void Line::Pull() {
+    while (device >= 0 && !lost) {
+        uint8_t chunk[512];
+        const ssize_t count = read(device, chunk, sizeof chunk);
+        if (count <= 0) {
+            lost = count == 0 || (errno != EAGAIN && errno != EINTR);
+            if (count < 0 && errno == EINTR) continue;
+            return;
+        }
+        for (ssize_t i = 0; i < count; ++i) {
+            if (chunk[i] == eventChar) eventPending = true;
+            if (pulledCount == sizeof pulled) continue;
+            pulled[(pulledFirst + pulledCount++) % sizeof pulled] = chunk[i];
+        }
+    }
+}
+
+size_t Line::TakePulled(uint8_t *buffer, size_t count) {
+    const size_t moved = std::min(count, pulledCount);
+    for (size_t i = 0; i < moved; ++i) buffer[i] = pulled[(pulledFirst + i) % sizeof pulled];
+    pulledFirst = (pulledFirst + moved) % sizeof pulled;
+    pulledCount -= moved;
+    return moved;
+}
+
+void Line::Poll(short events, int64_t deadline) {
+    pollfd waits[] = {{lost ? -1 : device, events, 0}, {wake, POLLIN, 0}};
+    const int64_t left = deadline < 0 ? 0 : std::max<int64_t>(deadline - MonotonicNow(), 0);
+    const timespec limit = ToTimespec(left);
+    monitor.unlock();
+    ppoll(waits, 2, deadline < 0 ? nullptr : &limit, nullptr);
+    monitor.lock();
+    // A line that has hung up stays ready for ever; it is lost once its last bytes have been pulled.
+    if ((waits[0].revents & POLLIN) == 0 && (waits[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) lost = true;
+}
+
+void Line::End() {
+    if (ending || device < 0) return;
+    ending = true;
+    const uint64_t one = 1;
+    if (write(wake, &one, sizeof one) != sizeof one) std::abort();  // an eventfd of our own takes a 1 at any time
+    monitor.NotifyAll();
+}
+
+void Line::Release() {
+    --users;
+    monitor.NotifyAll();
+}
+
+SerialLine::SerialLine() : line_(nullptr) {
+    for (Line &line : lines) {
+        const std::lock_guard guard(line.monitor);
+        if (line.taken) continue;
+        line.taken = true;
+        line_ = &line;
+        return;
+    }
+    std::abort();  // more lines than the library and its tests together have
+}
+
+SerialLine::~SerialLine() {
+    Close();
+    const std::lock_guard guard(line_->monitor);
+    line_->taken = false;
+}
+
+bool SerialLine::Open(int32_t port) {
+    char path[512];
+    DevicePath(port, path, sizeof path);
+    const int device = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (device < 0) return false;
+    const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    const bool exclusive = isatty(device) != 0 && flock(device, LOCK_EX | LOCK_NB) == 0;
+    const std::lock_guard guard(line_->monitor);
+    // A watcher that did not end in time may still use the line.
+    if (wake < 0 || !exclusive || line_->watched || line_->device >= 0) {
+        close(device);
+        if (wake >= 0) close(wake);
+        return false;
+    }
+    ioctl(device, TIOCEXCL);
+    line_->device = device;
+    line_->wake = wake;
+    line_->ending = line_->lost = line_->eventPending = false;
+    line_->pulledFirst = line_->pulledCount = 0;
+    return true;
+}
+
+bool SerialLine::Apply(const LineSettings &settings) {
+    const std::lock_guard guard(line_->monitor);
+    const speed_t speed = Speed(settings.baud);
+    if (line_->device < 0 || speed == B0) return false;
+    const termios mode = RawMode(settings, speed);
+    if (tcsetattr(line_->device, TCSANOW, &mode) != 0) return false;
+    // A device without modem lines, such as a pseudo-terminal, refuses this and works all the same.
+    const int ready = TIOCM_DTR | TIOCM_RTS;
+    ioctl(line_->device, TIOCMBIS, &ready);
+    line_->eventChar = settings.eventChar;
+    return true;
+}
+
+bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
+    const std::lock_guard guard(line_->monitor);
+    line_->readTimeoutMs = readMs;
+    line_->writeTimeoutMs = writeMs;
+    return line_->device >= 0;
+}
+
+ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0 || line.ending) return {0, false};
+    ++line.users;
+    const int64_t deadline = MonotonicNow() + int64_t{line.readTimeoutMs} * 1'000'000;
+    const bool watchedElsewhere = line.watched && pthread_equal(line.watcher, pthread_self()) == 0;
+    size_t taken = 0;
+    bool waited = false;
+    for (;;) {
+        if (line.pulledCount < count - taken) line.Pull();
+        taken += line.TakePulled(buffer + taken, count - taken);
+        if (taken == count || line.lost || line.ending || MonotonicNow() >= deadline) break;
+        waited = true;
+        if (watchedElsewhere) {
+            line.monitor.WaitUntil(deadline);  // the watcher pulls what comes
+        } else {
+            line.Poll(POLLIN, deadline);
+        }
+    }
+    line.Release();
+    return {static_cast<uint32_t>(taken), waited};
+}
+
+uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0 || line.ending) return 0;
+    ++line.users;
+    const int64_t deadline = MonotonicNow() + int64_t{line.writeTimeoutMs} * 1'000'000;
+    uint32_t written = 0;
+    while (!line.lost && !line.ending) {
+        const ssize_t step = write(line.device, bytes + written, count - written);
+        if (step >= 0) {
+            written += static_cast<uint32_t>(step);
+        } else if (errno != EAGAIN && errno != EINTR) {
+            break;
+        }
+        if (written == count || MonotonicNow() >= deadline) break;
+        line.Poll(POLLOUT, deadline);
+    }
+    line.Release();
+    return written;
+}
+
+void SerialLine::Close() {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0) return;
+    line.End();
+    while (line.users > 0) line.monitor.Wait();
+    close(line.device);
+    close(line.wake);
+    line.device = line.wake = -1;
+}
+
+}  // namespace cc::platform

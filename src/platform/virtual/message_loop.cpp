@@ -1,0 +1,49 @@
+#include "platform/message_loop.h"
+
+#include <algorithm>
+
+#include "platform/virtual/world.h"
+
+namespace cc::platform {
+namespace {
+
+struct WindowTimer {
+    WindowTimerProcedure procedure = nullptr;  // null: no timer
+    int64_t period = 0;
+    int64_t due = 0;
+} timer;
+
+}  // namespace
+
+uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure procedure) {
+    if (timer.procedure != nullptr || periodMs == 0) return 0;
+    const int64_t period = periodMs * kMillisecond;
+    timer = {procedure, period, World::Instance().Now() + period};
+    return 1;
+}
+
+void StopWindowTimer(void *, uintptr_t) { timer = {}; }
+
+int LoopDescriptor() { return -1; }
+
+int LoopDispatch() {
+    const int64_t now = World::Instance().Now();
+    if (timer.procedure == nullptr || timer.due > now) return 0;
+    timer.due += ((now - timer.due) / timer.period + 1) * timer.period;
+    timer.procedure();
+    return 1;
+}
+
+int LoopRun(int milliseconds) {
+    World &world = World::Instance();
+    const int64_t end = world.Now() + milliseconds * kMillisecond;
+    int ran = LoopDispatch();
+    while (world.Now() < end) {
+        const int64_t next = timer.procedure == nullptr ? end : std::min(end, timer.due);
+        world.Pass(next - world.Now());
+        ran += LoopDispatch();
+    }
+    return ran;
+}
+
+}  // namespace cc::platform

@@ -1,0 +1,39 @@
+#include "platform/periodic_timer.h"
+
+#include <map>
+
+#include "platform/virtual/world.h"
+
+namespace cc::platform {
+namespace {
+
+std::map<uint32_t, World::Entry> &Timers() {
+    static auto &timers = *new std::map<uint32_t, World::Entry>;
+    return timers;
+}
+
+void PutOnAgenda(uint32_t id, int64_t due, int64_t period, TimerCallback callback) {
+    Timers()[id] = World::Instance().At(due, [=] {
+        PutOnAgenda(id, due + period, period, callback);
+        callback(id);
+    });
+}
+
+}  // namespace
+
+uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback) {
+    static uint32_t lastId = 0;
+    if (periodMs == 0) return 0;
+    const int64_t period = periodMs * kMillisecond;
+    PutOnAgenda(++lastId, World::Instance().Now() + period, period, callback);
+    return lastId;
+}
+
+void StopPeriodicTimer(uint32_t timerId) {
+    const auto timer = Timers().find(timerId);
+    if (timer == Timers().end()) return;
+    World::Instance().Cancel(timer->second);
+    Timers().erase(timer);
+}
+
+}  // namespace cc::platform

@@ -1,0 +1,60 @@
+// Serial ports of the virtual world: what stands behind COM1, COM2, ... and how it behaves.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <vector>
+
+#include "platform/serial_line.h"
+
+namespace cc::platform {
+
+/// One port. It exists from its first mention on; the library opens it, the test holds its far end.
+class VirtualPort {
+  public:
+    /// The port with this number.
+    static VirtualPort &Number(int32_t port);
+
+    /// Takes each byte when it has arrived at the far end; replaced at will, null: bytes go nowhere.
+    std::function<void(uint8_t)> farEnd;
+
+    bool present = true;        // false: opening fails; an open line is unplugged
+    bool refuseSettings = false;
+    uint32_t writeSpace = UINT32_MAX;  // bytes that the device still takes before its writes time out
+    int64_t byteTime = 0;       // µs that one byte is on the wire; 0: none
+
+    /// Sends bytes to the host, one after another at the speed of the line.
+    void Send(const std::vector<uint8_t> &bytes);
+    /// Sends bytes that reach the host in one piece, now: their event characters are one event.
+    void SendTogether(const std::vector<uint8_t> &bytes);
+
+    bool IsOpen() const { return open_; }
+    /// Settings of the last Apply.
+    const LineSettings &Settings() const { return settings_; }
+    uint32_t ReadTimeoutMs() const { return readTimeoutMs_; }
+    uint32_t WriteTimeoutMs() const { return writeTimeoutMs_; }
+    /// Host's bytes that have not arrived at the far end yet.
+    bool IsSending() const;
+
+  private:
+    friend class SerialLine;
+    friend class LineWatcher;
+
+    void Arrive(uint8_t byte);
+    void ReportEvents();
+
+    bool open_ = false;
+    LineSettings settings_;
+    uint32_t readTimeoutMs_ = 0;
+    uint32_t writeTimeoutMs_ = 0;
+    int64_t toHostFree_ = 0;  // when the wire to the host is free again
+    int64_t toFarEndFree_ = 0;
+    std::deque<uint8_t> received_;
+    bool eventPending_ = false;
+    bool reporting_ = false;  // the event procedure is running: it does not run inside itself
+    void (*procedure_)(void *user) = nullptr;
+    void *user_ = nullptr;
+};
+
+}  // namespace cc::platform

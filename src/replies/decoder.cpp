@@ -1,0 +1,293 @@
+#include "replies/decoder.h"
+
+#include <cstring>
+
+#include "interface/arm_context.h"
+#include "link/little_endian.h"
+#include "link/send_path.h"
+#include "replies/notifications.h"
+#include "replies/point_reports.h"
+
+namespace cc {
+namespace {
+
+constexpr uint16_t kShortestReply = 3;
+
+// One reply and the arm that it is applied to.
+struct Reply {
+    ArmContext &context;
+    int16_t arm;      // number that the caller of the decoder gave
+    uint16_t length;  // of the whole reply
+    uint8_t *bytes;   // zero behind the end
+
+    ReplyState &State() const { return context.replies; }
+    uint8_t Code() const { return bytes[at::kReplyCode]; }
+    int32_t ControllerState() const { return static_cast<int8_t>(bytes[at::kReplyState]); }
+    uint8_t *Payload() const { return bytes + at::kReplyPayload; }
+    int8_t SignedByte(int index) const { return static_cast<int8_t>(bytes[index]); }
+};
+
+// ---- controller information, part of longer state replies
+
+void FillControllerInfo(ControllerInfo &information, const uint8_t *bytes) {
+    information.controllerType = bytes[3];
+    information.controllerLevel = bytes[3] == 255 && bytes[4] == 2 ? 7 : bytes[4];
+    for (int axis = 0; axis < 6; ++axis) {
+        information.axes[axis].kind = bytes[5 + axis];
+        information.axes[axis].flags =
+            static_cast<uint16_t>((bytes[11] >> axis & 1) | (bytes[12] >> axis & 1) << 1);
+    }
+    information.optionCode = bytes[13];
+}
+
+bool IsExtendedType(uint16_t type) { return type == 2 || type == 4 || type == 5 || type == 16; }
+
+void DecodeInformation(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    const int32_t seenBefore = replies.infoSeen;
+    replies.infoSeen = 1;
+    if (replies.awaitedReply == 1) return;
+    ControllerInfo &information = replies.controllerInfo;
+    FillControllerInfo(information, reply.bytes);
+    replies.extendedInfo = IsExtendedType(information.controllerType) ? 1 : 0;
+    if (replies.extendedInfo == 0) return;
+    information.extra[0] = reply.bytes[14];
+    information.extra[1] = reply.bytes[15];
+    replies.resetStatusPending = 0;
+    if (seenBefore == 0 && replies.controllerState == state::kEmergency) NotifyHold(replies, kWordReset);
+}
+
+void OnState(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    const int32_t newState = reply.ControllerState();
+    replies.controllerState = newState;
+    if (replies.awaitedReply == kAnyStateReply || newState == state::kStopped) {
+        replies.awaitedReply = kNothingAwaited;
+    } else {
+        replies.awaitedReply ^= newState;
+    }
+    const bool switchedOn = replies.extendedInfo == 0 && reply.context.session.startMode == 1 &&
+                            newState == state::kStopped && replies.resumeNotifyPending == 0;
+    if (switchedOn) Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
+    if (reply.length != kShortestReply) DecodeInformation(reply);
+    if (replies.resumeNotifyPending == 1) {
+        replies.resumeNotifyPending = 0;
+        NotifyResume(replies, kWordStart);
+    }
+}
+
+// ---- reports with a payload
+
+void NotifyPayload(const Reply &reply, int32_t event) {
+    ReplyState &replies = reply.State();
+    const int payloadBytes = reply.length - at::kReplyPayload;
+    std::memcpy(replies.notifyPayload, reply.Payload(), static_cast<size_t>(payloadBytes));
+    const bool byteAsInfo = event != CC_EVENT_REPORT_1 && reply.context.session.startMode == 1;
+    const auto infoWord =
+        static_cast<uint16_t>(byteAsInfo ? reply.SignedByte(4) : payloadBytes / 2 * 256 + event);
+    Notify(replies, event, infoWord, replies.notifyPayload);
+}
+
+void OnReport1(const Reply &reply) { NotifyPayload(reply, CC_EVENT_REPORT_1); }
+
+void OnReport3(const Reply &reply) { NotifyPayload(reply, CC_EVENT_REPORT_3); }
+
+void OnEmergency(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    replies.controllerState = reply.ControllerState();
+    replies.awaitedReply = replies.awaitedReply == state::kEmergency ? kNothingAwaited : kAnyStateReply;
+    NotifyPayload(reply, reply.Code() == reply::kEmergency ? CC_EVENT_EMERGENCY : CC_EVENT_EMERGENCY_51);
+    replies.coordAnswered = 1;
+}
+
+// ---- completions
+
+void OnDone(const Reply &reply) { reply.State().awaitedReply = kNothingAwaited; }
+
+void OnSetting(const Reply &reply) {
+    if (reply.State().awaitedReply == reply.SignedByte(3)) OnDone(reply);
+}
+
+void OnZeroing(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    if (replies.awaitedReply != reply.SignedByte(3)) return;
+    if (replies.awaitedReply == 1) {
+        replies.zeroingDone = 1;
+        if (reply.context.session.startMode == 1) {
+            Notify(replies, CC_EVENT_ZEROING_DONE, CC_EVENT_ZEROING_DONE);
+            TraceEndOfZeroing(reply.context.trace, reply.arm);
+        }
+    }
+    OnDone(reply);
+}
+
+void OnIoWords(const Reply &reply) {
+    for (int i = 0; i < 2; ++i) reply.State().ioWords[i] = ReadU16(reply.Payload() + 2 * i);
+    OnDone(reply);
+}
+
+void OnStoredInfo(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    std::memcpy(replies.storedInfo, reply.Payload(), sizeof replies.storedInfo);
+    OnDone(reply);
+}
+
+void OnParameters(const Reply &reply) { reply.State().awaitedReply ^= reply.Code(); }
+
+void OnTemperatures(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    const bool second = reply.Code() == reply::kTemperatures2;
+    uint16_t *const words = replies.temperatureWords + (second ? 16 : 0);
+    for (int i = 0; i < 16; ++i) words[i] = ReadU16(reply.Payload() + 2 * i);
+    if (!second) return;
+    replies.temperatureWords[32] = reply.bytes[35];
+    Notify(replies, CC_EVENT_TEMPERATURES, reply.bytes[35], replies.temperatureWords);
+    OnDone(reply);
+}
+
+// ---- motion
+
+void OnBuffered(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    MoveBuffer &moves = reply.context.motion;
+    if (replies.controllerState == state::kUnknown) return;
+    OnDone(reply);
+    const MoveHistoryEntry &entry = OldestEntry(moves);
+    const uint16_t tag = entry.tag;
+    if (tag < kFirstReportTag) {
+        // A probing move that is acknowledged before its point was rejected, and with it all that follows.
+        if (replies.controllerState == state::kStopped) return;
+        ResetMoveBuffer(moves);
+        Notify(replies, CC_EVENT_MOVE_REJECTED, static_cast<uint16_t>(reply.SignedByte(4)));
+        return;
+    }
+    const uint8_t inUse = entry.inUse;
+    if (tag == kScanTag) {
+        moves.scanActive = 0;
+        Notify(replies, CC_EVENT_SCAN_END, 0);
+    } else {
+        Notify(replies, CC_EVENT_MOVE_DONE, static_cast<uint16_t>(tag - kFirstReportTag));
+    }
+    if (entry.inUse != inUse) return;  // the client reset the buffer in its callback
+    ConsumeOldestEntry(moves);
+    --moves.movesInFlight;
+}
+
+void OnPoint(const Reply &reply) { ReportPoint(reply.context, reply.bytes, reply.length); }
+
+void OnPosition(const Reply &reply) { ReportPosition(reply.context, reply.bytes); }
+
+void OnCoordinates(const Reply &reply) {
+    ReportCoordinates(reply.context, reply.bytes);
+    reply.State().coordAnswered = 1;
+}
+
+// ---- controller events
+
+void OnHostAnswer(const Reply &reply) {
+    const ReplyState &replies = reply.State();
+    const bool busy = replies.controllerState == state::kMeasuring || replies.controllerState == state::kZeroing;
+    if (replies.extendedInfo == 0 && busy) return;
+    const CommandMessage answer(reply.Code() == reply::kHostAnswer5 ? command::P05 : command::P06);
+    QueueMessage(reply.context, kPriority, answer);
+}
+
+void OnEvent17(const Reply &reply) { Notify(reply.State(), CC_EVENT_17, info::kEvent17, reply.Payload()); }
+
+void OnHold(const Reply &reply) { Notify(reply.State(), CC_EVENT_HOLD, info::kHold, reply.Payload()); }
+
+void OnResume(const Reply &reply) { Notify(reply.State(), CC_EVENT_RESUME, info::kResume, reply.Payload()); }
+
+void OnEvent21(const Reply &reply) { Notify(reply.State(), CC_EVENT_21, info::kEvent21, reply.Payload()); }
+
+void OnEvent22(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    if (replies.p10Sent == 1 && replies.extendedInfo == 0 && replies.controllerInfo.optionCode == kOptionP10) {
+        replies.p10Sent = 0;
+        NotifyResume(replies, kWordStart);
+    }
+    Notify(replies, CC_EVENT_22, CC_EVENT_22);
+}
+
+void OnEvent23(const Reply &reply) { Notify(reply.State(), CC_EVENT_23, CC_EVENT_23); }
+
+void OnControllerOn(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    replies.resumeNotifyPending = 1;
+    if (reply.context.session.startMode == 1) {
+        Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
+    } else {
+        replies.resetStatusPending = 1;
+        NotifyResume(replies, kWordReset);
+    }
+}
+
+// What is done with each reply code. Codes that do not stand here are ignored.
+constexpr struct {
+    uint8_t first;
+    uint8_t last;
+    void (*act)(const Reply &);
+} kHandlers[] = {
+    {reply::kState, reply::kState, OnState},
+    {reply::kReport1, reply::kReport1, OnReport1},
+    {reply::kEmergency, reply::kEmergency, OnEmergency},
+    {reply::kReport3, reply::kReport3, OnReport3},
+    {reply::kBuffered, reply::kBuffered, OnBuffered},
+    {reply::kTableEntry, reply::kTableEntry, OnDone},
+    {reply::kZeroing, reply::kZeroing, OnZeroing},
+    {reply::kDone7, reply::kDone7, OnDone},
+    {reply::kSetting, reply::kSetting, OnSetting},
+    {reply::kPoint, reply::kPoint, OnPoint},
+    {reply::kIoWords, reply::kIoWords, OnIoWords},
+    {reply::kPosition, reply::kPosition, OnPosition},
+    {reply::kState13, reply::kState13, OnState},
+    {reply::kStarted, reply::kStarted, OnDone},
+    {21, 21, OnPoint},
+    {reply::kParameters1, reply::kParameters1 + 4, OnParameters},
+    {reply::kHostAnswer5, reply::kHostAnswer6, OnHostAnswer},
+    {reply::kEvent17, reply::kEvent17, OnEvent17},
+    {reply::kStoredInfo, reply::kStoredInfo, OnStoredInfo},
+    {reply::kParameters6, reply::kParameters7, OnParameters},
+    {40, 41, OnPoint},
+    {reply::kHold, reply::kHold, OnHold},
+    {reply::kResume, reply::kResume, OnResume},
+    {reply::kEmergency51, reply::kEmergency51, OnEmergency},
+    {reply::kEvent21, reply::kEvent21, OnEvent21},
+    {reply::kEvent22, reply::kEvent22, OnEvent22},
+    {reply::kEvent23, reply::kEvent23, OnEvent23},
+    {reply::kControllerOn, reply::kControllerOn, OnControllerOn},
+    {reply::kTemperatures1, reply::kTemperatures2, OnTemperatures},
+    {70, 71, OnPoint},
+    {reply::kCoordinates, reply::kCoordinates, OnCoordinates},
+};
+
+// Reports changes of the link. Result: whether the reply just taken must be dropped.
+bool ReportLink(ReplyState &replies, uint16_t linkState) {
+    if (linkState != 0 && replies.linkFaultNotified == 0) {
+        replies.linkFaultNotified = 1;
+        Notify(replies, CC_EVENT_LINK, info::kLinkLost);
+        return true;
+    }
+    if (linkState == 0 && replies.linkFaultNotified == 1) {
+        replies.linkFaultNotified = 0;
+        Notify(replies, CC_EVENT_LINK, info::kLinkInOrder);
+    }
+    return false;
+}
+
+}  // namespace
+
+void DecodeReplies(int16_t arm) {
+    ArmContext &context = SelectArm(arm);
+    uint16_t length = 0;
+    const uint16_t linkState = TakeReply(context, length, context.replies.replyBuffer);
+    if (ReportLink(context.replies, linkState) || length < kShortestReply) return;
+    const Reply reply{context, arm, length, context.replies.replyBuffer};
+    for (const auto &handler : kHandlers) {
+        if (reply.Code() < handler.first || reply.Code() > handler.last) continue;
+        handler.act(reply);
+        return;
+    }
+}
+
+}  // namespace cc

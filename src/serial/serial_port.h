@@ -1,0 +1,83 @@
+// What the controller's and the head's serial ports have in common: settings, opening, reading, writing, purging.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "platform/line_watcher.h"
+#include "platform/serial_line.h"
+
+namespace cc {
+
+/// A COM port with its line-event thread, which exists exactly while the port is open. Read, Write and Purge may run on
+/// several threads; Configure, Open, Close and SetTimeouts belong to one thread, which is not the line-event thread.
+class SerialPort {
+  public:
+    SerialPort(const SerialPort &) = delete;
+    SerialPort &operator=(const SerialPort &) = delete;
+
+    /// Checks and stores the settings, and applies them if the port is open. 0 for baud, parity, dataBits or stopBits
+    /// stands for the stored value. parity is a letter; handshake 1 is RTS/CTS, 2 XON/XOFF, any other value none.
+    /// Result: 1, or 0 when the settings are not valid or not accepted; nothing is stored then.
+    int Configure(int32_t port, int32_t baud, char parity, int32_t dataBits, int32_t stopBits, int32_t handshake,
+                  uint8_t eventChar);
+
+    /// Opens the stored port with the stored settings, after closing it if it is open. Result: 1 when it is open, else 0.
+    int Open(uint8_t eventChar);
+
+    int IsOpen() const { return open_.load(std::memory_order_acquire) ? 1 : 0; }
+
+    /// Sets the longest time of one read and of one write attempt, in milliseconds.
+    void SetTimeouts(uint32_t readTimeout, uint32_t writeTimeout);
+
+    /// Reads until `count` bytes have come or the read time-out has passed. Result: bytes read; 0 on a closed port.
+    uint32_t Read(uint8_t *buffer, uint32_t count);
+
+    /// Writes `count` bytes in at most writeAttemptLimit + 1 attempts. Result: bytes written; 0 on a closed port.
+    uint32_t Write(const uint8_t *bytes, uint32_t count);
+
+    /// Discards the pending input. Result: bytes discarded.
+    uint32_t Purge();
+
+  protected:
+    explicit SerialPort(platform::WatcherPriority priority) : priority_(priority) {}
+    ~SerialPort() = default;
+
+    /// Called on the line-event thread each time the event character has been received.
+    virtual void OnEventChar() = 0;
+    /// Called after each read, under the read lock; `waited` as in platform::ReadResult.
+    virtual void AfterRead(bool waited) = 0;
+    virtual int Close() = 0;
+
+    /// Marks the port closed. Result: whether it was open.
+    bool MarkClosed() { return open_.exchange(false, std::memory_order_acq_rel); }
+
+    platform::SerialLine line_;
+    platform::LineWatcher watcher_;
+
+  private:
+    platform::LineSettings Settings(uint8_t eventChar) const;
+
+    uint32_t readTimeout = 25;     // ms
+    uint32_t writeTimeout = 1000;  // ms
+    char parity = 0;
+    int32_t port = 0;
+    int32_t baud = 0;
+    int32_t dataBits = 0;
+    int32_t stopBits = 0;
+    int32_t handshake = 0;
+    int32_t writeAttemptLimit = 5;
+
+    const platform::WatcherPriority priority_;
+    std::atomic<bool> open_{false};  // set last when opening, cleared first when closing
+    // purgeLock is taken before readLock; no other lock is held while taking purgeLock.
+    std::mutex purgeLock;
+    std::mutex readLock;
+    std::mutex writeLock;
+};
+
+/// Longest time that closing a port waits for its line-event thread.
+inline constexpr uint32_t kThreadEndTimeoutMs = 25000;
+
+}  // namespace cc

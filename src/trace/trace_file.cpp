@@ -1,0 +1,37 @@
+#include "trace/trace_file.h"
+
+namespace cc {
+namespace {
+
+void TraceBytes(TraceFile &trace, const char *prefix, const uint8_t *bytes, uint16_t length) {
+    if (trace.traceOn == 0) return;
+    std::fputs(prefix, trace.traceFile);
+    for (uint16_t i = 0; i < length; ++i) std::fprintf(trace.traceFile, "%X%X ", bytes[i] >> 4, bytes[i] & 15);
+    std::fputc('\n', trace.traceFile);
+}
+
+}  // namespace
+
+void OpenTrace(TraceFile &trace, int32_t armNumber) {
+    CloseTrace(trace);
+    char name[32];
+    std::snprintf(name, sizeof name, "wtraceArm%1d.log", armNumber);
+    trace.traceFile = std::fopen(name, "wt");
+    trace.traceOn = trace.traceFile != nullptr ? 1 : 0;
+}
+
+void CloseTrace(TraceFile &trace) {
+    if (trace.traceOn == 0) return;
+    std::fclose(trace.traceFile);
+    trace = {};
+}
+
+void TraceCommand(TraceFile &trace, const uint8_t *bytes, uint16_t length) { TraceBytes(trace, ">>", bytes, length); }
+
+void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length) { TraceBytes(trace, "  ", bytes, length); }
+
+void TraceEndOfZeroing(TraceFile &trace, int16_t arm) {
+    if (trace.traceOn != 0) std::fprintf(trace.traceFile, "___endzeroes  %d\n", arm);
+}
+
+}  // namespace cc

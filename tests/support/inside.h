@@ -1,0 +1,81 @@
+// Looks inside an arm, for tests that link the library statically.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "interface/arm_context.h"
+#include "support/client.h"
+
+namespace cc::test {
+
+/// Puts a reply into the reply queue of an arm in simulation mode, as the simulator would.
+inline void Inject(int16_t arm, const Bytes &reply) {
+    MessageQueues &queues = SelectArm(arm).queues;
+    MessageSlot &slot = queues.replyQueue[queues.simReplyWrite];
+    std::copy(reply.begin(), reply.end(), slot.data);
+    slot.Publish(static_cast<uint16_t>(reply.size()));
+    queues.simReplyWrite = NextIndex(queues.simReplyWrite, kReplySlots);
+}
+
+/// Messages that were queued in simulation mode since the object was made, in the order of each queue.
+class SentMessages {
+  public:
+    explicit SentMessages(int16_t arm = 1)
+        : queues_(SelectArm(arm).queues), normal_(queues_.sendWrite), priority_(queues_.priorityWrite) {}
+
+    Messages Normal() const { return Collect(queues_.sendQueue, normal_, queues_.sendWrite, kSendSlots); }
+    Messages Priority() const {
+        return Collect(queues_.prioritySendQueue, priority_, queues_.priorityWrite, kPrioritySlots);
+    }
+
+  private:
+    static Messages Collect(const MessageSlot *queue, int32_t from, int32_t to, int32_t size) {
+        Messages messages;
+        for (int32_t i = from; i != to; i = NextIndex(i, size)) {
+            messages.emplace_back(queue[i].data, queue[i].data + queue[i].data[0] + 1);
+        }
+        return messages;
+    }
+
+    MessageQueues &queues_;
+    int32_t normal_;
+    int32_t priority_;
+};
+
+/// Gives closed arms the state that they have after the library is loaded: much of it outlives a session.
+inline void ForgetSessions() {
+    for (const int16_t number : {1, 2}) {
+        ArmContext &arm = SelectArm(number);
+        arm.simulator = {};
+        arm.replies = {};
+        arm.session = {};
+        arm.link.txSequence = arm.link.rxSequence = 0;
+        arm.link.retryTicks = 0;
+        arm.link.retryCount = 0;
+        arm.link.priorityInFlight = 0;
+        arm.queues.sendWrite = arm.queues.priorityWrite = 0;
+    }
+}
+
+/// A test of its own arms: closed and as new when it begins.
+class ArmTest : public testing::Test {
+  protected:
+    void SetUp() override { ForgetSessions(); }
+    void TearDown() override { CloseAll(); }
+
+    ArmContext &arm1 = SelectArm(1);
+};
+
+/// A test with arm 1 open in simulation mode, in state 1.
+class SimulationTest : public ArmTest {
+  protected:
+    void SetUp() override {
+        ArmTest::SetUp();
+        ASSERT_EQ(OpenSimulated(1, IniFile(Settings())), CC_OK);
+        Events(1).clear();
+    }
+    /// Text of the initialisation file.
+    virtual std::string Settings() const { return "[Timers]\ntimeout = 1\n"; }
+};
+
+}  // namespace cc::test
