@@ -1,0 +1,227 @@
+// Buffered motion and scanning: what is filed, what is sent, what comes back.
+#include <cstring>
+
+#include "support/inside.h"
+
+namespace cc::test {
+namespace {
+
+class MotionTest : public SimulationTest {
+  protected:
+    MoveBuffer &moves = arm1.motion;
+
+    /// The message filed last.
+    Bytes Filed() const {
+        const MoveSlot &slot = moves.moveRing[moves.moveRingWrite];
+        return {slot.bytes, slot.bytes + slot.length};
+    }
+    uint16_t LastTag() const { return moves.moveHistory[moves.moveHistoryWrite].tag; }
+};
+
+const double kTarget[6] = {10.0, -2.5, 0.0, 0, 0, 1};
+const char kTargetFields[] = "'X' 10 27 00 00 'Y' 3C F6 FF FF 'Z' 00 00 00 00";
+
+TEST_F(MotionTest, MessagesAreByteForByte) {
+    const std::string target = kTargetFields;
+    const double m = 0.007, n = 0.009;
+    CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0);
+    EXPECT_EQ(Filed(), Hex("1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00"));
+    EXPECT_EQ(LastTag(), 65504);
+    EXPECT_EQ(moves.moveHistory[0].approach[2], 1.0);
+    CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250);
+    EXPECT_EQ(Filed(), Hex("22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00"));
+    EXPECT_EQ(moves.moveHistory[1].tag, 42);
+    EXPECT_EQ(LastTag(), 65505);
+    // N stays from the probing move, M does not.
+    CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0);
+    EXPECT_EQ(Filed(), Hex("1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00"));
+    CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1);
+    EXPECT_EQ(Filed(), Hex("22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF"));
+    CC_MOVEINCR(1, kTarget, 0, 0);
+    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '3' " + target));
+    EXPECT_EQ(LastTag(), 65511);
+    CC_MOVEINCR(1, kTarget, 0, 1);
+    EXPECT_EQ(Filed(), Hex("18 FF 'G' '0' '3' " + target + " 'M' 07 00 00 00"));
+    CC_MOVERT(1, kTarget, 0, 0);
+    EXPECT_EQ(Filed(), Hex("09 FF 'G' '0' '1' 'A' 10 27 00 00"));
+    CC_MOVEINCRRT(1, kTarget, 0, 3);
+    EXPECT_EQ(Filed(), Hex("0E FF 'G' '0' '3' 'A' 10 27 00 00 'F' 03 00 00 00"));
+    CC_MOVEWRIST(1, kTarget, 0, 4);  // wristScale 0.5
+    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '1' 'A' 14 00 00 00 'B' FB FF FF FF 'M' 04 00 00 00"));
+    EXPECT_EQ(LastTag(), 65504);
+    CC_MOVEWRISTINCR(1, kTarget, 0, 4);  // linearScale
+    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '3' 'A' 10 27 00 00 'B' 3C F6 FF FF 'F' 04 00 00 00"));
+    EXPECT_EQ(LastTag(), 65511);
+    const std::string speeds = " 'X' FE FF FF FF 'Y' FE FF FF FF 'Z' FE FF FF FF";
+    const char *const kKinds[] = {"'0'", "'7'", "'6'"};
+    for (int16_t kind = 0; kind < 3; ++kind) {
+        CC_SPEED(1, kind, -2);
+        EXPECT_EQ(Filed(), Hex("13 FF 'G' '3' " + std::string(kKinds[kind]) + speeds));
+        EXPECT_EQ(LastTag(), 65508 + kind);
+    }
+    CC_FLYONOFF(1, 5);
+    EXPECT_EQ(Filed(), Hex("04 FF 'G' '3' '1'"));
+    CC_FLYONOFF(1, 0);
+    EXPECT_EQ(Filed(), Hex("04 FF 'G' '3' '2'"));
+    CC_FLYLEN(1, 0.5);
+    EXPECT_EQ(Filed(), Hex("0E FF 'G' '3' '4' 'M' F4 01 00 00 'N' F4 01 00 00"));
+    EXPECT_EQ(LastTag(), 65507);
+    const int32_t before = moves.moveRingWrite;
+    CC_FLYLEN(1, 0.0009);
+    CC_SPEED(1, 3, 1);
+    EXPECT_EQ(moves.moveRingWrite, before);
+    EXPECT_EQ(CC_TFMODE(1, 1), 1);
+    EXPECT_EQ(Filed(), Hex("04 01 'G' '3' 09"));
+    EXPECT_EQ(LastTag(), 65512);
+    EXPECT_EQ(CC_TFMODE(1, 0), 1);
+    EXPECT_EQ(Filed(), Hex("04 01 'G' '3' 08"));
+    EXPECT_EQ(LastTag(), 65513);
+    const Bytes own = Hex("04 FF 'G' '9' '9'");
+    EXPECT_EQ(CC_FREEFRAME(1, own.data(), 5, 4, 16), 1);
+    EXPECT_EQ(Filed(), own);
+    EXPECT_EQ(LastTag(), 65520);
+}
+
+TEST_F(MotionTest, RoomInTheBuffer) {
+    EXPECT_EQ(CC_CANSEND(1, 1), 1);
+    EXPECT_EQ(CC_CANSEND(1, 0), 1);
+    for (int i = 0; i < 63; ++i) CC_FLYONOFF(1, 1);
+    EXPECT_EQ(CC_CANSEND(1, 1), 1);
+    EXPECT_EQ(CC_CANSEND(1, 2), 0);
+    CC_FLYONOFF(1, 1);
+    EXPECT_EQ(moves.moveRingWrite, 63);
+    EXPECT_EQ(CC_CANSEND(1, 1), 0);
+    CC_FLYONOFF(1, 0);
+    EXPECT_EQ(moves.moveRingWrite, 0);
+    CC_BUFFRESET(1);
+    EXPECT_EQ(CC_CANSEND(1, 1), 1);
+    moves.scanActive = 1;
+    EXPECT_EQ(CC_CANSEND(1, 1), 0);
+    moves.scanActive = 0;
+    EXPECT_EQ(CC_CANSEND(1, -32768), 1);
+    EXPECT_EQ(CC_CANSEND(1, 32767), 1);
+}
+
+TEST_F(MotionTest, TheWorkerSendsInMeasuringStateOnlyAndTwoAtATime) {
+    for (int i = 0; i < 3; ++i) CC_MOVEINCR(1, kTarget, 0, 0);  // never acknowledged by the simulator
+    SentMessages sent;
+    CC_LOOP_RUN(200);
+    EXPECT_TRUE(sent.Normal().empty());
+    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
+    CC_LOOP_RUN(1000);
+    EXPECT_EQ(sent.Normal().size(), 3u);  // S73 and two of the three moves
+    EXPECT_EQ(moves.movesInFlight, 2);
+    EXPECT_EQ(CC_MOVING(1), 0);  // never moving in simulation
+    EXPECT_EQ(CC_OPBUF(1, 0), 1);
+    EXPECT_EQ(moves.movesInFlight, 0);
+}
+
+TEST_F(MotionTest, ProbingComesBackAsPointAndAcknowledgement) {
+    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
+    Events(1).clear();
+    for (uint32_t id = 1; id <= 40; ++id) {
+        while (CC_CANSEND(1, 2) == 0) CC_LOOP_RUN(50);
+        const double position[6] = {static_cast<double>(id), 2, 3, 0.25, 0, 0};
+        CC_MOVE(1, 2, position, id, 0, nullptr, nullptr, 0);
+    }
+    CC_LOOP_RUN(6000);
+    const std::vector<Event> points = EventsOf(1, 5);
+    ASSERT_EQ(points.size(), 40u);
+    for (uint32_t id = 1; id <= 40; ++id) {
+        EXPECT_EQ(points[id - 1].point.tag, id);
+        EXPECT_NEAR(points[id - 1].point.position[0], id, 1e-9);
+        EXPECT_EQ(points[id - 1].point.approach[0], 0.25);
+    }
+    EXPECT_EQ(EventsOf(1, 16), std::vector<Event>(40, Of(16, 1)));
+    EXPECT_EQ(moves.movesInFlight, 0);
+}
+
+TEST_F(MotionTest, BothArmsMoveAtOnce) {
+    ASSERT_EQ(OpenSimulated(2, IniFile("[Timers]\ntimeout=1\n", 2)), 0);
+    for (const int16_t arm : {1, 2}) {
+        ASSERT_EQ(CC_SETSTATUS(arm, 1), 1);
+        for (int i = 0; i < 10; ++i) CC_MOVE(arm, arm == 1 ? 0 : 2, kTarget, 3, 0, nullptr, nullptr, 0);
+    }
+    CC_LOOP_RUN(2000);
+    EXPECT_EQ(EventsOf(1, 16), std::vector<Event>(10, Of(16, 0)));
+    EXPECT_EQ(EventsOf(2, 16), std::vector<Event>(10, Of(16, 1)));
+    EXPECT_TRUE(EventsOf(1, 5).empty());
+}
+
+TEST_F(MotionTest, ACallbackMayResetTheBuffer) {
+    static int rejected;
+    rejected = 0;
+    arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
+        if (event != 16) return;
+        ++rejected;
+        CC_BUFFRESET(1);
+    };
+    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
+    CC_FLYONOFF(1, 1);
+    CC_LOOP_RUN(300);
+    EXPECT_EQ(rejected, 1);
+    EXPECT_EQ(moves.movesInFlight, 0);
+    EXPECT_EQ(moves.moveHistoryRead, 0);
+}
+
+TEST_F(MotionTest, ScanParametersAndStart) {
+    const double matrix[9] = {1, 0, 0, 0, -0.5, 0, 0, 0, 0.9999999999};
+    const double offset[3] = {1, 2, -3};
+    const double a = 2.0, b = 0.5, c = 0.25, d = -1;
+    L2S_SetRotMatrix(matrix, offset);
+    L2S_SetTipRad(&c);
+    L2S_SetRegDepth(&b, &d);
+    L2S_SetTargetPoint(&a, &d);
+    L2S_SetMaxMinStep(&a, &b);
+    L2S_SetTreshold(&c);
+    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
+    EXPECT_EQ(L2S_StopScan(), 0);
+    CC_FLYONOFF(1, 1);
+    CC_FLYONOFF(1, 0);
+    const SentMessages sent;
+    EXPECT_EQ(L2S_StartScan(), 1);
+    EXPECT_EQ(CC_CANSEND(1, 1), 0);
+    EXPECT_EQ(sent.Normal(),
+              (Messages{Hex("35 01 'S' '5' '0' 'M' 00 CA 9A 3B 00 00 00 00 00 00 00 00 00 00 00 00 00 9B 32 E2"
+                            " 00 00 00 00 00 00 00 00 00 00 00 00 FF C9 9A 3B E8 03 00 00 D0 07 00 00 48 F4 FF FF"),
+                        Hex("1D 01 'S' '5' '1' 'A' 00 00 00 00 'B' 00 00 00 00 'M' FA 00 00 00 'N' F4 01 00 00"
+                            " 'F' 18 FC FF FF"),
+                        Hex("20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
+                            " 'N' FA 00 00 00 'F' 00 00"),
+                        Hex("04 FF 'G' '3' '1'"), Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
+    EXPECT_EQ(L2S_StopScan(), 1);
+    EXPECT_EQ(L2S_StopScan(), 1);
+    EXPECT_EQ(sent.Priority(), (Messages{Hex("04 01 'P' '0' '4'"), Hex("04 01 'P' '0' '4'")}));
+    CC_LOOP_RUN(150);
+    EXPECT_EQ(EventsOf(1, 15), std::vector{Of(15, 0)});
+    EXPECT_EQ(CC_CANSEND(1, 1), 1);
+}
+
+TEST_F(MotionTest, AScanWhoseParametersAreNotTakenDoesNotStart) {
+    arm1.simulator.simState = 7;
+    EXPECT_EQ(L2S_StartScan(), 0);
+    EXPECT_EQ(moves.scanActive, 0);
+}
+
+TEST(Counts, TruncateTowardZeroAndKeepLow32Bits) {
+    const struct {
+        double value, scale;
+        int32_t expected;
+    } kCases[] = {
+        {-0.5, 1, 0},
+        {1.999, 1, 1},
+        {-1.999, 1, -1},
+        {0.3, 0.1, 2},
+        {4294967298.0, 1, 2},
+        {-4294967297.0, 1, -1},
+        {2147483648.0, 1, INT32_MIN},
+        {1e300, 1, 0},  // a multiple of 2 to the 32nd
+        {1, 0, 0},
+        {0, 0, 0},
+        {std::numeric_limits<double>::quiet_NaN(), 1, 0},
+    };
+    for (const auto &c : kCases) EXPECT_EQ(cc::Counts(c.value, c.scale), c.expected) << c.value << " / " << c.scale;
+}
+
+}  // namespace
+}  // namespace cc::test

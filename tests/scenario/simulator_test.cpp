@@ -1,0 +1,128 @@
+// The built-in controller: its answer to each command, its busy state, its queues.
+#include "link/send_path.h"
+#include "support/inside.h"
+
+namespace cc::test {
+namespace {
+
+class SimulatorTest : public SimulationTest {
+  protected:
+    /// Queues a message and returns the replies that it brought.
+    Messages Answer(const Bytes &message, uint16_t priority = kNormal) {
+        EXPECT_EQ(QueueMessage(arm1, priority, static_cast<int32_t>(message.size()), message.data()), 0);
+        return Replies();
+    }
+
+    Messages Replies() {
+        Messages replies;
+        uint8_t buffer[kReplyBytes];
+        uint16_t length = 0;
+        for (TakeReply(arm1, length, buffer); length != 0; TakeReply(arm1, length, buffer)) {
+            replies.emplace_back(buffer, buffer + length);
+        }
+        return replies;
+    }
+};
+
+const char kPosition[] = "01 02 03 04 05 06 07 08 09 0A 0B 0C";
+const char kMoveFields[] = "'X' 01 02 03 04 'Y' 05 06 07 08 'Z' 09 0A 0B 0C";
+
+TEST_F(SimulatorTest, AnswersEachCommand) {
+    const std::string move = kMoveFields;
+    const struct {
+        std::string command;
+        Messages replies;
+    } kCases[] = {
+        {"04 01 'N' '0' '0'", {Hex("0C 01 00 01 FF 01 01 01 00 00 00 07 07")}},
+        {"02 01 'N'", {Hex("0C 01 00 01 FF 01 01 01 00 00 00 07 07")}},
+        {"04 01 'L' '1' '3'", {Hex("10 01 14 'X' 00 'Y' 00 'Z' 00 'A' 00 'B' 00 'U' 00 '2' FF")}},
+        {"13 FF 'G' '0' '1' " + move, {Hex("04 01 04 00 FF")}},
+        {"02 01 'A'", {Hex(std::string("0F 01 FF 'A' ") + kPosition)}},
+        {"13 07 'G' '0' '5' 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00",
+         {Hex("13 01 09 00 07 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00"), Hex("04 01 04 00 07")}},
+        {"13 FF 'G' '0' '6' " + move, {Hex("04 01 04 00 FF")}},
+        {"04 01 'H' '0' '1'", {}},
+        {"13 07 'G' '0' '5' 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00",
+         {Hex(std::string("1F 01 09 00 07 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00 ") + kPosition),
+          Hex("04 01 04 00 07")}},
+        {"02 01 'A'", {Hex("0F 01 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00")}},
+        {"04 01 'H' '0' '0'", {}},
+        {"04 FF 'G' '0' '7'", {Hex("04 01 04 00 FF")}},
+        {"04 FF 'G' '3' '0'", {Hex("04 01 04 00 FF")}},
+        {"04 FF 'G' '3' '7'", {Hex("04 01 04 00 FF")}},
+        {"04 FF 'G' '0' '3'", {}},
+        {"04 01 'G' '3' 09", {}},
+        {"04 01 'P' '0' '4'", {Hex("04 01 04 00 01")}},
+        {"08 01 'O' '0' '0' 34 12 78 56", {}},
+        {"04 01 'I' '0' '0'", {Hex("06 01 0A 34 12 78 56")}},
+        {"0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A", {Hex("04 01 08 14 00")}},
+        {"04 01 'S' '1' '9'", {Hex("0C 01 21 01 02 03 04 05 06 07 08 09 0A")}},
+        {"04 01 'S' '5' '4'", {Hex("04 01 08 36 00")}},
+        {"04 01 'S' '5' '3'", {}},
+        {"04 01 'S' '1' '5'", {Hex("04 01 06 01 00")}},
+        {"04 01 'B' '0' '0'", {}},
+        {"04 01 'Z' '0' '0'", {}},
+        {"05 01 'P' '0' '1' 00", {}},
+        {"04 01 'S' '1' '1' 'I'", {Hex("02 0A 05")}},
+        {"04 01 'S' '7' '3'", {Hex("02 03 00")}},
+        {"04 01 'S' '1' '5'", {Hex("04 03 06 01 00")}},
+        {"04 01 'S' '1' '1' 'L'", {Hex("02 0A 05"), Hex("02 02 00")}},
+        {"04 01 'S' '7' '0'", {Hex("02 00 00")}},
+        {"04 01 'P' '1' '2'", {}},
+        {"04 01 'S' '1' '5'", {Hex("04 02 06 01 00")}},
+    };
+    for (const auto &c : kCases) EXPECT_EQ(Answer(Hex(c.command)), c.replies) << c.command;
+    const Messages temperatures = Answer(Hex("04 01 'S' '4' '8'"));
+    ASSERT_EQ(temperatures.size(), 2u);
+    EXPECT_EQ(temperatures[0].size(), 36u);
+    EXPECT_EQ(temperatures[1].size(), 38u);
+    EXPECT_EQ(Bytes(temperatures[1].begin(), temperatures[1].begin() + 5), Hex("25 02 41 68 42"));  // 17000
+}
+
+TEST_F(SimulatorTest, EmergencyKeepsItBusyForAHundredMessages) {
+    EXPECT_EQ(Answer(Hex("05 01 'P' '0' '0' 'X'")), Messages{Hex("04 07 02 'X' '1'")});
+    const Bytes normal = Hex("04 01 'S' '1' '5'");
+    for (int i = 0; i < 100; ++i) EXPECT_TRUE(Answer(i < 2 ? Hex("02 01 'A'") : normal, i < 2 ? kPriority : kNormal).empty());
+    EXPECT_EQ(Answer(normal), Messages{Hex("02 02 00")});
+    // From now on each message lets one that waits be answered, those of priority first.
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(Answer(normal).at(0)[2], 255) << i;
+    EXPECT_EQ(Answer(Hex("04 01 'N' '0' '0'")), Messages{Hex("04 02 06 01 00")});
+}
+
+TEST_F(SimulatorTest, TheTickRunsInSimulationTooAndGivesAWaitingMessageUp) {
+    Answer(Hex("05 01 'P' '0' '0' 00"));
+    const Bytes waiting = Hex("04 01 'S' '1' '5'");
+    QueueMessage(arm1, kNormal, 5, waiting.data());
+    const int32_t slot = arm1.queues.sendRead;
+    CC_LOOP_RUN(100);
+    EXPECT_EQ(arm1.queues.sendQueue[slot].data[0], 3);  // the type byte of a frame that goes nowhere
+    CC_LOOP_RUN(5000);
+    EXPECT_EQ(arm1.link.txSequence, -1);
+    EXPECT_EQ(arm1.link.awaitingStartAck, 1u);
+}
+
+TEST_F(SimulatorTest, FullQueuesRefuse) {
+    arm1.simulator.simState = 7;
+    arm1.simulator.simWaitCount = -20000;  // busy for long
+    const Bytes message = Hex("02 01 'A'");
+    for (int i = 0; i < kSendSlots; ++i) ASSERT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), 0) << i;
+    EXPECT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), -1);
+    for (int i = 0; i < kPrioritySlots; ++i) ASSERT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), 0) << i;
+    EXPECT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), -1);
+    EXPECT_EQ(CC_FEED(1, 1), 0);
+    EXPECT_EQ(CC_EMERGENCY(1, 0), 0);
+    EXPECT_EQ(CC_READTEMP(1), 0);
+}
+
+TEST_F(SimulatorTest, AFullReplyQueueLeavesTheCommandQueued) {
+    for (int i = 0; i < kReplySlots - 1; ++i) Inject(1, Hex("02 01 FE"));
+    const Bytes two = Hex("04 01 'S' '4' '8'");
+    QueueMessage(arm1, kNormal, 5, two.data());  // needs two slots, one is left
+    EXPECT_EQ(Replies().size(), static_cast<size_t>(kReplySlots - 1));
+    LEV2_MANSOM(&arm1);
+    EXPECT_EQ(Replies().size(), 2u);
+    LEV2_MANSOM(nullptr);  // no arm's record: nothing
+}
+
+}  // namespace
+}  // namespace cc::test

@@ -1,0 +1,40 @@
+#include "probing_plan.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace cmm {
+namespace {
+
+constexpr struct {
+    double latitude;  // degrees
+    int points;
+} kRings[] = {{0, 12}, {25, 10}, {50, 8}, {75, 5}, {90, 1}};
+
+double Radians(double degrees) { return degrees * std::numbers::pi / 180; }
+
+}  // namespace
+
+double SpherePart::SurfaceAt(const Eigen::Vector3d &direction) const {
+    const double azimuth = std::atan2(direction.y(), direction.x());
+    const double cosLatitude = std::hypot(direction.x(), direction.y());
+    return radius + formAmplitude * std::cos(formLobes * azimuth) * cosLatitude;
+}
+
+std::vector<ProbingPoint> PlanSphere(const SpherePart &part) {
+    std::vector<ProbingPoint> points;
+    for (const auto &ring : kRings) {
+        const double latitude = Radians(ring.latitude);
+        for (int i = 0; i < ring.points; ++i) {
+            const double azimuth = Radians(360.0 * i / ring.points);
+            const Eigen::Vector3d direction(std::cos(latitude) * std::cos(azimuth),
+                                            std::cos(latitude) * std::sin(azimuth), std::sin(latitude));
+            points.push_back({static_cast<uint32_t>(points.size() + 1), direction,
+                              part.centre + part.radius * direction,
+                              part.centre + part.SurfaceAt(direction) * direction});
+        }
+    }
+    return points;
+}
+
+}  // namespace cmm

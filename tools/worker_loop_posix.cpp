@@ -1,0 +1,8 @@
+#include "cc_interface_posix.h"
+#include "worker_loop.h"
+
+namespace cmm {
+
+void RunLoop(int milliseconds) { CC_LOOP_RUN(milliseconds); }
+
+}  // namespace cmm
