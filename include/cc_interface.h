@@ -21,15 +21,16 @@
  *
  * THREADS
  *
- *   | Function                                   | May be called from                                        |
- *   | ------------------------------------------ | --------------------------------------------------------- |
- *   | CC_INIT, CC_START, CC_DONE                 | any thread, one at a time per arm                         |
- *   | commands, queries, motion, head, scanning  | one thread at a time per arm: the one whose loop runs the |
- *   |                                            | worker, since both share the arm's state without locks    |
- *   | CC_GETSTATUS, CC_CANSEND, CC_MOVING,       | as the commands; also from inside the notification        |
- *   | motion (filing only)                       | callback, as they wait for nothing                        |
- *   | LEV2_MANAGER                               | the multimedia timer                                      |
- *   | the two arms                               | independent: each may have a thread of its own            |
+ *   | Function                                   | May be called from | |
+ * ------------------------------------------ | --------------------------------------------------------- | |
+ * CC_INIT, CC_DONE                           | any thread while the worker does not run; two arms may be | |
+ * | opened and closed on two threads at once                  | | CC_START, commands, queries, motion, head,
+ * | the thread whose loop runs the worker, as both share the  | | scanning | arms' state without locks: the
+ * one that made the first    | |                                            | CC_INIT, or owns its window.
+ * While the worker does not    | |                                            | run, each arm may have a
+ * thread of its own                | | CC_GETSTATUS, CC_CANSEND, CC_MOVING,       | as the commands; also
+ * from inside the notification        | | CC_BUFFRESET, motion (filing only)         | callback, as they wait
+ * for nothing                        | | LEV2_MANAGER                               | the multimedia timer |
  *
  *   The notification callback runs on the thread that decodes replies: inside a waiting call or inside the
  *   worker. It must not call a waiting command of the same arm.
@@ -66,8 +67,8 @@ typedef struct AxisInfo {
     uint16_t spare;
 } AxisInfo;
 
-/* What the controller told of itself: 24 words, 48 bytes. Before the first answer controllerType and optionCode
-   are 65535 and all other words 0. */
+/* What the controller told of itself: 24 words, 48 bytes. Before the first answer controllerType and
+   optionCode are 65535 and all other words 0. */
 typedef struct ControllerInfo {
     uint16_t controllerType;
     uint16_t controllerLevel;
@@ -94,57 +95,57 @@ typedef struct PointRecord {
 typedef void(CC_CALL *CC_NOTIFY)(int32_t event, uint32_t info, void *data);
 
 enum {
-    CC_EVENT_LINK = 1,            /* info 257: link lost; 1: link in order. No data */
-    CC_EVENT_REPORT_1 = 2,        /* info: payload words x 256 + event. data: payload of reply 1 */
-    CC_EVENT_EMERGENCY = 3,       /* as CC_EVENT_REPORT_1, of reply 2 */
-    CC_EVENT_REPORT_3 = 4,        /* as CC_EVENT_REPORT_1, of reply 3 */
-    CC_EVENT_POINT = 5,           /* touch point. info 1: buffered motion; 0, 256: without, with second point.
-                                     data: PointRecord */
-    CC_EVENT_COORDINATES = 6,     /* info 0. data: PointRecord with tag 0 (machine) or 1 (wrist) */
-    CC_EVENT_POSITION = 7,        /* info 0. data: PointRecord */
-    CC_EVENT_MOVE_REJECTED = 8,   /* the move buffer was reset. info: the controller's reason. No data */
-    CC_EVENT_SCAN_POINT = 13,     /* info 0. data: PointRecord */
-    CC_EVENT_SCAN_END = 15,       /* info 0. No data */
-    CC_EVENT_MOVE_DONE = 16,      /* info: CC_REPORT_... of the message acknowledged. No data */
-    CC_EVENT_17 = 17,             /* info 273. data: one word of reply 32 */
-    CC_EVENT_HOLD = 18,           /* info 274. data: one word */
-    CC_EVENT_RESUME = 19,         /* info 275. data: one word */
-    CC_EVENT_EMERGENCY_51 = 20,   /* as CC_EVENT_EMERGENCY, of reply 51 */
-    CC_EVENT_21 = 21,             /* info 277. data: one word of reply 52 */
-    CC_EVENT_22 = 22,             /* info 22. No data (reply 53) */
-    CC_EVENT_23 = 23,             /* info 23. No data (reply 54) */
-    CC_EVENT_TEMPERATURES = 26,   /* info: count byte. data: 32 words */
-    CC_EVENT_CONTROLLER_ON = 27,  /* info 27. No data */
-    CC_EVENT_ZEROING_DONE = 28    /* info 28. No data; only when started with startMode 1 */
+    CC_EVENT_LINK = 1,           /* info 257: link lost; 1: link in order. No data */
+    CC_EVENT_REPORT_1 = 2,       /* info: payload words x 256 + event. data: payload of reply 1 */
+    CC_EVENT_EMERGENCY = 3,      /* as CC_EVENT_REPORT_1, of reply 2 */
+    CC_EVENT_REPORT_3 = 4,       /* as CC_EVENT_REPORT_1, of reply 3 */
+    CC_EVENT_POINT = 5,          /* touch point. info 1: buffered motion; 0, 256: without, with second point.
+                                    data: PointRecord */
+    CC_EVENT_COORDINATES = 6,    /* info 0. data: PointRecord with tag 0 (machine) or 1 (wrist) */
+    CC_EVENT_POSITION = 7,       /* info 0. data: PointRecord */
+    CC_EVENT_MOVE_REJECTED = 8,  /* the move buffer was reset. info: the controller's reason. No data */
+    CC_EVENT_SCAN_POINT = 13,    /* info 0. data: PointRecord */
+    CC_EVENT_SCAN_END = 15,      /* info 0. No data */
+    CC_EVENT_MOVE_DONE = 16,     /* info: CC_REPORT_... of the message acknowledged. No data */
+    CC_EVENT_17 = 17,            /* info 273. data: one word of reply 32 */
+    CC_EVENT_HOLD = 18,          /* info 274. data: one word */
+    CC_EVENT_RESUME = 19,        /* info 275. data: one word */
+    CC_EVENT_EMERGENCY_51 = 20,  /* as CC_EVENT_EMERGENCY, of reply 51 */
+    CC_EVENT_21 = 21,            /* info 277. data: one word of reply 52 */
+    CC_EVENT_22 = 22,            /* info 22. No data (reply 53) */
+    CC_EVENT_23 = 23,            /* info 23. No data (reply 54) */
+    CC_EVENT_TEMPERATURES = 26,  /* info: count byte. data: 32 words */
+    CC_EVENT_CONTROLLER_ON = 27, /* info 27. No data */
+    CC_EVENT_ZEROING_DONE = 28   /* info 28. No data; only when started with startMode 1 */
 };
 
 /* Info words of CC_EVENT_MOVE_DONE. */
 enum {
-    CC_REPORT_MOVE = 0,          /* CC_MOVE modes 0 and 1, CC_MOVERT, CC_MOVEWRIST */
-    CC_REPORT_PROBING_MOVE = 1,  /* CC_MOVE mode 2 */
-    CC_REPORT_FLY = 2,           /* CC_FLYONOFF */
-    CC_REPORT_FLY_LENGTH = 3,    /* CC_FLYLEN */
-    CC_REPORT_SPEED_0 = 4,       /* CC_SPEED kind 0 */
-    CC_REPORT_SPEED_1 = 5,       /* CC_SPEED kind 1 */
-    CC_REPORT_SPEED_2 = 6,       /* CC_SPEED kind 2 */
-    CC_REPORT_INCREMENTAL = 7,   /* CC_MOVEINCR, CC_MOVEINCRRT, CC_MOVEWRISTINCR */
-    CC_REPORT_TF_ON = 8,         /* CC_TFMODE on */
-    CC_REPORT_TF_OFF = 9,        /* CC_TFMODE off */
-    CC_REPORT_SCAN = 16          /* the scan start; reported as CC_EVENT_SCAN_END */
+    CC_REPORT_MOVE = 0,         /* CC_MOVE modes 0 and 1, CC_MOVERT, CC_MOVEWRIST */
+    CC_REPORT_PROBING_MOVE = 1, /* CC_MOVE mode 2 */
+    CC_REPORT_FLY = 2,          /* CC_FLYONOFF */
+    CC_REPORT_FLY_LENGTH = 3,   /* CC_FLYLEN */
+    CC_REPORT_SPEED_0 = 4,      /* CC_SPEED kind 0 */
+    CC_REPORT_SPEED_1 = 5,      /* CC_SPEED kind 1 */
+    CC_REPORT_SPEED_2 = 6,      /* CC_SPEED kind 2 */
+    CC_REPORT_INCREMENTAL = 7,  /* CC_MOVEINCR, CC_MOVEINCRRT, CC_MOVEWRISTINCR */
+    CC_REPORT_TF_ON = 8,        /* CC_TFMODE on */
+    CC_REPORT_TF_OFF = 9,       /* CC_TFMODE off */
+    CC_REPORT_SCAN = 16         /* the scan start; reported as CC_EVENT_SCAN_END */
 };
 
 /* ---------------------------------------------------------------- results of CC_INIT */
 
 enum {
     CC_OK = 0,
-    CC_LINK_START_FAILED = 515,  /* the controller did not answer the start of the link */
-    CC_TIMER_FAILED = 525,       /* the arm's multimedia timer could not be started */
-    CC_BAD_PORT = 526,           /* portDef is not a valid port definition */
-    CC_PORT_NOT_OPENED = 527,    /* the controller's or the head's port could not be opened */
-    CC_NO_ANSWER = 769,          /* the controller did not answer N00, retries included */
-    CC_TABLE_FAILED = 770,       /* the table of CC_STORE_COSDAT could not be downloaded */
-    CC_WORKER_FAILED = 771,      /* the worker timer could not be created */
-    CC_BAD_HEAD_PORT = 1038      /* headPortDef is not a valid port definition */
+    CC_LINK_START_FAILED = 515, /* the controller did not answer the start of the link */
+    CC_TIMER_FAILED = 525,      /* the arm's multimedia timer could not be started */
+    CC_BAD_PORT = 526,          /* portDef is not a valid port definition */
+    CC_PORT_NOT_OPENED = 527,   /* the controller's or the head's port could not be opened */
+    CC_NO_ANSWER = 769,         /* the controller did not answer N00, retries included */
+    CC_TABLE_FAILED = 770,      /* the table of CC_STORE_COSDAT could not be downloaded */
+    CC_WORKER_FAILED = 771,     /* the worker timer could not be created */
+    CC_BAD_HEAD_PORT = 1038     /* headPortDef is not a valid port definition */
 };
 
 /* Bits of CC_INIT's flags. */
@@ -188,8 +189,8 @@ CC_API void CC_CALL CC_DONE(int16_t arm, int16_t shutdownMode);
 
 /* ---------------------------------------------------------------- tick counters of arm 1 */
 
-/* Takes one of three counters of multimedia ticks ("Lo Period" ms) and sets it to 0. Result: 0, 1 or 2; -1 when
-   none is free. Waiting calls need one or two of the three: give a counter back before you call them. */
+/* Takes one of three counters of multimedia ticks ("Lo Period" ms) and sets it to 0. Result: 0, 1 or 2; -1
+   when none is free. Waiting calls need one or two of the three: give a counter back before you call them. */
 CC_API int16_t CC_CALL CreateCounter(void);
 
 /* Gives a counter back. Result: 1, or 0 for a number outside 0 to 2. */
@@ -210,7 +211,8 @@ CC_API int16_t CC_CALL L2HI_WORKER_TEMP(void);
 CC_API void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t message, uintptr_t user, uintptr_t data1,
                                  uintptr_t data2);
 
-/* One step of the controller simulator. armRecord: address of an arm's record; any other address is ignored. */
+/* One step of the controller simulator. armRecord: address of an arm's record; any other address is ignored.
+ */
 CC_API void CC_CDECL LEV2_MANSOM(void *armRecord);
 
 /* ---------------------------------------------------------------- modes and settings */
@@ -223,11 +225,12 @@ CC_API int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on);
    acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n);
 
-/* Orders controller status s: 0 ready, 1 measuring, 5 stopped; any other value is refused. Returns at once when the
-   controller is there already. Waits for link acknowledgement and completion. */
+/* Orders controller status s: 0 ready, 1 measuring, 5 stopped; any other value is refused. Returns at once
+   when the controller is there already. Waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s);
 
-/* Emergency stop with a code; its low byte is sent. Priority message, no wait. Result: 1 queued or not needed. */
+/* Emergency stop with a code; its low byte is sent. Priority message, no wait. Result: 1 queued or not
+ * needed. */
 CC_API int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code);
 
 /* Starts zeroing of the machine axes. Waits for completion of the first step; the end arrives later
@@ -237,8 +240,8 @@ CC_API int16_t CC_CALL CC_ZEROES(int16_t arm);
 /* As CC_ZEROES, for the wrist axes. */
 CC_API int16_t CC_CALL CC_ZEROESAB(int16_t arm);
 
-/* Numeric control with wait for the operator's start; only in measuring state. Priority message; waits up to 10 s
-   for link acknowledgement. Result: 1 sent, 0 wrong state, queue full or not acknowledged. */
+/* Numeric control with wait for the operator's start; only in measuring state. Priority message; waits up to
+   10 s for link acknowledgement. Result: 1 sent, 0 wrong state, queue full or not acknowledged. */
 CC_API int16_t CC_CALL CC_NCONWAITSTART(int16_t arm, int16_t on);
 
 /* Feed override. Waits for link acknowledgement. Result: 1 sent, 0 queue full or not acknowledged. */
@@ -254,18 +257,19 @@ CC_API int16_t CC_CALL CC_ENDIS_STARTHOLD_MSG(int16_t arm, int16_t on);
 /* The controller's TP200 mode on or off. Waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_ENDIS_TP200(int16_t arm, int16_t on);
 
-/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info 8 (on) or 9 (off). */
+/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info 8 (on) or 9 (off).
+ */
 CC_API int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on);
 
-/* Stores 10 bytes (u32, u32, u16, little-endian, packed) in the controller. Waits for link acknowledgement and
-   completion. */
+/* Stores 10 bytes (u32, u32, u16, little-endian, packed) in the controller. Waits for link acknowledgement
+   and completion. */
 CC_API int16_t CC_CALL CC_SETINFO(int16_t arm, const void *record);
 
 /* Reads the 10 bytes back. Waits for link acknowledgement and completion; out is untouched on failure. */
 CC_API int16_t CC_CALL CC_GETINFO(int16_t arm, void *out);
 
-/* Keeps the table (128 entries of four words) that CC_INIT downloads when the controller asks for it. May be called
-   before CC_INIT. */
+/* Keeps the table (128 entries of four words) that CC_INIT downloads when the controller asks for it. May be
+   called before CC_INIT. */
 CC_API void CC_CALL CC_STORE_COSDAT(int16_t arm, const uint32_t *table);
 
 /* Sends a message that the caller composed, count and class bytes included.
@@ -282,23 +286,24 @@ CC_API int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t leng
    CC_EVENT_COORDINATES. Waits for nothing. */
 CC_API void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode);
 
-/* Controller information, 48 bytes (ControllerInfo). Refreshed first on controllers that change it: then waits for
-   link acknowledgement and completion. */
+/* Controller information, 48 bytes (ControllerInfo). Refreshed first on controllers that change it: then
+   waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_INFO(int16_t arm, void *out);
 
-/* The controller's two I/O words. read not 0: read them, waits for completion; 0: write them, waits for nothing. */
+/* The controller's two I/O words. read not 0: read them, waits for completion; 0: write them, waits for
+ * nothing. */
 CC_API int16_t CC_CALL CC_IO(int16_t arm, int16_t read, uint16_t *words);
 
-/* Parameter set 1 to 7, converted per axis by the factors in docs/protocol.md. out: 5 doubles, one an axis; elements of
-   axes that are not fitted keep their value. Waits for completion. */
+/* Parameter set 1 to 7, converted per axis by the factors in docs/protocol.md. out: 5 doubles, one an axis;
+   elements of axes that are not fitted keep their value. Waits for completion. */
 CC_API int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out);
 
 /* Asks for the temperatures; they arrive as CC_EVENT_TEMPERATURES. Waits for nothing. Result: 1 queued. */
 CC_API int16_t CC_CALL CC_READTEMP(int16_t arm);
 
 /* Asks for the machine coordinates; they arrive as CC_EVENT_COORDINATES during the call. Waits for link
-   acknowledgement and for the report. Result: 1 after the wait, whether the report came or not; 0 without a free
-   tick counter or link acknowledgement. */
+   acknowledgement and for the report. Result: 1 after the wait, whether the report came or not; 0 without a
+   free tick counter or link acknowledgement. */
 CC_API int16_t CC_CALL CC_GETCOORD(int16_t arm);
 
 /* As CC_GETCOORD, for the wrist angles. */
@@ -307,14 +312,14 @@ CC_API int16_t CC_CALL CC_GETWRISTCOORD(int16_t arm);
 /* The same as CC_GETWRISTCOORD. */
 CC_API int16_t CC_CALL CC_GETRTCOORD(int16_t arm);
 
-/* Status of the controller by its last report: 0 ready, 1 measuring, 2 stopped, 3 zeroing, 4 start-up; -1 unknown or
-   arm not open. Sends nothing. */
+/* Status of the controller by its last report: 0 ready, 1 measuring, 2 stopped, 3 zeroing, 4 start-up; -1
+   unknown or arm not open. Sends nothing. */
 CC_API int16_t CC_CALL CC_GETSTATUS(int16_t arm);
 
 /* ---------------------------------------------------------------- motion */
 
-/* The motion commands file messages into the arm's move buffer; the worker sends them while the controller is in
-   measuring state. None of them looks for room: ask CC_CANSEND first. Each ends with CC_EVENT_MOVE_DONE.
+/* The motion commands file messages into the arm's move buffer; the worker sends them while the controller is
+   in measuring state. None of them looks for room: ask CC_CANSEND first. Each ends with CC_EVENT_MOVE_DONE.
    position: six doubles; 0 to 2 the target, 3 to 5 approach values that come back with the touch point. */
 
 /* Empties the move buffer. */
@@ -323,11 +328,9 @@ CC_API void CC_CALL CC_BUFFRESET(int16_t arm);
 /* Result: 1 when a message can be filed `ahead` places on (1: the next one) and no scan start is pending. */
 CC_API int16_t CC_CALL CC_CANSEND(int16_t arm, int16_t ahead);
 
-/* Linear move. mode 0: move; 1: move with G06; 2: probing move, whose touch point arrives as CC_EVENT_POINT with
-   tag = low 16 bits of pointId (below 65504).
-     classByte       sent with probing moves
-     mValue, nValue  lengths or null; nValue counts in mode 2 only and stays in force
-     feed            0: none */
+/* Linear move. mode 0: move; 1: move with G06; 2: probing move, whose touch point arrives as CC_EVENT_POINT
+   with tag = low 16 bits of pointId (below 65504). classByte       sent with probing moves mValue, nValue
+   lengths or null; nValue counts in mode 2 only and stays in force feed            0: none */
 CC_API void CC_CALL CC_MOVE(int16_t arm, int16_t mode, const double *position, uint32_t pointId,
                             uint8_t classByte, const double *mValue, const double *nValue, int16_t feed);
 
@@ -380,8 +383,8 @@ CC_API int16_t CC_CALL CC_PHMANMODE(int16_t arm);
 /* Automatic mode. Result: 1, or 0 when the command could not be sent. */
 CC_API int16_t CC_CALL CC_PHAUTOMODE(int16_t arm);
 
-/* Orders the angles, in the head's unit, sent with one decimal. force 0: nothing is sent when the head is there.
-   Result: 1 when the head reports exactly these angles; 0 otherwise and in manual mode. */
+/* Orders the angles, in the head's unit, sent with one decimal. force 0: nothing is sent when the head is
+   there. Result: 1 when the head reports exactly these angles; 0 otherwise and in manual mode. */
 CC_API int16_t CC_CALL CC_PHSetPosition(int16_t arm, double angleA, double angleB, int16_t force,
                                         uint32_t ignored);
 
@@ -405,11 +408,12 @@ CC_API void CC_CALL L2S_SetMaxMinStep(const double *maxStep, const double *minSt
 /* Threshold. */
 CC_API void CC_CALL L2S_SetTreshold(const double *threshold);
 
-/* Sends the parameters (three completion waits) and starts the scan; what is still in the move buffer is sent before
-   it. Points arrive as CC_EVENT_SCAN_POINT, the end as CC_EVENT_SCAN_END. Result: 1 started. */
+/* Sends the parameters (three completion waits) and starts the scan; what is still in the move buffer is sent
+   before it. Points arrive as CC_EVENT_SCAN_POINT, the end as CC_EVENT_SCAN_END. Result: 1 started. */
 CC_API int16_t CC_CALL L2S_StartScan(void);
 
-/* Stops the scan. Priority message, no wait. Result: 1 queued; 0 without a scan or outside measuring state. */
+/* Stops the scan. Priority message, no wait. Result: 1 queued; 0 without a scan or outside measuring state.
+ */
 CC_API int16_t CC_CALL L2S_StopScan(void);
 
 /* ---------------------------------------------------------------- single-arm entry points: arm 1 */

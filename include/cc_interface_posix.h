@@ -1,5 +1,6 @@
 /*
- * POSIX additions to CC_Interface: the worker timer without window messages, and the message box without a desktop.
+ * POSIX additions to CC_Interface: the worker timer without window messages, and the message box without a
+ * desktop.
  */
 #ifndef CC_INTERFACE_POSIX_H
 #define CC_INTERFACE_POSIX_H
@@ -10,20 +11,23 @@
 extern "C" {
 #endif
 
-/* Result: a descriptor that polls readable when the worker is due, for the caller's own event loop; -1 while no arm
-   is registered. It stays the library's: do not read or close it, and ask again after CC_INIT and CC_DONE. */
+/* Result: a descriptor that polls readable when the worker is due, for the caller's own event loop; -1 while
+   no arm is registered. It stays the library's: do not read or close it, and ask again after CC_INIT and
+   CC_DONE. */
 CC_API int CC_LOOP_FD(void);
 
-/* Runs the worker once if it is due. Must be called on the thread that made the first CC_INIT; on any other thread
-   nothing runs. Ticks missed while the caller was busy count as one. Result: 1 if the worker ran, else 0. */
+/* Runs the worker once if it is due. Must be called on the thread that made the first CC_INIT; on any other
+   thread nothing runs. Ticks missed while the caller was busy count as one. Result: 1 if the worker ran, else
+   0. */
 CC_API int CC_LOOP_DISPATCH(void);
 
-/* Dispatches for that many milliseconds; waits without using the processor in between. Result: how often the worker
-   ran. */
+/* Dispatches for that many milliseconds; waits without using the processor in between. Result: how often the
+   worker ran. */
 CC_API int CC_LOOP_RUN(int milliseconds);
 
-/* Who shows the modal boxes from now on; null: standard error, where the call blocks until Enter if standard input is a
-   terminal. `show` may be called on the caller's thread and on a port's thread; the library waits until it returns. */
+/* Who shows the modal boxes from now on; null: standard error, where the call blocks until Enter if standard
+   input is a terminal. `show` may be called on the caller's thread and on a port's thread; the library waits
+   until it returns. */
 CC_API void CC_SET_MESSAGE_BOX(void (*show)(const char *text, void *user), void *user);
 
 #ifdef __cplusplus

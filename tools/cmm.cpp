@@ -44,8 +44,11 @@ int main(int argc, char **argv) {
 
     DemoOptions demo;
     CLI::App *const demoCommand = app.add_subcommand("demo", "Probe a sphere on the built-in simulator");
-    demoCommand->add_option("--ini", demo.iniFile, "Initialisation file")->check(CLI::ExistingFile)->capture_default_str();
-    demoCommand->add_option("--picture", demo.picture, "Where the picture of the deviations goes")->capture_default_str();
+    demoCommand->add_option("--ini", demo.iniFile, "Initialisation file")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    demoCommand->add_option("--picture", demo.picture, "Where the picture of the deviations goes")
+        ->capture_default_str();
 
     CLI11_PARSE(app, argc, argv);
     try {

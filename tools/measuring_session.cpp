@@ -23,13 +23,20 @@ MeasuringSession *current = nullptr;  // the library's callback has no argument 
 
 const char *EventName(int32_t event) {
     switch (event) {
-        case CC_EVENT_LINK: return "link in order";
-        case CC_EVENT_POINT: return "touch points";
-        case CC_EVENT_COORDINATES: return "coordinates";
-        case CC_EVENT_MOVE_DONE: return "moves done";
-        case CC_EVENT_EMERGENCY: return "emergencies";
-        case CC_EVENT_MOVE_REJECTED: return "moves rejected";
-        default: return "other events";
+        case CC_EVENT_LINK:
+            return "link in order";
+        case CC_EVENT_POINT:
+            return "touch points";
+        case CC_EVENT_COORDINATES:
+            return "coordinates";
+        case CC_EVENT_MOVE_DONE:
+            return "moves done";
+        case CC_EVENT_EMERGENCY:
+            return "emergencies";
+        case CC_EVENT_MOVE_REJECTED:
+            return "moves rejected";
+        default:
+            return "other events";
     }
 }
 
@@ -131,7 +138,8 @@ std::vector<Eigen::Vector3d> MeasuringSession::Probe(const std::vector<ProbingPo
     std::vector<Eigen::Vector3d> measured;
     for (const ProbingPoint &point : points) {
         const auto found = touched_.find(point.id);
-        if (found == touched_.end()) throw std::runtime_error("point " + std::to_string(point.id) + " did not come back");
+        if (found == touched_.end())
+            throw std::runtime_error("point " + std::to_string(point.id) + " did not come back");
         measured.push_back(found->second);
     }
     return measured;
@@ -149,8 +157,8 @@ bool MeasuringSession::Close() {
     log_ << "\nArm 1 is closed. Events of the session:\n";
     for (const auto &[key, count] : events_) {
         char line[96];
-        std::snprintf(line, sizeof line, "  %5d  %s (event %d, info %u)\n", count, EventName(key.first), key.first,
-                      key.second);
+        std::snprintf(line, sizeof line, "  %5d  %s (event %d, info %u)\n", count, EventName(key.first),
+                      key.first, key.second);
         log_ << line;
     }
     const bool accounted = events_ == expected;

@@ -14,17 +14,17 @@ namespace cmm {
 
 struct SessionOptions {
     std::string iniFile;
-    std::string port;      // "COM3"; unused in simulation
-    std::string headPort;  // empty: no head
-    uint16_t flags = 0;    // of CC_INIT
+    std::string port;             // "COM3"; unused in simulation
+    std::string headPort;         // empty: no head
+    uint16_t flags = 0;           // of CC_INIT
     double linearScale = 0.0001;  // mm per count
 };
 
 /// How a point is approached.
 struct ProbingMotion {
     double clearance = 5;   // mm off the surface where the probing move begins and the retract ends
-    double overtravel = 0;  // mm behind the touch point where the probing move would end; 0 in simulation, which touches
-                            // where it is told to
+    double overtravel = 0;  // mm behind the touch point where the probing move would end; 0 in simulation,
+                            // which touches where it is told to
 };
 
 /// Arm 1 between opening and closing. Failures are thrown as std::runtime_error. One session at a time.
@@ -44,7 +44,8 @@ class MeasuringSession {
     void TurnHead(double a, double b);
     /// Probes the points with a progress line. Result: the touch points, in the order of the plan.
     std::vector<Eigen::Vector3d> Probe(const std::vector<ProbingPoint> &points, const ProbingMotion &motion);
-    /// Closes the arm, prints the events of the session and returns whether there were just those that the work explains.
+    /// Closes the arm, prints the events of the session and returns whether there were just those that the
+    /// work explains.
     bool Close();
 
   private:
@@ -57,7 +58,7 @@ class MeasuringSession {
     std::ostream &log_;
     bool simulated_;
     bool open_ = false;
-    std::map<uint32_t, Eigen::Vector3d> touched_;          // by point id
+    std::map<uint32_t, Eigen::Vector3d> touched_;         // by point id
     std::map<std::pair<int32_t, uint32_t>, int> events_;  // how often each event with its info came
     int movesFiled_ = 0;
     int probingMovesFiled_ = 0;

@@ -11,7 +11,9 @@ constexpr struct {
     int points;
 } kRings[] = {{0, 12}, {25, 10}, {50, 8}, {75, 5}, {90, 1}};
 
-double Radians(double degrees) { return degrees * std::numbers::pi / 180; }
+double Radians(double degrees) {
+    return degrees * std::numbers::pi / 180;
+}
 
 }  // namespace
 

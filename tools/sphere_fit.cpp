@@ -17,7 +17,8 @@ Eigen::Vector4d Solve(const Eigen::MatrixX4d &matrix, const Eigen::VectorXd &rig
     return decomposition.solve(right);
 }
 
-// |p|^2 = 2 c.p + (r^2 - |c|^2), linear in c and the bracket. Points are taken about their mean, for the sake of digits.
+// |p|^2 = 2 c.p + (r^2 - |c|^2), linear in c and the bracket. Points are taken about their mean, for the sake
+// of digits.
 SphereFit AlgebraicFit(const std::vector<Eigen::Vector3d> &points, const Eigen::Vector3d &mean) {
     const auto count = static_cast<Eigen::Index>(points.size());
     Eigen::MatrixX4d matrix(count, 4);
@@ -53,7 +54,8 @@ SphereFit FitSphere(const std::vector<Eigen::Vector3d> &points) {
         fit.radius += step(3);
         if (step.norm() < kConverged * fit.radius) break;
     }
-    for (const Eigen::Vector3d &point : points) fit.deviations.push_back((point - fit.centre).norm() - fit.radius);
+    for (const Eigen::Vector3d &point : points)
+        fit.deviations.push_back((point - fit.centre).norm() - fit.radius);
     const auto [least, most] = std::minmax_element(fit.deviations.begin(), fit.deviations.end());
     fit.form = *most - *least;
     return fit;

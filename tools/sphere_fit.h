@@ -13,8 +13,8 @@ struct SphereFit {
     double form;                     // largest less smallest deviation
 };
 
-/// The sphere with the least sum of squared distances, by Gauss-Newton from the algebraic fit. At least four points that
-/// do not lie in one plane; throws std::invalid_argument otherwise.
+/// The sphere with the least sum of squared distances, by Gauss-Newton from the algebraic fit. At least four
+/// points that do not lie in one plane; throws std::invalid_argument otherwise.
 SphereFit FitSphere(const std::vector<Eigen::Vector3d> &points);
 
 }  // namespace cmm

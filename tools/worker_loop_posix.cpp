@@ -3,6 +3,8 @@
 
 namespace cmm {
 
-void RunLoop(int milliseconds) { CC_LOOP_RUN(milliseconds); }
+void RunLoop(int milliseconds) {
+    CC_LOOP_RUN(milliseconds);
+}
 
 }  // namespace cmm

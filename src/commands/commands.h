@@ -5,8 +5,8 @@
 
 namespace cc {
 
-/// Asks for the controller information, unless a zeroing is under way. Waits for link acknowledgement and completion.
-/// Result: 1, or 0 without an answer.
+/// Asks for the controller information, unless a zeroing is under way. Waits for link acknowledgement and
+/// completion. Result: 1, or 0 without an answer.
 int16_t RefreshInfo(ArmContext &context, int16_t arm);
 
 }  // namespace cc

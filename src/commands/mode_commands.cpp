@@ -10,7 +10,9 @@ namespace {
 
 constexpr uint32_t kStartAckTimeoutMs = 10000;
 
-bool IsMeasuring(const ArmContext &context) { return context.replies.controllerState == state::kMeasuring; }
+bool IsMeasuring(const ArmContext &context) {
+    return context.replies.controllerState == state::kMeasuring;
+}
 
 // P10 is for older controllers with this option only; the client is told of the hold that it brings.
 bool NeedsP10(const ReplyState &replies) {
@@ -114,7 +116,9 @@ int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code) {
     return QueueMessage(*context, kPriority, message) == 0 ? 1 : 0;
 }
 
-int16_t CC_CALL CC_ZEROES(int16_t arm) { return StartZeroing(arm, CommandMessage(command::S15)); }
+int16_t CC_CALL CC_ZEROES(int16_t arm) {
+    return StartZeroing(arm, CommandMessage(command::S15));
+}
 
 int16_t CC_CALL CC_ZEROESAB(int16_t arm) {
     return StartZeroing(arm, CommandMessage(command::S15).Letter('A').Letter('B'));
@@ -124,7 +128,8 @@ int16_t CC_CALL CC_NCONWAITSTART(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     ReplyState &replies = context->replies;
-    const bool waits = on != 0 && (replies.extendedInfo == 1 || replies.controllerInfo.optionCode == kOptionP10);
+    const bool waits =
+        on != 0 && (replies.extendedInfo == 1 || replies.controllerInfo.optionCode == kOptionP10);
     const CommandMessage message(waits ? command::P10 : command::P02);
     if (QueueMessage(*context, kPriority, message) != 0) return 0;
     if (WaitForAck(*context, kStartAckTimeoutMs) == 0) return 0;

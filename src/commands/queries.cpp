@@ -50,7 +50,8 @@ void ConvertGroups(const ParameterSet &set, const ReplyState &replies, double *o
     for (int group = set.firstGroup; group <= set.lastGroup; ++group) {
         const uint16_t kind = replies.controllerInfo.axes[group].kind;
         const double factor = kind == kNoAxis ? kLeft : kind == kLinearAxis ? set.linear : set.angular;
-        if (factor != kLeft) out[group] = ReadI32(replies.replyBuffer + kGroups + kGroupBytes * group + 1) * factor;
+        if (factor != kLeft)
+            out[group] = ReadI32(replies.replyBuffer + kGroups + kGroupBytes * group + 1) * factor;
     }
 }
 

@@ -13,10 +13,12 @@ namespace {
 constexpr int32_t kInfoBytes = 10;
 constexpr int32_t kFrameHeadBytes = 5;  // count, class, letter, two digits
 
-uint8_t Flag(int16_t on) { return on != 0 ? 1 : 0; }
+uint8_t Flag(int16_t on) {
+    return on != 0 ? 1 : 0;
+}
 
-// Newer controllers switch axes by S commands, in stopped status; older ones by P commands that end in an emergency
-// state.
+// Newer controllers switch axes by S commands, in stopped status; older ones by P commands that end in an
+// emergency state.
 struct AxesOrder {
     CommandName name;
     int32_t awaited;
@@ -98,7 +100,8 @@ int16_t CC_CALL CC_SETINFO(int16_t arm, const void *record) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || record == nullptr) return 0;
     context->replies.awaitedReply = DigitsNumber(command::S20);
-    if (QueueMessage(*context, kNormal, CommandMessage(command::S20).Bytes(record, kInfoBytes)) != 0) return 0;
+    if (QueueMessage(*context, kNormal, CommandMessage(command::S20).Bytes(record, kInfoBytes)) != 0)
+        return 0;
     if (WaitForAck(*context) == 0) return 0;
     return WaitForCompletion(arm);
 }

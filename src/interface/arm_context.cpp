@@ -20,7 +20,9 @@ ArmContext::~ArmContext() {
     CloseTrace(trace);
 }
 
-ArmContext &SelectArm(int16_t arm) { return arm == 1 ? arm1 : arm2; }
+ArmContext &SelectArm(int16_t arm) {
+    return arm == 1 ? arm1 : arm2;
+}
 
 ArmContext *OpenArm(int16_t arm) {
     ArmContext &context = SelectArm(arm);

@@ -20,7 +20,9 @@ constexpr int32_t kNoHandshake = 3;
 constexpr uint32_t kReadTimeoutMs = 25;
 constexpr uint32_t kWriteTimeoutMs = 1000;
 
-void OnTimer(uint32_t timerId) { LEV2_MANAGER(timerId, 0, 0, 0, 0); }
+void OnTimer(uint32_t timerId) {
+    LEV2_MANAGER(timerId, 0, 0, 0, 0);
+}
 
 void ResetLinkState(ArmContext &context, int32_t tickPeriodMs) {
     ResetQueues(context.queues);
@@ -51,7 +53,8 @@ uint16_t OpenPort(ArmContext &context, const char *portDef) {
     if (!platform::IsPortDefinition(portDef)) return CC_BAD_PORT;
     const int32_t number = std::atoi(portDef + 3);
     CArmPort &port = context.port;
-    if (port.Configure(number, kBaud, kParity, kDataBits, kStopBits, kNoHandshake, kTerminator) == 0) return CC_OK;
+    if (port.Configure(number, kBaud, kParity, kDataBits, kStopBits, kNoHandshake, kTerminator) == 0)
+        return CC_OK;
     if (port.Open(kTerminator) == 0) return CC_PORT_NOT_OPENED;
     port.SetTimeouts(kReadTimeoutMs, kWriteTimeoutMs);
     LinkReset(context);

@@ -7,9 +7,9 @@
 
 namespace cc {
 
-/// Opens the trace, the port and the link (or the simulator), and starts the multimedia timer. portDef may be null in
-/// simulation mode only. Waits for the start of the link, about 6 s at most.
-/// Result: CC_OK, CC_LINK_START_FAILED, CC_TIMER_FAILED, CC_BAD_PORT or CC_PORT_NOT_OPENED, with everything closed again.
+/// Opens the trace, the port and the link (or the simulator), and starts the multimedia timer. portDef may be
+/// null in simulation mode only. Waits for the start of the link, about 6 s at most. Result: CC_OK,
+/// CC_LINK_START_FAILED, CC_TIMER_FAILED, CC_BAD_PORT or CC_PORT_NOT_OPENED, with everything closed again.
 uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulation, int32_t tickPeriodMs,
                         const char *iniFile);
 

@@ -116,7 +116,8 @@ bool DownloadCosDat(ArmContext &context, int16_t arm) {
         replies.awaitedReply = kTableReply;
         CommandMessage message(command::S11);
         message.Letter('I').Byte(static_cast<uint8_t>(entry));
-        for (int32_t i = 0; i < kEntryWords; ++i) message.Long(context.session.cosDat[entry * kEntryWords + i]);
+        for (int32_t i = 0; i < kEntryWords; ++i)
+            message.Long(context.session.cosDat[entry * kEntryWords + i]);
         if (QueueMessage(context, kNormal, message) != 0) return false;
         if (WaitForCompletion(arm) == 0 && SendWithRetries(context, arm, message) == 0) return false;
     }
@@ -141,7 +142,8 @@ Handshake StartupHandshake(ArmContext &context, int16_t arm) {
         context.simulator.simState = state::kReady;
         return Handshake::Done;
     }
-    if (replies.controllerState == state::kWantsTable && !DownloadCosDat(context, arm)) return Handshake::TableFailed;
+    if (replies.controllerState == state::kWantsTable && !DownloadCosDat(context, arm))
+        return Handshake::TableFailed;
     return AskController(context, arm) ? Handshake::Done : Handshake::NoAnswer;
 }
 
@@ -218,8 +220,8 @@ void ReleaseArm(ArmContext &context) {
 }  // namespace
 
 uint16_t CC_CALL CC_INIT(void *window, int16_t arm, CC_NOTIFY notifyCallback, const char *portDef,
-                         const char *headPortDef, int16_t extendedStart, double linearScale, double wristScale,
-                         uint16_t flags, const char *iniFile) {
+                         const char *headPortDef, int16_t extendedStart, double linearScale,
+                         double wristScale, uint16_t flags, const char *iniFile) {
     ArmContext &context = SelectArm(arm);
     const bool simulation = (flags & CC_SIMULATION) != 0;
     ReleaseArm(context);

@@ -32,7 +32,8 @@ int32_t TimeoutTicks(int32_t seconds, int32_t ticksPerSecond) {
 void ReadSettings(Settings &settings, const char *iniFile) {
     settings.iniPath = iniFile;
     settings.loPeriodMs = ReadTimer(settings, "Lo Period", kDefaultPeriodMs);
-    if (settings.loPeriodMs < 1 || settings.loPeriodMs > kLongestLoPeriodMs) settings.loPeriodMs = kDefaultPeriodMs;
+    if (settings.loPeriodMs < 1 || settings.loPeriodMs > kLongestLoPeriodMs)
+        settings.loPeriodMs = kDefaultPeriodMs;
     settings.hiPeriodMs = ReadTimer(settings, "Hi Period", kDefaultPeriodMs);
     if (settings.hiPeriodMs < 1) settings.hiPeriodMs = kDefaultPeriodMs;
     const int32_t headTimeout = ReadTimer(settings, "PH9 timeout", kDefaultTimeoutS);
@@ -46,14 +47,18 @@ void ReadSettings(Settings &settings, const char *iniFile) {
 
     settings.fastPc = ReadTimer(settings, "FAST_PC", 1);
     settings.autoCoordMs = ReadTimer(settings, "Auto Coord", kShortestAutoCoordMs);
-    if (settings.autoCoordMs != 0) settings.autoCoordMs = std::max(settings.autoCoordMs, kShortestAutoCoordMs);
+    if (settings.autoCoordMs != 0)
+        settings.autoCoordMs = std::max(settings.autoCoordMs, kShortestAutoCoordMs);
     settings.enableAutoCoord = ReadTimer(settings, "Enable auto coord", 0);
 
     char convention[40];
-    platform::ReadProfileText(iniFile, "CONTROLLER", "KX_AXES_CONVENTION", "FALSE", convention, sizeof convention);
+    platform::ReadProfileText(iniFile, "CONTROLLER", "KX_AXES_CONVENTION", "FALSE", convention,
+                              sizeof convention);
     settings.axesConvention = platform::EqualIgnoringCase(convention, "TRUE") ? 1 : 0;
 }
 
-bool IsTraceWanted(const char *iniFile) { return platform::ReadProfileInt(iniFile, kTimers, "Log file", 0) != 0; }
+bool IsTraceWanted(const char *iniFile) {
+    return platform::ReadProfileInt(iniFile, kTimers, "Log file", 0) != 0;
+}
 
 }  // namespace cc

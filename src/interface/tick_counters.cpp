@@ -6,7 +6,9 @@
 namespace cc {
 namespace {
 
-bool IsSlot(int16_t slot) { return slot >= 0 && slot < TickCounters::kSlots; }
+bool IsSlot(int16_t slot) {
+    return slot >= 0 && slot < TickCounters::kSlots;
+}
 
 }  // namespace
 
@@ -32,7 +34,8 @@ uint16_t GetArmCounter(const TickCounters &counters, int16_t slot) {
 
 void AdvanceTickCounters(TickCounters &counters) {
     for (TickCounters::Slot &counter : counters.tickCounters) {
-        if (counter.inUse.load(std::memory_order_relaxed) != 0) counter.count.fetch_add(1, std::memory_order_relaxed);
+        if (counter.inUse.load(std::memory_order_relaxed) != 0)
+            counter.count.fetch_add(1, std::memory_order_relaxed);
     }
 }
 
@@ -40,7 +43,9 @@ void AdvanceTickCounters(TickCounters &counters) {
 
 using namespace cc;
 
-int16_t CC_CALL CreateCounter(void) { return CreateArmCounter(SelectArm(1).counters); }
+int16_t CC_CALL CreateCounter(void) {
+    return CreateArmCounter(SelectArm(1).counters);
+}
 
 int16_t CC_CALL DeleteCounter(int16_t slot) {
     DeleteArmCounter(SelectArm(1).counters, slot);

@@ -6,8 +6,9 @@
 
 namespace cc {
 
-/// Three counters of one arm. Slots are taken and given back on the caller's thread; counts advance on the timer thread
-/// and, in simulation mode, on the caller's. A count stands by itself, so relaxed order is enough.
+/// Three counters of one arm. Slots are taken and given back on the caller's thread; counts advance on the
+/// timer thread and, in simulation mode, on the caller's. A count stands by itself, so relaxed order is
+/// enough.
 struct TickCounters {
     static constexpr int16_t kSlots = 3;
 

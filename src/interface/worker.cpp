@@ -21,8 +21,8 @@ void StampStoredInfo(ArmContext &context, int16_t arm) {
     CC_SETINFO(arm, storedInfo);
 }
 
-// What the library orders by itself while no call waits for a reply. A client that started with startMode 1 does it
-// on its own.
+// What the library orders by itself while no call waits for a reply. A client that started with startMode 1
+// does it on its own.
 void SendAutomaticCommands(ArmContext &context, int16_t arm) {
     ReplyState &replies = context.replies;
     const bool clientActs = context.session.startMode == 1;
@@ -95,9 +95,13 @@ void RunWorker() {
 
 using namespace cc;
 
-void CC_CALL L2HI_WORKER(void *, uint32_t, uintptr_t, uint32_t) { RunWorker(); }
+void CC_CALL L2HI_WORKER(void *, uint32_t, uintptr_t, uint32_t) {
+    RunWorker();
+}
 
-int16_t CC_CALL L2HI_WORKER_TEMP(void) { return 1; }
+int16_t CC_CALL L2HI_WORKER_TEMP(void) {
+    return 1;
+}
 
 void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t, uintptr_t, uintptr_t, uintptr_t) {
     if (timerId == 0) return;

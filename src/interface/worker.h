@@ -5,12 +5,12 @@
 
 namespace cc {
 
-/// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another, dispatched by a
-/// message box, does nothing.
+/// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another,
+/// dispatched by a message box, does nothing.
 void RunWorker();
 
-/// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head. May wait for
-/// the commands that it sends.
+/// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head.
+/// May wait for the commands that it sends.
 void WorkerStep(int16_t arm);
 
 }  // namespace cc

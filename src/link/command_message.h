@@ -35,7 +35,9 @@ class CommandMessage {
         return Bytes(field, sizeof field);
     }
     /// A field letter and its 32-bit value.
-    CommandMessage &Field(char letter, int32_t value) { return Letter(letter).Long(static_cast<uint32_t>(value)); }
+    CommandMessage &Field(char letter, int32_t value) {
+        return Letter(letter).Long(static_cast<uint32_t>(value));
+    }
 
     /// Bytes as they stand. The caller keeps within kCapacity.
     CommandMessage &Bytes(const void *bytes, int32_t count) {

@@ -11,7 +11,8 @@ namespace {
 
 constexpr int32_t kBusyPumpCalls = 100;
 
-// The first of the three coordinate fields of a move: letter, then four bytes; the fields are five bytes apart.
+// The first of the three coordinate fields of a move: letter, then four bytes; the fields are five bytes
+// apart.
 constexpr int kMoveFields = at::kPayload;
 constexpr int kMoveFieldBytes = 5;
 
@@ -72,20 +73,25 @@ void TableEntry(Exchange &x) {
     x.Send(x.Reply(reply::kState));
 }
 
-void ZeroingDone(Exchange &x) { x.Send(x.Reply(reply::kZeroing).Byte(1).Byte(0)); }
+void ZeroingDone(Exchange &x) {
+    x.Send(x.Reply(reply::kZeroing).Byte(1).Byte(0));
+}
 
 void ReadInfo(Exchange &x) {
     x.Send(x.Reply(reply::kStoredInfo).Bytes(x.simulator.simInfo, sizeof x.simulator.simInfo));
 }
 
-void AcknowledgeSetting(Exchange &x) { x.Send(x.Reply(reply::kSetting).Byte(DigitsNumber(x.name)).Byte(0)); }
+void AcknowledgeSetting(Exchange &x) {
+    x.Send(x.Reply(reply::kSetting).Byte(DigitsNumber(x.name)).Byte(0));
+}
 
 void WriteInfo(Exchange &x) {
     std::memcpy(x.simulator.simInfo, x.Payload(), sizeof x.simulator.simInfo);
     AcknowledgeSetting(x);
 }
 
-// 16 values in each of two replies, 1000 apart; the first reply carries one byte behind them, the second three.
+// 16 values in each of two replies, 1000 apart; the first reply carries one byte behind them, the second
+// three.
 void Temperatures(Exchange &x) {
     uint16_t value = 0;
     for (const uint8_t code : {reply::kTemperatures1, reply::kTemperatures2}) {
@@ -101,7 +107,9 @@ void EnterState(Exchange &x) {
     x.Send(x.Reply(reply::kState));
 }
 
-void AcknowledgeMove(Exchange &x) { x.Send(x.Reply(reply::kBuffered).Byte(0).Byte(x.command[at::kClass])); }
+void AcknowledgeMove(Exchange &x) {
+    x.Send(x.Reply(reply::kBuffered).Byte(0).Byte(x.command[at::kClass]));
+}
 
 void Move(Exchange &x) {
     const uint8_t *field = x.command + kMoveFields + 1;
@@ -116,7 +124,8 @@ void Move(Exchange &x) {
 void ProbingMove(Exchange &x) {
     ReplyWriter point = x.Reply(reply::kPoint);
     point.Byte(0).Byte(x.command[at::kClass]).Bytes(x.command + kMoveFields, 3 * kMoveFieldBytes);
-    if (x.simulator.simPositionEcho != 0) point.Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition);
+    if (x.simulator.simPositionEcho != 0)
+        point.Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition);
     x.Send(point);
     Move(x);
 }
@@ -126,7 +135,9 @@ void Emergency(Exchange &x) {
     x.Send(x.Reply(reply::kEmergency).Byte(x.Payload()[0]).Byte('1'));
 }
 
-void Shutdown(Exchange &x) { x.simulator.simState = state::kStopped; }
+void Shutdown(Exchange &x) {
+    x.simulator.simState = state::kStopped;
+}
 
 void Start(Exchange &x) {
     constexpr uint8_t kAxes[] = {'X', 0, 'Y', 0, 'Z', 0, 'A', 0, 'B', 0, 'U', 0, '2', 255};
@@ -134,7 +145,9 @@ void Start(Exchange &x) {
 }
 
 void Coordinates(Exchange &x) {
-    x.Send(x.Reply(reply::kCoordinates).Byte('A').Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition));
+    x.Send(x.Reply(reply::kCoordinates)
+               .Byte('A')
+               .Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition));
 }
 
 void Information(Exchange &x) {
@@ -142,8 +155,12 @@ void Information(Exchange &x) {
     x.Send(x.Reply(reply::kState).Bytes(kInformation, sizeof kInformation));
 }
 
-void EchoOff(Exchange &x) { x.simulator.simPositionEcho = 0; }
-void EchoOn(Exchange &x) { x.simulator.simPositionEcho = 1; }
+void EchoOff(Exchange &x) {
+    x.simulator.simPositionEcho = 0;
+}
+void EchoOn(Exchange &x) {
+    x.simulator.simPositionEcho = 1;
+}
 
 void ReadWords(Exchange &x) {
     x.Send(x.Reply(reply::kIoWords).Word(x.simulator.simPair[0]).Word(x.simulator.simPair[1]));
@@ -221,14 +238,15 @@ void ResetSimulator(SimulatorState &simulator) {
     simulator.simInfo[1] = 0;
 }
 
-int SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue, int32_t &writeIndex,
-                    int32_t queueSize) {
+int SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue,
+                    int32_t &writeIndex, int32_t queueSize) {
     if (replyQueue[writeIndex].IsBusy()) return 0;
-    const CommandName name{static_cast<char>(command[at::kLetter]), static_cast<char>(command[at::kLetter + 1]),
+    const CommandName name{static_cast<char>(command[at::kLetter]),
+                           static_cast<char>(command[at::kLetter + 1]),
                            static_cast<char>(command[at::kLetter + 2])};
     const int32_t number = CommandNumber(name);
-    const auto *const rule =
-        std::find_if(std::begin(kRules), std::end(kRules), [number](const Rule &r) { return r.number == number; });
+    const auto *const rule = std::find_if(std::begin(kRules), std::end(kRules),
+                                          [number](const Rule &r) { return r.number == number; });
     if (rule == std::end(kRules)) return 1;
     if (rule->replies == 2 && replyQueue[NextIndex(writeIndex, queueSize)].IsBusy()) return 0;
     Exchange exchange{simulator, command, name, replyQueue, writeIndex, queueSize};

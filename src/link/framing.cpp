@@ -3,7 +3,9 @@
 namespace cc {
 namespace {
 
-bool NeedsStuffing(uint8_t byte) { return byte == kTerminator || byte == kEscape; }
+bool NeedsStuffing(uint8_t byte) {
+    return byte == kTerminator || byte == kEscape;
+}
 
 uint8_t *PutStuffed(uint8_t *out, uint8_t byte) {
     if (NeedsStuffing(byte)) {

@@ -22,14 +22,15 @@ enum FrameType : uint8_t {
     kStartLink = 9,
 };
 
-/// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`. The frame's
-/// type, byte 0, is left to the transmission. Result: 0, or -1 with nothing changed when the slot is busy or the frame
-/// would not fit it.
-int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length, const uint8_t *message);
+/// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`.
+/// The frame's type, byte 0, is left to the transmission. Result: 0, or -1 with nothing changed when the slot
+/// is busy or the frame would not fit it.
+int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
+                   const uint8_t *message);
 
-/// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result: 1 when the
-/// checksum is right, also for a frame of nothing but type and terminator. 0 otherwise, also when no terminator ends the
-/// frame.
+/// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result: 1
+/// when the checksum is right, also for a frame of nothing but type and terminator. 0 otherwise, also when no
+/// terminator ends the frame.
 int CheckFrame(uint8_t *frame, uint16_t &length);
 
 }  // namespace cc

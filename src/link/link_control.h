@@ -22,15 +22,15 @@ void ProcessFrame(ArmContext &arm, const uint8_t *bytes, uint32_t count);
 /// Puts the link, the reply queue and the simulator into the state before a start.
 void LinkReset(ArmContext &arm);
 
-/// Sends start-links, 500 ms apart, until the controller has answered one. Result: 0 when the link is up, 1 when 12
-/// start-links brought no answer.
+/// Sends start-links, 500 ms apart, until the controller has answered one. Result: 0 when the link is up, 1
+/// when 12 start-links brought no answer.
 int LinkStart(ArmContext &arm);
 
 /// Declares the transmit side down, so that LinkStart starts it anew.
 void ForceLinkDown(ArmContext &arm);
 
-/// One multimedia tick of the link: sends or repeats the frame at the head of the queues, gives it up after four
-/// transmissions, and starts a link that is down.
+/// One multimedia tick of the link: sends or repeats the frame at the head of the queues, gives it up after
+/// four transmissions, and starts a link that is down.
 void LinkTick(ArmContext &arm);
 
 }  // namespace cc

@@ -11,8 +11,8 @@
 namespace cc {
 
 inline constexpr int32_t kLinkRxSlots = 30;
-inline constexpr int32_t kLinkDown = -1;      // of txSequence
-inline constexpr int32_t kNotStarted = -1;    // of rxSequence
+inline constexpr int32_t kLinkDown = -1;    // of txSequence
+inline constexpr int32_t kNotStarted = -1;  // of rxSequence
 
 /// What the link did since it was reset.
 struct LinkStatistics {
@@ -43,9 +43,9 @@ struct FrameHistory {
     void Add(bool sent, const uint8_t *bytes, int32_t length);
 };
 
-/// Fields are used under `lock`, but for the atomic ones: the lock makes each step of reception, of the tick, of the
-/// simulator and of the link's start exclusive. It is taken before the port's write lock, and never held while a
-/// message box is shown or while sleeping.
+/// Fields are used under `lock`, but for the atomic ones: the lock makes each step of reception, of the tick,
+/// of the simulator and of the link's start exclusive. It is taken before the port's write lock, and never
+/// held while a message box is shown or while sleeping.
 struct LinkState {
     const uint8_t dataTypeBySeq[2] = {kData0, kData1};
     const uint8_t ackTypeBySeq[2] = {kAck0, kAck1};

@@ -6,8 +6,9 @@
 
 namespace cc {
 
-/// One message, or in a send queue of a real port its frame. The length is the hand-over between the ring's one producer
-/// and its one consumer: the producer writes it last (release), the consumer reads it first (acquire).
+/// One message, or in a send queue of a real port its frame. The length is the hand-over between the ring's
+/// one producer and its one consumer: the producer writes it last (release), the consumer reads it first
+/// (acquire).
 struct MessageSlot {
     static constexpr int32_t kBytes = 256;
 
@@ -24,8 +25,8 @@ inline constexpr int32_t kSendSlots = 10000;
 inline constexpr int32_t kPrioritySlots = 10;
 inline constexpr int32_t kReplySlots = 10000;
 
-/// The queues of one arm. Producer indexes belong to their producer; the consumer indexes of the send queues are moved
-/// under the link lock, that of the reply queue on the caller's thread.
+/// The queues of one arm. Producer indexes belong to their producer; the consumer indexes of the send queues
+/// are moved under the link lock, that of the reply queue on the caller's thread.
 struct MessageQueues {
     MessageSlot sendQueue[kSendSlots];
     MessageSlot prioritySendQueue[kPrioritySlots];
@@ -41,7 +42,9 @@ struct MessageQueues {
 };
 
 /// The index after `index` in a ring of `size` slots.
-constexpr int32_t NextIndex(int32_t index, int32_t size) { return (index + 1) % size; }
+constexpr int32_t NextIndex(int32_t index, int32_t size) {
+    return (index + 1) % size;
+}
 
 template <int32_t size>
 void FreeAll(MessageSlot (&slots)[size]) {

@@ -18,7 +18,8 @@ constexpr uint16_t kEmptyFrameBytes = 3;
 void ReceiveAck(ArmContext &arm, uint8_t type) {
     LinkState &link = arm.link;
     if (link.txSequence == kLinkDown || type != link.ackTypeBySeq[link.txSequence]) return;
-    // Without a frame in flight it acknowledges nothing; taking it would lose the next frame or jam the queue.
+    // Without a frame in flight it acknowledges nothing; taking it would lose the next frame or jam the
+    // queue.
     if (link.retryCount == 0) return;
     ++link.statistics.acknowledgements;
     link.retryTicks = 0;
@@ -47,8 +48,10 @@ void ReceiveData(ArmContext &arm, MessageSlot &frame, uint8_t type) {
     if (type != link.dataTypeBySeq[link.rxSequence]) return;
     MessageSlot &slot = arm.queues.replyQueue[arm.queues.replyWrite];
     uint16_t length = frame.Length();
-    if (slot.IsBusy() || CheckFrame(frame.data, length) == 0 || length < kEmptyFrameBytes) return SendLineError(arm);
-    // A message is published only once its acknowledgement is out; without it the controller sends the frame again.
+    if (slot.IsBusy() || CheckFrame(frame.data, length) == 0 || length < kEmptyFrameBytes)
+        return SendLineError(arm);
+    // A message is published only once its acknowledgement is out; without it the controller sends the frame
+    // again.
     if (SendControl(arm, link.ackTypeBySeq[link.rxSequence]) != 0) return;
     link.rxSequence ^= 1;
     if (length == kEmptyFrameBytes) return;
@@ -102,7 +105,9 @@ int32_t TransmitSequence(ArmContext &arm) {
 
 }  // namespace
 
-void CArmPort::OnEventChar() { OnFrameReceived(arm_); }
+void CArmPort::OnEventChar() {
+    OnFrameReceived(arm_);
+}
 
 int SendControl(ArmContext &arm, uint8_t type) {
     const uint8_t frame[] = {type, kTerminator};

@@ -27,9 +27,9 @@ int16_t QueueMessage(ArmContext &arm, uint16_t priority, int32_t length, const u
     TraceCommand(arm.trace, bytes, messageLength);
     if (arm.connection.simulationMode != 0) return QueueForSimulator(arm, priority, messageLength, bytes);
     MessageQueues &queues = arm.queues;
-    return priority != 0
-               ? BuildFrame(queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, messageLength, bytes)
-               : BuildFrame(queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
+    return priority != 0 ? BuildFrame(queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots,
+                                      messageLength, bytes)
+                         : BuildFrame(queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
 }
 
 uint16_t TakeReply(ArmContext &arm, uint16_t &length, uint8_t *buffer) {

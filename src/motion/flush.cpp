@@ -6,8 +6,9 @@
 namespace cc {
 namespace {
 
-// Puts the next slot into the send queue and waits for its acknowledgement. A message that is there since an earlier
-// flush is not queued again: the link repeats its frame by itself, and an incremental move must not run twice.
+// Puts the next slot into the send queue and waits for its acknowledgement. A message that is there since an
+// earlier flush is not queued again: the link repeats its frame by itself, and an incremental move must not
+// run twice.
 bool SendSlot(ArmContext &context) {
     MoveBuffer &moves = context.motion;
     const MessageQueues &queues = context.queues;

@@ -5,9 +5,9 @@
 
 namespace cc {
 
-/// Sends what waits in the move buffer while the controller is in measuring state and fewer than maxMovesInFlight
-/// messages are unacknowledged. Waits up to 3 s for the link acknowledgement of each message; without one, the operator
-/// sees the box " No ACK Received " and the next flush waits for it again.
+/// Sends what waits in the move buffer while the controller is in measuring state and fewer than
+/// maxMovesInFlight messages are unacknowledged. Waits up to 3 s for the link acknowledgement of each
+/// message; without one, the operator sees the box " No ACK Received " and the next flush waits for it again.
 void FlushMoveRing(int16_t arm);
 
 }  // namespace cc

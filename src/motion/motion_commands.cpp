@@ -9,7 +9,9 @@ using namespace cc;
 namespace {
 
 // Approach values follow the three target values in a position array.
-const double *Approach(const double *position) { return position + 3; }
+const double *Approach(const double *position) {
+    return position + 3;
+}
 
 void File(MoveBuffer &moves, uint16_t reportCode, const double *approach, const CommandMessage &message) {
     FileHistory(moves, ReportTag(reportCode), approach);
@@ -40,25 +42,32 @@ void NameMove(MoveTemplate &image, int16_t mode, uint8_t classByte) {
     image.Name(name, mode == kProbe ? classByte : kBufferedClass);
 }
 
-double ValueOrZero(const double *value) { return value != nullptr ? *value : 0.0; }
+double ValueOrZero(const double *value) {
+    return value != nullptr ? *value : 0.0;
+}
 
 // A move of the rotary axes, one or two, with an optional last field.
-void FileRotaryMove(int16_t arm, CommandName name, uint16_t reportCode, const double *position, int axes, double scale,
-                    char lastField, int16_t lastValue) {
+void FileRotaryMove(int16_t arm, CommandName name, uint16_t reportCode, const double *position, int axes,
+                    double scale, char lastField, int16_t lastValue) {
     CommandMessage message(name, kBufferedClass);
-    for (int axis = 0; axis < axes; ++axis) message.Field(static_cast<char>('A' + axis), Counts(position[axis], scale));
+    for (int axis = 0; axis < axes; ++axis)
+        message.Field(static_cast<char>('A' + axis), Counts(position[axis], scale));
     if (lastValue != 0) message.Field(lastField, lastValue);
     File(SelectArm(arm).motion, reportCode, Approach(position), message);
 }
 
 }  // namespace
 
-void CC_CALL CC_BUFFRESET(int16_t arm) { ResetMoveBuffer(SelectArm(arm).motion); }
+void CC_CALL CC_BUFFRESET(int16_t arm) {
+    ResetMoveBuffer(SelectArm(arm).motion);
+}
 
 int16_t CC_CALL CC_CANSEND(int16_t arm, int16_t ahead) {
     const MoveBuffer &moves = SelectArm(arm).motion;
     if (moves.scanActive == 1) return 0;
-    const auto wrapped = [ahead](int32_t index, int32_t size) { return ((index + ahead) % size + size) % size; };
+    const auto wrapped = [ahead](int32_t index, int32_t size) {
+        return ((index + ahead) % size + size) % size;
+    };
     if (moves.moveRing[wrapped(moves.moveRingWrite, kMoveSlots)].IsBusy()) return 0;
     return moves.moveHistory[wrapped(moves.moveHistoryWrite, kHistoryEntries)].inUse == 0 ? 1 : 0;
 }
@@ -103,7 +112,8 @@ void CC_CALL CC_MOVERT(int16_t arm, const double *position, uint32_t, int16_t fe
 void CC_CALL CC_MOVEINCRRT(int16_t arm, const double *position, uint32_t, int16_t feed) {
     const ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 1, context->axes.linearScale, 'F', feed);
+    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 1, context->axes.linearScale, 'F',
+                   feed);
 }
 
 void CC_CALL CC_MOVEWRIST(int16_t arm, const double *position, uint32_t, int16_t speed) {
@@ -115,19 +125,22 @@ void CC_CALL CC_MOVEWRIST(int16_t arm, const double *position, uint32_t, int16_t
 void CC_CALL CC_MOVEWRISTINCR(int16_t arm, const double *position, uint32_t, int16_t speed) {
     const ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 2, context->axes.linearScale, 'F', speed);
+    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 2, context->axes.linearScale, 'F',
+                   speed);
 }
 
 void CC_CALL CC_SPEED(int16_t arm, int16_t kind, int16_t value) {
     constexpr struct {
         CommandName name;
         uint16_t reportCode;
-    } kKinds[] = {
-        {command::G30, CC_REPORT_SPEED_0}, {command::G37, CC_REPORT_SPEED_1}, {command::G36, CC_REPORT_SPEED_2}};
+    } kKinds[] = {{command::G30, CC_REPORT_SPEED_0},
+                  {command::G37, CC_REPORT_SPEED_1},
+                  {command::G36, CC_REPORT_SPEED_2}};
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || kind < 0 || kind > 2) return;
     MoveBuffer &moves = context->motion;
-    for (const auto axis : {MoveTemplate::X, MoveTemplate::Y, MoveTemplate::Z}) moves.moveTemplate.Set(axis, value);
+    for (const auto axis : {MoveTemplate::X, MoveTemplate::Y, MoveTemplate::Z})
+        moves.moveTemplate.Set(axis, value);
     moves.moveTemplate.Name(kKinds[kind].name, kBufferedClass);
     FileHistory(moves, ReportTag(kKinds[kind].reportCode), nullptr);
     FileTemplate(moves, MoveTemplate::kThroughZ);

@@ -64,7 +64,8 @@ int32_t Counts(double value, double scale) {
     constexpr double kBeyond32Bits = 4294967296.0;
     const double count = std::trunc(value / scale);
     if (!std::isfinite(count)) return 0;
-    // fmod is exact and keeps the sign, so the conversion to 64 bits cannot overflow and its low 32 bits are right.
+    // fmod is exact and keeps the sign, so the conversion to 64 bits cannot overflow and its low 32 bits are
+    // right.
     return static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(std::fmod(count, kBeyond32Bits))));
 }
 

@@ -19,7 +19,9 @@ inline constexpr int32_t kSimulatedMovesInFlight = 2;
 
 /// Tags of history entries: from kFirstReportTag on they are report codes, below it point ids.
 inline constexpr uint16_t kFirstReportTag = 65504;
-inline constexpr uint16_t ReportTag(uint16_t code) { return static_cast<uint16_t>(kFirstReportTag + code); }
+inline constexpr uint16_t ReportTag(uint16_t code) {
+    return static_cast<uint16_t>(kFirstReportTag + code);
+}
 inline constexpr uint16_t kScanTag = ReportTag(16);
 
 /// One message. The producer writes the length last (release), the consumer clears it last.
@@ -37,7 +39,8 @@ struct MoveHistoryEntry {
     double approach[3]{};  // as the caller gave them
 };
 
-/// The image of the linear move message, kept between calls: what a command does not rewrite keeps its last value.
+/// The image of the linear move message, kept between calls: what a command does not rewrite keeps its last
+/// value.
 struct MoveTemplate {
     static constexpr int32_t kBytes = 35;
     // Offsets of the values, each behind its letter.
@@ -62,7 +65,7 @@ struct MoveBuffer {
     int32_t moveHistoryRead = 0;    // oldest entry not consumed
     int32_t movesInFlight = 0;      // messages sent and not acknowledged
     int32_t maxMovesInFlight = 0;
-    int32_t scanActive = 0;         // 1 until the scan start is acknowledged
+    int32_t scanActive = 0;           // 1 until the scan start is acknowledged
     int32_t flushedTo = kNotFlushed;  // slot of the send queue that holds the slot to flush already
     MoveTemplate moveTemplate;
 };
@@ -80,18 +83,23 @@ void FileHistory(MoveBuffer &moves, uint16_t tag, const double *approach);
 void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length);
 
 /// The oldest history entry.
-inline MoveHistoryEntry &OldestEntry(MoveBuffer &moves) { return moves.moveHistory[moves.moveHistoryRead]; }
+inline MoveHistoryEntry &OldestEntry(MoveBuffer &moves) {
+    return moves.moveHistory[moves.moveHistoryRead];
+}
 
 /// Consumes the oldest history entry.
 void ConsumeOldestEntry(MoveBuffer &moves);
 
 /// The slot to flush next.
-inline MoveSlot &NextToFlush(MoveBuffer &moves) { return moves.moveRing[moves.moveRingRead]; }
+inline MoveSlot &NextToFlush(MoveBuffer &moves) {
+    return moves.moveRing[moves.moveRingRead];
+}
 
 /// Frees the slot to flush and goes on to the next one.
 void ReleaseFlushedSlot(MoveBuffer &moves);
 
-/// value / scale truncated toward zero; a count beyond 32 bits keeps its low 32, what is no finite number is 0.
+/// value / scale truncated toward zero; a count beyond 32 bits keeps its low 32, what is no finite number is
+/// 0.
 int32_t Counts(double value, double scale);
 
 }  // namespace cc

@@ -9,21 +9,23 @@ namespace cc::platform {
 
 enum class WatcherPriority { TimeCritical, Highest };
 
-/// Called on the watcher's thread each time the event character has come. Event characters that come together, or
-/// while a call runs, are one call.
+/// Called on the watcher's thread each time the event character has come. Event characters that come
+/// together, or while a call runs, are one call.
 using LineEventProcedure = void (*)(void *user);
 
 /// The watching thread of one open line.
 class LineWatcher {
   public:
-    /// Starts watching an open line. Result: whether the thread runs. The priority is a wish that the system may refuse.
+    /// Starts watching an open line. Result: whether the thread runs. The priority is a wish that the system
+    /// may refuse.
     bool Start(SerialLine &line, WatcherPriority priority, LineEventProcedure procedure, void *user);
 
     /// Sets the events waited for anew, for drivers that forget them.
     void Rearm();
 
-    /// Ends the watching, and reads and writes under way on the line, which must be closed next if it is not already.
-    /// Waits up to `milliseconds` for the thread; must not be called on it. Result: whether the thread has ended.
+    /// Ends the watching, and reads and writes under way on the line, which must be closed next if it is not
+    /// already. Waits up to `milliseconds` for the thread; must not be called on it. Result: whether the
+    /// thread has ended.
     bool Stop(uint32_t milliseconds);
 
   private:

@@ -3,7 +3,8 @@
 
 namespace cc::platform {
 
-/// Shows `text` with an OK button and the system's caption, without an owner; returns once it has been confirmed.
+/// Shows `text` with an OK button and the system's caption, without an owner; returns once it has been
+/// confirmed.
 void ShowMessageBox(const char *text);
 
 using MessageBoxHandler = void (*)(const char *text, void *user);

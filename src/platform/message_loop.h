@@ -14,7 +14,8 @@ uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure
 /// Stops the timer; the procedure is not called again. May be called from inside the procedure.
 void StopWindowTimer(void *window, uintptr_t timerId);
 
-/// The message loop where the system has none (not implemented by the Windows backend, whose clients have their own).
+/// The message loop where the system has none (not implemented by the Windows backend, whose clients have
+/// their own).
 
 /// A descriptor that polls readable when the procedure is due; -1 without a timer, or where time is virtual.
 int LoopDescriptor();

@@ -7,10 +7,11 @@ namespace cc::platform {
 
 struct LineSettings {
     int32_t baud = 0;
-    char parity = 'N';      // 'N', 'E', 'O', 'M' or 'S', either case
-    int32_t dataBits = 8;   // 5 to 8
-    int32_t stopBits = 1;   // 1 or 2
-    int32_t handshake = 0;  // 1 RTS/CTS, 2 XON/XOFF with DC1 and DC3, any other value none; DTR and RTS are on
+    char parity = 'N';     // 'N', 'E', 'O', 'M' or 'S', either case
+    int32_t dataBits = 8;  // 5 to 8
+    int32_t stopBits = 1;  // 1 or 2
+    int32_t handshake =
+        0;  // 1 RTS/CTS, 2 XON/XOFF with DC1 and DC3, any other value none; DTR and RTS are on
     uint8_t eventChar = 0;  // see LineWatcher
 };
 
@@ -22,8 +23,8 @@ struct ReadResult {
 /// The backend's state of a line.
 struct Line;
 
-/// A serial device, closed after construction. Read and Write may run on several threads at once and while another
-/// thread closes the line, which ends them; everything else belongs to the owner's thread.
+/// A serial device, closed after construction. Read and Write may run on several threads at once and while
+/// another thread closes the line, which ends them; everything else belongs to the owner's thread.
 class SerialLine {
   public:
     SerialLine();
@@ -37,7 +38,8 @@ class SerialLine {
     bool Apply(const LineSettings &settings);
     /// Sets the longest time that one Read and one Write may take, in milliseconds, from their next call on.
     bool SetTimeouts(uint32_t readMs, uint32_t writeMs);
-    /// Reads until `count` bytes have come or the read time-out has passed. An unplugged device reads nothing at once.
+    /// Reads until `count` bytes have come or the read time-out has passed. An unplugged device reads nothing
+    /// at once.
     ReadResult Read(uint8_t *buffer, uint32_t count);
     /// Writes as much as the device takes within the write time-out. Result: bytes written.
     uint32_t Write(const uint8_t *bytes, uint32_t count);

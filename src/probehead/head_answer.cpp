@@ -11,7 +11,9 @@ constexpr std::string_view kPositionLetters = "HMAB";
 constexpr std::string_view kNumberCharacters = "0123456789.+-";
 constexpr size_t kLongestNumber = 11;  // of a longer run the beginning counts
 
-bool Contains(std::string_view text, char letter) { return text.find(letter) != std::string_view::npos; }
+bool Contains(std::string_view text, char letter) {
+    return text.find(letter) != std::string_view::npos;
+}
 
 // The number behind the first `letter`; the angle keeps its value when there is none.
 void DecodeAngle(std::string_view answer, char letter, double &angle) {

@@ -9,8 +9,8 @@ using namespace cc;
 
 namespace {
 
-// "A45.0\r": letter, angle with one decimal, carriage return; at most 15 characters. Not by printf, whose decimal point
-// follows the process's locale.
+// "A45.0\r": letter, angle with one decimal, carriage return; at most 15 characters. Not by printf, whose
+// decimal point follows the process's locale.
 class AngleCommand {
   public:
     AngleCommand(char letter, double angle) {
@@ -43,9 +43,13 @@ void CC_CALL CC_PHGetPosition(int16_t arm, double *a, double *b) {
     *b = head.headB;
 }
 
-int16_t CC_CALL CC_PHLevePresent(int16_t arm) { return static_cast<int16_t>(SelectArm(arm).head.levePresent); }
+int16_t CC_CALL CC_PHLevePresent(int16_t arm) {
+    return static_cast<int16_t>(SelectArm(arm).head.levePresent);
+}
 
-int16_t CC_CALL CC_PHCurrentMode(int16_t arm) { return static_cast<int16_t>(SelectArm(arm).head.manualMode); }
+int16_t CC_CALL CC_PHCurrentMode(int16_t arm) {
+    return static_cast<int16_t>(SelectArm(arm).head.manualMode);
+}
 
 int16_t CC_CALL CC_PHUpdate(int16_t arm) {
     const ArmContext *const context = OpenArm(arm);

@@ -18,7 +18,8 @@ constexpr struct {
 };
 constexpr int16_t kUnknownStatus = -1;
 
-// Waits for the link acknowledgement and then for a coordinate report. Result: 0 when the wait could not be made.
+// Waits for the link acknowledgement and then for a coordinate report. Result: 0 when the wait could not be
+// made.
 int16_t WaitForCoordinates(ArmContext &context, int16_t arm) {
     const uint16_t limit = CompletionLimit(context);
     const TickCounter counter(context.counters);
@@ -48,11 +49,17 @@ int16_t AskForCoordinates(int16_t arm, CommandName request) {
 
 }  // namespace
 
-int16_t CC_CALL CC_GETCOORD(int16_t arm) { return AskForCoordinates(arm, command::A); }
+int16_t CC_CALL CC_GETCOORD(int16_t arm) {
+    return AskForCoordinates(arm, command::A);
+}
 
-int16_t CC_CALL CC_GETWRISTCOORD(int16_t arm) { return AskForCoordinates(arm, command::B); }
+int16_t CC_CALL CC_GETWRISTCOORD(int16_t arm) {
+    return AskForCoordinates(arm, command::B);
+}
 
-int16_t CC_CALL CC_GETRTCOORD(int16_t arm) { return CC_GETWRISTCOORD(arm); }
+int16_t CC_CALL CC_GETRTCOORD(int16_t arm) {
+    return CC_GETWRISTCOORD(arm);
+}
 
 int16_t CC_CALL CC_GETSTATUS(int16_t arm) {
     const ArmContext *const context = OpenArm(arm);

@@ -40,7 +40,9 @@ void FillControllerInfo(ControllerInfo &information, const uint8_t *bytes) {
     information.optionCode = bytes[13];
 }
 
-bool IsExtendedType(uint16_t type) { return type == 2 || type == 4 || type == 5 || type == 16; }
+bool IsExtendedType(uint16_t type) {
+    return type == 2 || type == 4 || type == 5 || type == 16;
+}
 
 void DecodeInformation(const Reply &reply) {
     ReplyState &replies = reply.State();
@@ -88,9 +90,13 @@ void NotifyPayload(const Reply &reply, int32_t event) {
     Notify(replies, event, infoWord, replies.notifyPayload);
 }
 
-void OnReport1(const Reply &reply) { NotifyPayload(reply, CC_EVENT_REPORT_1); }
+void OnReport1(const Reply &reply) {
+    NotifyPayload(reply, CC_EVENT_REPORT_1);
+}
 
-void OnReport3(const Reply &reply) { NotifyPayload(reply, CC_EVENT_REPORT_3); }
+void OnReport3(const Reply &reply) {
+    NotifyPayload(reply, CC_EVENT_REPORT_3);
+}
 
 void OnEmergency(const Reply &reply) {
     ReplyState &replies = reply.State();
@@ -102,7 +108,9 @@ void OnEmergency(const Reply &reply) {
 
 // ---- completions
 
-void OnDone(const Reply &reply) { reply.State().awaitedReply = kNothingAwaited; }
+void OnDone(const Reply &reply) {
+    reply.State().awaitedReply = kNothingAwaited;
+}
 
 void OnSetting(const Reply &reply) {
     if (reply.State().awaitedReply == reply.SignedByte(3)) OnDone(reply);
@@ -132,7 +140,9 @@ void OnStoredInfo(const Reply &reply) {
     OnDone(reply);
 }
 
-void OnParameters(const Reply &reply) { reply.State().awaitedReply ^= reply.Code(); }
+void OnParameters(const Reply &reply) {
+    reply.State().awaitedReply ^= reply.Code();
+}
 
 void OnTemperatures(const Reply &reply) {
     ReplyState &replies = reply.State();
@@ -173,9 +183,13 @@ void OnBuffered(const Reply &reply) {
     --moves.movesInFlight;
 }
 
-void OnPoint(const Reply &reply) { ReportPoint(reply.context, reply.bytes, reply.length); }
+void OnPoint(const Reply &reply) {
+    ReportPoint(reply.context, reply.bytes, reply.length);
+}
 
-void OnPosition(const Reply &reply) { ReportPosition(reply.context, reply.bytes); }
+void OnPosition(const Reply &reply) {
+    ReportPosition(reply.context, reply.bytes);
+}
 
 void OnCoordinates(const Reply &reply) {
     ReportCoordinates(reply.context, reply.bytes);
@@ -186,30 +200,42 @@ void OnCoordinates(const Reply &reply) {
 
 void OnHostAnswer(const Reply &reply) {
     const ReplyState &replies = reply.State();
-    const bool busy = replies.controllerState == state::kMeasuring || replies.controllerState == state::kZeroing;
+    const bool busy =
+        replies.controllerState == state::kMeasuring || replies.controllerState == state::kZeroing;
     if (replies.extendedInfo == 0 && busy) return;
     const CommandMessage answer(reply.Code() == reply::kHostAnswer5 ? command::P05 : command::P06);
     QueueMessage(reply.context, kPriority, answer);
 }
 
-void OnEvent17(const Reply &reply) { Notify(reply.State(), CC_EVENT_17, info::kEvent17, reply.Payload()); }
+void OnEvent17(const Reply &reply) {
+    Notify(reply.State(), CC_EVENT_17, info::kEvent17, reply.Payload());
+}
 
-void OnHold(const Reply &reply) { Notify(reply.State(), CC_EVENT_HOLD, info::kHold, reply.Payload()); }
+void OnHold(const Reply &reply) {
+    Notify(reply.State(), CC_EVENT_HOLD, info::kHold, reply.Payload());
+}
 
-void OnResume(const Reply &reply) { Notify(reply.State(), CC_EVENT_RESUME, info::kResume, reply.Payload()); }
+void OnResume(const Reply &reply) {
+    Notify(reply.State(), CC_EVENT_RESUME, info::kResume, reply.Payload());
+}
 
-void OnEvent21(const Reply &reply) { Notify(reply.State(), CC_EVENT_21, info::kEvent21, reply.Payload()); }
+void OnEvent21(const Reply &reply) {
+    Notify(reply.State(), CC_EVENT_21, info::kEvent21, reply.Payload());
+}
 
 void OnEvent22(const Reply &reply) {
     ReplyState &replies = reply.State();
-    if (replies.p10Sent == 1 && replies.extendedInfo == 0 && replies.controllerInfo.optionCode == kOptionP10) {
+    if (replies.p10Sent == 1 && replies.extendedInfo == 0 &&
+        replies.controllerInfo.optionCode == kOptionP10) {
         replies.p10Sent = 0;
         NotifyResume(replies, kWordStart);
     }
     Notify(replies, CC_EVENT_22, CC_EVENT_22);
 }
 
-void OnEvent23(const Reply &reply) { Notify(reply.State(), CC_EVENT_23, CC_EVENT_23); }
+void OnEvent23(const Reply &reply) {
+    Notify(reply.State(), CC_EVENT_23, CC_EVENT_23);
+}
 
 void OnControllerOn(const Reply &reply) {
     ReplyState &replies = reply.State();

@@ -5,8 +5,9 @@
 
 namespace cc {
 
-/// Takes at most one reply of the arm and applies it: state, awaitedReply, results, move history, events to the client.
-/// Replies shorter than 3 bytes and unknown codes are ignored. Runs on the thread of the client's calls.
+/// Takes at most one reply of the arm and applies it: state, awaitedReply, results, move history, events to
+/// the client. Replies shorter than 3 bytes and unknown codes are ignored. Runs on the thread of the client's
+/// calls.
 void DecodeReplies(int16_t arm);
 
 }  // namespace cc

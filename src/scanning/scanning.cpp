@@ -11,7 +11,8 @@ namespace {
 constexpr int16_t kScanArm = 1;
 constexpr double kUnitElement = 1000000000;  // how a matrix element of 1 is sent
 
-// The parameters, in the units of their messages; they keep their values across scans and sessions of the arm.
+// The parameters, in the units of their messages; they keep their values across scans and sessions of the
+// arm.
 struct ScanParameters {
     int32_t matrix[9];
     int32_t offset[3];
@@ -25,7 +26,9 @@ struct ScanParameters {
     int32_t threshold;
 } parameters{};
 
-int32_t LengthCounts(const double *value) { return Counts(*value, SelectArm(kScanArm).axes.linearScale); }
+int32_t LengthCounts(const double *value) {
+    return Counts(*value, SelectArm(kScanArm).axes.linearScale);
+}
 
 CommandMessage FrameMessage() {
     CommandMessage message(command::S50);
@@ -63,7 +66,8 @@ bool DrainMoveRing(ArmContext &context) {
     while (NextToFlush(moves).IsBusy()) {
         const MoveSlot &slot = NextToFlush(moves);
         const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
-        if (moves.flushedTo == kNotFlushed && QueueMessage(context, kNormal, length, slot.bytes) != 0) return false;
+        if (moves.flushedTo == kNotFlushed && QueueMessage(context, kNormal, length, slot.bytes) != 0)
+            return false;
         ReleaseFlushedSlot(moves);
     }
     return true;

@@ -5,14 +5,15 @@
 
 namespace cc {
 
-/// A port whose line-event thread, of highest priority, raises a flag when the event character has come; its user polls
-/// the flag and reads.
+/// A port whose line-event thread, of highest priority, raises a flag when the event character has come; its
+/// user polls the flag and reads.
 class CSerialPH9 : public SerialPort {
   public:
     CSerialPH9() : SerialPort(platform::WatcherPriority::Highest) {}
     ~CSerialPH9() { CSerialPH9::Close(); }
 
-    /// Closes the device, which ends the wait of the line-event thread, then waits for that thread. Result: 1.
+    /// Closes the device, which ends the wait of the line-event thread, then waits for that thread.
+    /// Result: 1.
     int Close() final;
 
     /// 1 when the event character has come since the last read that had to wait for its bytes, else 0.
@@ -22,8 +23,8 @@ class CSerialPH9 : public SerialPort {
     void OnEventChar() final { lineReady.store(1, std::memory_order_relaxed); }
     void AfterRead(bool waited) final;
 
-    // Relaxed: the bytes that it tells of are handed over by the line itself; a flag that is missed or doubled costs one
-    // empty poll.
+    // Relaxed: the bytes that it tells of are handed over by the line itself; a flag that is missed or
+    // doubled costs one empty poll.
     std::atomic<uint8_t> lineReady{0};
 };
 

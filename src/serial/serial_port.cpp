@@ -13,8 +13,8 @@ constexpr uint32_t kPurgeChunk = 256;
 
 }  // namespace
 
-int SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int32_t newDataBits, int32_t newStopBits,
-                          int32_t newHandshake, uint8_t eventChar) {
+int SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int32_t newDataBits,
+                          int32_t newStopBits, int32_t newHandshake, uint8_t eventChar) {
     if (newBaud == 0) newBaud = baud;
     if (newParity == 0) newParity = parity;
     if (newDataBits == 0) newDataBits = dataBits;
@@ -23,7 +23,8 @@ int SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int3
     std::snprintf(text, sizeof text, "com%d baud=%d parity=%c data=%d stop=%d", newPort, newBaud, newParity,
                   newDataBits, newStopBits);
     if (!platform::IsPortDefinition(text)) return 0;
-    const platform::LineSettings settings{newBaud, newParity, newDataBits, newStopBits, newHandshake, eventChar};
+    const platform::LineSettings settings{newBaud,     newParity,    newDataBits,
+                                          newStopBits, newHandshake, eventChar};
     if (IsOpen() != 0 && !line_.Apply(settings)) return 0;
     port = newPort;
     baud = newBaud;

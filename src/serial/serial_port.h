@@ -1,4 +1,5 @@
-// What the controller's and the head's serial ports have in common: settings, opening, reading, writing, purging.
+// What the controller's and the head's serial ports have in common: settings, opening, reading, writing,
+// purging.
 #pragma once
 
 #include <atomic>
@@ -10,20 +11,23 @@
 
 namespace cc {
 
-/// A COM port with its line-event thread, which exists exactly while the port is open. Read, Write and Purge may run on
-/// several threads; Configure, Open, Close and SetTimeouts belong to one thread, which is not the line-event thread.
+/// A COM port with its line-event thread, which exists exactly while the port is open. Read, Write and Purge
+/// may run on several threads; Configure, Open, Close and SetTimeouts belong to one thread, which is not the
+/// line-event thread.
 class SerialPort {
   public:
     SerialPort(const SerialPort &) = delete;
     SerialPort &operator=(const SerialPort &) = delete;
 
-    /// Checks and stores the settings, and applies them if the port is open. 0 for baud, parity, dataBits or stopBits
-    /// stands for the stored value. parity is a letter; handshake 1 is RTS/CTS, 2 XON/XOFF, any other value none.
-    /// Result: 1, or 0 when the settings are not valid or not accepted; nothing is stored then.
-    int Configure(int32_t port, int32_t baud, char parity, int32_t dataBits, int32_t stopBits, int32_t handshake,
-                  uint8_t eventChar);
+    /// Checks and stores the settings, and applies them if the port is open. 0 for baud, parity, dataBits or
+    /// stopBits stands for the stored value. parity is a letter; handshake 1 is RTS/CTS, 2 XON/XOFF, any
+    /// other value none. Result: 1, or 0 when the settings are not valid or not accepted; nothing is stored
+    /// then.
+    int Configure(int32_t port, int32_t baud, char parity, int32_t dataBits, int32_t stopBits,
+                  int32_t handshake, uint8_t eventChar);
 
-    /// Opens the stored port with the stored settings, after closing it if it is open. Result: 1 when it is open, else 0.
+    /// Opens the stored port with the stored settings, after closing it if it is open. Result: 1 when it is
+    /// open, else 0.
     int Open(uint8_t eventChar);
 
     int IsOpen() const { return open_.load(std::memory_order_acquire) ? 1 : 0; }
@@ -31,10 +35,12 @@ class SerialPort {
     /// Sets the longest time of one read and of one write attempt, in milliseconds.
     void SetTimeouts(uint32_t readTimeout, uint32_t writeTimeout);
 
-    /// Reads until `count` bytes have come or the read time-out has passed. Result: bytes read; 0 on a closed port.
+    /// Reads until `count` bytes have come or the read time-out has passed. Result: bytes read; 0 on a closed
+    /// port.
     uint32_t Read(uint8_t *buffer, uint32_t count);
 
-    /// Writes `count` bytes in at most writeAttemptLimit + 1 attempts. Result: bytes written; 0 on a closed port.
+    /// Writes `count` bytes in at most writeAttemptLimit + 1 attempts. Result: bytes written; 0 on a closed
+    /// port.
     uint32_t Write(const uint8_t *bytes, uint32_t count);
 
     /// Discards the pending input. Result: bytes discarded.

@@ -6,7 +6,8 @@ namespace {
 void TraceBytes(TraceFile &trace, const char *prefix, const uint8_t *bytes, uint16_t length) {
     if (trace.traceOn == 0) return;
     std::fputs(prefix, trace.traceFile);
-    for (uint16_t i = 0; i < length; ++i) std::fprintf(trace.traceFile, "%X%X ", bytes[i] >> 4, bytes[i] & 15);
+    for (uint16_t i = 0; i < length; ++i)
+        std::fprintf(trace.traceFile, "%X%X ", bytes[i] >> 4, bytes[i] & 15);
     std::fputc('\n', trace.traceFile);
 }
 
@@ -26,9 +27,13 @@ void CloseTrace(TraceFile &trace) {
     trace = {};
 }
 
-void TraceCommand(TraceFile &trace, const uint8_t *bytes, uint16_t length) { TraceBytes(trace, ">>", bytes, length); }
+void TraceCommand(TraceFile &trace, const uint8_t *bytes, uint16_t length) {
+    TraceBytes(trace, ">>", bytes, length);
+}
 
-void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length) { TraceBytes(trace, "  ", bytes, length); }
+void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length) {
+    TraceBytes(trace, "  ", bytes, length);
+}
 
 void TraceEndOfZeroing(TraceFile &trace, int16_t arm) {
     if (trace.traceOn != 0) std::fprintf(trace.traceFile, "___endzeroes  %d\n", arm);

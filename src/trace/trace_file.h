@@ -12,12 +12,13 @@ struct TraceFile {
     std::FILE *traceFile = nullptr;
 };
 
-/// Opens "wtraceArm<armNumber>.log" in the current directory, emptying an older file; a trace that is open is closed
-/// first. Without the file the trace stays off.
+/// Opens "wtraceArm<armNumber>.log" in the current directory, emptying an older file; a trace that is open is
+/// closed first. Without the file the trace stays off.
 void OpenTrace(TraceFile &trace, int32_t armNumber);
 void CloseTrace(TraceFile &trace);
 
-/// Lines of a message that is queued and of one that was taken from the reply queue. Nothing while the trace is off.
+/// Lines of a message that is queued and of one that was taken from the reply queue. Nothing while the trace
+/// is off.
 void TraceCommand(TraceFile &trace, const uint8_t *bytes, uint16_t length);
 void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length);
 /// The line of the end of zeroing.

@@ -46,8 +46,12 @@ TEST_F(CommandTest, MessagesAreByteForByte) {
         {"FEED", 1, [] { return CC_FEED(1, -2); }, 1, {Hex("09 01 'F' '3' '4' 'F' FE FF FF FF")}, {}},
         {"STARTHOLD lacking", 1, [] { return CC_ENDIS_STARTHOLD_MSG(1, 1); }, 1, {}, {}},
         {"TP200 on", 1, [] { return CC_ENDIS_TP200(1, 5); }, 1, {Hex("07 01 'S' '5' '4' 'M' 01 00")}, {}},
-        {"SETINFO", 1, [] { return CC_SETINFO(1, kInfo); }, 1,
-         {Hex("0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A")}, {}},
+        {"SETINFO",
+         1,
+         [] { return CC_SETINFO(1, kInfo); },
+         1,
+         {Hex("0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A")},
+         {}},
         {"GETINFO", 1, [] { return CC_GETINFO(1, info); }, 1, {Hex("04 01 'S' '1' '9'")}, {}},
         {"FREEFRAME 5", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 5, 0); }, 1, {kFree}, {}},
         {"FREEFRAME 6", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 6, 26); }, 1, {kFree}, {}},
@@ -62,8 +66,18 @@ TEST_F(CommandTest, MessagesAreByteForByte) {
         {"GETCOORD in 7", 7, [] { return CC_GETCOORD(1); }, 1, {}, {}},
         {"GETRTCOORD", 1, [] { return CC_GETRTCOORD(1); }, 1, {Hex("02 01 'B'")}, {}},
         // Nothing of the simulator answers these: sent, then given up after the time-out.
-        {"ENDIS_AXES on", 1, [] { return CC_ENDIS_AXES(1, 1, 2, kAxes); }, 0, {Hex("06 01 'P' '0' '8' 'X' 'Y'")}, {}},
-        {"ENDIS_AXES off", 1, [] { return CC_ENDIS_AXES(1, 0, 0, nullptr); }, 0, {Hex("04 01 'P' '0' '7'")}, {}},
+        {"ENDIS_AXES on",
+         1,
+         [] { return CC_ENDIS_AXES(1, 1, 2, kAxes); },
+         0,
+         {Hex("06 01 'P' '0' '8' 'X' 'Y'")},
+         {}},
+        {"ENDIS_AXES off",
+         1,
+         [] { return CC_ENDIS_AXES(1, 0, 0, nullptr); },
+         0,
+         {Hex("04 01 'P' '0' '7'")},
+         {}},
         {"READ_PARAM 1", 1, [] { return CC_READ_PARAM(1, 1, out); }, 0, {}, {Hex("04 01 'R' '0' '1'")}},
     };
     for (const auto &c : kCases) {
@@ -99,8 +113,8 @@ TEST_F(CommandTest, AskCoordLeavesThePollingToTheWorkerWhereTheControllerCannotS
     const struct {
         int enable, controllerClass, state, autoCoordMs;
         bool streams;
-    } kCases[] = {{0, 1, 1, 100, false}, {1, 1, 3, 100, true},  {0, 2, 1, 100, true},
-                  {0, 2, 3, 100, false}, {0, 2, 1, 0, false}, {0, 3, 1, 100, false}};
+    } kCases[] = {{0, 1, 1, 100, false}, {1, 1, 3, 100, true}, {0, 2, 1, 100, true},
+                  {0, 2, 3, 100, false}, {0, 2, 1, 0, false},  {0, 3, 1, 100, false}};
     for (const auto &c : kCases) {
         arm1.settings.enableAutoCoord = c.enable;
         arm1.settings.autoCoordMs = c.autoCoordMs;
@@ -137,9 +151,9 @@ TEST_F(CommandTest, ZeroingRunsThroughTheWorker) {
     EXPECT_EQ(arm1.replies.awaitedReply, 1);
     CC_LOOP_RUN(300);
     // The worker stamps the stored information and brings the controller to status 0.
-    EXPECT_EQ(sent.Normal(), (Messages{Hex("04 01 'S' '7' '0'"), Hex("04 01 'S' '1' '5'"), Hex("04 01 'S' '1' '9'"),
-                                          Hex("0E 01 'S' '2' '0' 01 00 00 00 00 00 00 00 00 00"),
-                                          Hex("04 01 'S' '7' '1'")}));
+    EXPECT_EQ(sent.Normal(),
+              (Messages{Hex("04 01 'S' '7' '0'"), Hex("04 01 'S' '1' '5'"), Hex("04 01 'S' '1' '9'"),
+                        Hex("0E 01 'S' '2' '0' 01 00 00 00 00 00 00 00 00 00"), Hex("04 01 'S' '7' '1'")}));
     EXPECT_EQ(CC_GETSTATUS(1), 0);
     EXPECT_TRUE(EventsOf(1, 28).empty());
 }
@@ -195,7 +209,8 @@ TEST_F(CommandTest, ReadParamConvertsByKindOfAxis) {
     const uint16_t kinds[5] = {1, 2, 1, 3, 0};
     for (int axis = 0; axis < 5; ++axis) arm1.replies.controllerInfo.axes[axis].kind = kinds[axis];
     // Five groups of mark and value: 1000000, -500000, 3600, 7200, 1.
-    const std::string groups = " 'X' 40 42 0F 00 'Y' E0 5E F8 FF 'Z' 10 0E 00 00 'A' 20 1C 00 00 'B' 01 00 00 00";
+    const std::string groups =
+        " 'X' 40 42 0F 00 'Y' E0 5E F8 FF 'Z' 10 0E 00 00 'A' 20 1C 00 00 'B' 01 00 00 00";
     constexpr double kLeft = 99;
     const struct {
         int16_t set;

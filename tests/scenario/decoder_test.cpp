@@ -34,13 +34,21 @@ TEST_F(DecoderTest, CompletionByReply) {
         const char *reply;
         int32_t before, after;
     } kCases[] = {
-        {"02 01 00", -1, 0},          {"02 03 00", 3, 0},  {"02 01 00", 3, 2}, {"02 02 00", 3, 0}, {"02 03 0D", 0, 3},
-        {"02 FF 00", 3, -4},          {"04 07 02 00 00", 7, 0}, {"04 07 02 00 00", 3, -1}, {"04 07 33 00 00", 7, 0},
-        {"02 01 05", 7, 0},           {"02 01 07", 9, 0},  {"02 01 14", -1, 0}, {"04 01 08 1A 00", 26, 0},
-        {"04 01 08 1A 00", 25, 25},   {"03 01 08 FF", -1, 0}, {"06 01 0A 00 00 00 00", 5, 0}, {"02 01 19", 25, 0},
-        {"02 01 1D", 25, 4},          {"02 01 22", 34, 0}, {"02 01 23", 35, 0}, {"02 01 21", -1, 0},
-        {"02 01 41", 65, 0},          {"02 01 40", 65, 65}, {"03 01 06 01", 1, 0}, {"03 01 06 02", 1, 1},
-        {"02 01 0C", 5, 5},           {"02 01 FE", 5, 5},  {"01 03", 3, 3},    {"02 01 2F", 5, 5},
+        {"02 01 00", -1, 0},       {"02 03 00", 3, 0},
+        {"02 01 00", 3, 2},        {"02 02 00", 3, 0},
+        {"02 03 0D", 0, 3},        {"02 FF 00", 3, -4},
+        {"04 07 02 00 00", 7, 0},  {"04 07 02 00 00", 3, -1},
+        {"04 07 33 00 00", 7, 0},  {"02 01 05", 7, 0},
+        {"02 01 07", 9, 0},        {"02 01 14", -1, 0},
+        {"04 01 08 1A 00", 26, 0}, {"04 01 08 1A 00", 25, 25},
+        {"03 01 08 FF", -1, 0},    {"06 01 0A 00 00 00 00", 5, 0},
+        {"02 01 19", 25, 0},       {"02 01 1D", 25, 4},
+        {"02 01 22", 34, 0},       {"02 01 23", 35, 0},
+        {"02 01 21", -1, 0},       {"02 01 41", 65, 0},
+        {"02 01 40", 65, 65},      {"03 01 06 01", 1, 0},
+        {"03 01 06 02", 1, 1},     {"02 01 0C", 5, 5},
+        {"02 01 FE", 5, 5},        {"01 03", 3, 3},
+        {"02 01 2F", 5, 5},
     };
     for (const auto &c : kCases) {
         arm1.replies.awaitedReply = c.before;
@@ -55,13 +63,20 @@ TEST_F(DecoderTest, EventsByReply) {
         int32_t startMode, event;
         uint32_t info;
     } kCases[] = {
-        {"06 01 01 0A 0B 0C 0D", 1, 2, 0x0202}, {"05 01 01 0A 0B 0C", 0, 2, 0x0102},
-        {"06 07 02 0A 8B 0C 0D", 0, 3, 0x0203}, {"06 07 02 0A 8B 0C 0D", 1, 3, 0xFF8B},
-        {"06 07 33 0A 0B 0C 0D", 0, 20, 0x0214}, {"06 01 03 0A 0B 0C 0D", 1, 4, 0x000B},
-        {"04 01 20 0A 00", 0, 17, 273},         {"04 01 30 0A 00", 0, 18, 274},
-        {"04 01 32 0A 00", 0, 19, 275},         {"04 01 34 0A 00", 0, 21, 277},
-        {"02 01 35", 0, 22, 22},                {"02 01 36", 0, 23, 23},
-        {"02 01 37", 1, 27, 27},                {"02 01 37", 0, 19, 275},
+        {"06 01 01 0A 0B 0C 0D", 1, 2, 0x0202},
+        {"05 01 01 0A 0B 0C", 0, 2, 0x0102},
+        {"06 07 02 0A 8B 0C 0D", 0, 3, 0x0203},
+        {"06 07 02 0A 8B 0C 0D", 1, 3, 0xFF8B},
+        {"06 07 33 0A 0B 0C 0D", 0, 20, 0x0214},
+        {"06 01 03 0A 0B 0C 0D", 1, 4, 0x000B},
+        {"04 01 20 0A 00", 0, 17, 273},
+        {"04 01 30 0A 00", 0, 18, 274},
+        {"04 01 32 0A 00", 0, 19, 275},
+        {"04 01 34 0A 00", 0, 21, 277},
+        {"02 01 35", 0, 22, 22},
+        {"02 01 36", 0, 23, 23},
+        {"02 01 37", 1, 27, 27},
+        {"02 01 37", 0, 19, 275},
     };
     for (const auto &c : kCases) {
         arm1.session.startMode = c.startMode;
@@ -113,8 +128,10 @@ TEST_F(DecoderTest, HostAnswersControllerEvents30And31) {
         const char *reply;
         int32_t state, extended;
         Messages sent;
-    } kCases[] = {{"02 01 1E", 1, 0, {Hex("04 01 'P' '0' '5'")}}, {"02 01 1F", 2, 0, {Hex("04 01 'P' '0' '6'")}},
-                  {"02 01 1E", 3, 0, {}},                       {"02 01 1F", 0, 0, {}},
+    } kCases[] = {{"02 01 1E", 1, 0, {Hex("04 01 'P' '0' '5'")}},
+                  {"02 01 1F", 2, 0, {Hex("04 01 'P' '0' '6'")}},
+                  {"02 01 1E", 3, 0, {}},
+                  {"02 01 1F", 0, 0, {}},
                   {"02 01 1F", 3, 1, {Hex("04 01 'P' '0' '6'")}}};
     for (const auto &c : kCases) {
         arm1.replies.controllerState = c.state;
@@ -145,7 +162,8 @@ TEST_F(DecoderTest, AcknowledgementsConsumeTheHistory) {
     arm1.motion.scanActive = 1;
     EXPECT_EQ(Decode("04 03 04 00 FF"), std::vector{Of(16, 0)});
     EXPECT_EQ(Decode("04 03 04 00 FF"), std::vector{Of(16, 8)});
-    EXPECT_EQ(Decode("13 03 15 00 00 'X' 0A 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00"), std::vector{Of(13, 0)});
+    EXPECT_EQ(Decode("13 03 15 00 00 'X' 0A 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00"),
+              std::vector{Of(13, 0)});
     EXPECT_NEAR(Events(1)[0].point.position[0], 0.01, 1e-12);
     EXPECT_EQ(Decode("04 03 04 00 FF"), std::vector{Of(15, 0)});
     EXPECT_EQ(arm1.motion.movesInFlight, 0);
@@ -172,7 +190,8 @@ TEST_F(DecoderTest, AnOrdinaryTagAcknowledgedIsARejectedMove) {
 TEST_F(DecoderTest, TouchPointsOfBufferedMotionTakeTheEntryButNotTheCount) {
     arm1.replies.controllerState = 3;
     Expect(42, 0.5);
-    EXPECT_EQ(Decode("13 03 09 00 FE 'X' 10 27 00 00 'Y' 3C F6 FF FF 'Z' 00 00 00 00"), std::vector{Of(5, 1)});
+    EXPECT_EQ(Decode("13 03 09 00 FE 'X' 10 27 00 00 'Y' 3C F6 FF FF 'Z' 00 00 00 00"),
+              std::vector{Of(5, 1)});
     const PointRecord point = Events(1)[0].point;
     EXPECT_EQ(point.kind, -2);
     EXPECT_EQ(point.tag, 42u);

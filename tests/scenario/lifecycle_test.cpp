@@ -28,12 +28,14 @@ TEST_F(LifecycleTest, SimulatedArmOpensWithTheSimulatorsAnswer) {
     const uint16_t kinds[6] = {1, 1, 1, 0, 0, 0};
     for (int axis = 0; axis < 6; ++axis) {
         EXPECT_EQ(info.axes[axis].kind, kinds[axis]) << axis;
-        EXPECT_EQ(info.axes[axis].flags, axis < 3 ? 3 : 0) << axis;  // 7 and 7: both flags of the first three axes
+        EXPECT_EQ(info.axes[axis].flags, axis < 3 ? 3 : 0)
+            << axis;  // 7 and 7: both flags of the first three axes
     }
     EXPECT_EQ(info.optionCode, 0);  // the answer ends before it
 }
 
-// Without extended start the handshake waits for state 2, which the simulator does not report; it opens all the same.
+// Without extended start the handshake waits for state 2, which the simulator does not report; it opens all
+// the same.
 TEST_F(LifecycleTest, PlainStartInSimulationWaitsForTheTimeout) {
     SelectArm(1).simulator.simState = 1;
     const int64_t before = World::Instance().Now();
@@ -71,7 +73,7 @@ TEST_F(LifecycleTest, ShutdownModesOrderTheirCommands) {
 TEST_F(LifecycleTest, StartClassifiesTheController) {
     const struct {
         int type, level, expectedClass;
-    } kCases[] = {{65535, 0, 1}, {0, 15, 3}, {0, 14, 1}, {1, 14, 1}, {1, 15, 2},  {1, 16, 3},  {2, 0, 3},
+    } kCases[] = {{65535, 0, 1}, {0, 15, 3}, {0, 14, 1}, {1, 14, 1},  {1, 15, 2},  {1, 16, 3}, {2, 0, 3},
                   {4, 0, 3},     {5, 0, 3},  {16, 0, 3}, {255, 8, 3}, {255, 7, 2}, {3, 99, 2}, {17, 0, 2}};
     ASSERT_EQ(OpenSimulated(1), 0);
     for (const auto &c : kCases) {
@@ -139,7 +141,7 @@ TEST_F(LifecycleTest, SettingsAreConvertedAndReplacedWhenUnusable) {
 TEST_F(LifecycleTest, BothArmsShareOneWorkerTimer) {
     ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\nHi Period=20\n")), 0);
     ASSERT_EQ(OpenSimulated(2, IniFile("[Timers]\nHi Period=10\n", 2)), 0);
-    CC_LOOP_DISPATCH();  // the ticks of the opening are one
+    CC_LOOP_DISPATCH();                // the ticks of the opening are one
     EXPECT_EQ(CC_LOOP_RUN(1000), 50);  // at the first arm's period
     CC_DONE(1, 2);
     EXPECT_EQ(CC_GETSTATUS(2), 0);

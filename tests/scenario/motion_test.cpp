@@ -29,14 +29,16 @@ TEST_F(MotionTest, MessagesAreByteForByte) {
     EXPECT_EQ(LastTag(), 65504);
     EXPECT_EQ(moves.moveHistory[0].approach[2], 1.0);
     CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250);
-    EXPECT_EQ(Filed(), Hex("22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00"));
+    EXPECT_EQ(Filed(),
+              Hex("22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00"));
     EXPECT_EQ(moves.moveHistory[1].tag, 42);
     EXPECT_EQ(LastTag(), 65505);
     // N stays from the probing move, M does not.
     CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0);
     EXPECT_EQ(Filed(), Hex("1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00"));
     CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1);
-    EXPECT_EQ(Filed(), Hex("22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF"));
+    EXPECT_EQ(Filed(),
+              Hex("22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF"));
     CC_MOVEINCR(1, kTarget, 0, 0);
     EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '3' " + target));
     EXPECT_EQ(LastTag(), 65511);
@@ -181,14 +183,15 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     const SentMessages sent;
     EXPECT_EQ(L2S_StartScan(), 1);
     EXPECT_EQ(CC_CANSEND(1, 1), 0);
-    EXPECT_EQ(sent.Normal(),
-              (Messages{Hex("35 01 'S' '5' '0' 'M' 00 CA 9A 3B 00 00 00 00 00 00 00 00 00 00 00 00 00 9B 32 E2"
-                            " 00 00 00 00 00 00 00 00 00 00 00 00 FF C9 9A 3B E8 03 00 00 D0 07 00 00 48 F4 FF FF"),
-                        Hex("1D 01 'S' '5' '1' 'A' 00 00 00 00 'B' 00 00 00 00 'M' FA 00 00 00 'N' F4 01 00 00"
-                            " 'F' 18 FC FF FF"),
-                        Hex("20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
-                            " 'N' FA 00 00 00 'F' 00 00"),
-                        Hex("04 FF 'G' '3' '1'"), Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
+    EXPECT_EQ(
+        sent.Normal(),
+        (Messages{Hex("35 01 'S' '5' '0' 'M' 00 CA 9A 3B 00 00 00 00 00 00 00 00 00 00 00 00 00 9B 32 E2"
+                      " 00 00 00 00 00 00 00 00 00 00 00 00 FF C9 9A 3B E8 03 00 00 D0 07 00 00 48 F4 FF FF"),
+                  Hex("1D 01 'S' '5' '1' 'A' 00 00 00 00 'B' 00 00 00 00 'M' FA 00 00 00 'N' F4 01 00 00"
+                      " 'F' 18 FC FF FF"),
+                  Hex("20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
+                      " 'N' FA 00 00 00 'F' 00 00"),
+                  Hex("04 FF 'G' '3' '1'"), Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(sent.Priority(), (Messages{Hex("04 01 'P' '0' '4'"), Hex("04 01 'P' '0' '4'")}));
@@ -220,7 +223,8 @@ TEST(Counts, TruncateTowardZeroAndKeepLow32Bits) {
         {0, 0, 0},
         {std::numeric_limits<double>::quiet_NaN(), 1, 0},
     };
-    for (const auto &c : kCases) EXPECT_EQ(cc::Counts(c.value, c.scale), c.expected) << c.value << " / " << c.scale;
+    for (const auto &c : kCases)
+        EXPECT_EQ(cc::Counts(c.value, c.scale), c.expected) << c.value << " / " << c.scale;
 }
 
 }  // namespace

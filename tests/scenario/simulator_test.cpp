@@ -82,7 +82,8 @@ TEST_F(SimulatorTest, AnswersEachCommand) {
 TEST_F(SimulatorTest, EmergencyKeepsItBusyForAHundredMessages) {
     EXPECT_EQ(Answer(Hex("05 01 'P' '0' '0' 'X'")), Messages{Hex("04 07 02 'X' '1'")});
     const Bytes normal = Hex("04 01 'S' '1' '5'");
-    for (int i = 0; i < 100; ++i) EXPECT_TRUE(Answer(i < 2 ? Hex("02 01 'A'") : normal, i < 2 ? kPriority : kNormal).empty());
+    for (int i = 0; i < 100; ++i)
+        EXPECT_TRUE(Answer(i < 2 ? Hex("02 01 'A'") : normal, i < 2 ? kPriority : kNormal).empty());
     EXPECT_EQ(Answer(normal), Messages{Hex("02 02 00")});
     // From now on each message lets one that waits be answered, those of priority first.
     for (int i = 0; i < 2; ++i) EXPECT_EQ(Answer(normal).at(0)[2], 255) << i;
@@ -107,7 +108,8 @@ TEST_F(SimulatorTest, FullQueuesRefuse) {
     const Bytes message = Hex("02 01 'A'");
     for (int i = 0; i < kSendSlots; ++i) ASSERT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), 0) << i;
     EXPECT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), -1);
-    for (int i = 0; i < kPrioritySlots; ++i) ASSERT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), 0) << i;
+    for (int i = 0; i < kPrioritySlots; ++i)
+        ASSERT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), 0) << i;
     EXPECT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), -1);
     EXPECT_EQ(CC_FEED(1, 1), 0);
     EXPECT_EQ(CC_EMERGENCY(1, 0), 0);

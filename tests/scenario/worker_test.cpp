@@ -88,7 +88,8 @@ TEST_F(TraceTest, EveryMessageIsALine) {
     std::remove("wtraceArm1.log");
     std::remove("wtraceArm0.log");
     ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\nLog file=1\ntimeout=1\n")), 0);
-    ASSERT_EQ(CC_INIT(nullptr, 0, nullptr, nullptr, nullptr, 1, 1, 1, CC_SIMULATION, IniFile("[Timers]\nLog file=1\n", 2)),
+    ASSERT_EQ(CC_INIT(nullptr, 0, nullptr, nullptr, nullptr, 1, 1, 1, CC_SIMULATION,
+                      IniFile("[Timers]\nLog file=1\n", 2)),
               0);
     arm1.session.startMode = 1;
     ASSERT_EQ(CC_ZEROES(1), 1);

@@ -24,8 +24,12 @@ void Record(int arm, int32_t number, uint32_t info, void *data) {
     events[arm - 1].push_back(event);
 }
 
-void CC_CALL RecordArm1(int32_t number, uint32_t info, void *data) { Record(1, number, info, data); }
-void CC_CALL RecordArm2(int32_t number, uint32_t info, void *data) { Record(2, number, info, data); }
+void CC_CALL RecordArm1(int32_t number, uint32_t info, void *data) {
+    Record(1, number, info, data);
+}
+void CC_CALL RecordArm2(int32_t number, uint32_t info, void *data) {
+    Record(2, number, info, data);
+}
 
 }  // namespace
 
@@ -34,7 +38,8 @@ Bytes Hex(const std::string &text) {
     std::istringstream words(text);
     for (std::string word; words >> word;) {
         const bool character = word.size() == 3 && word.front() == '\'';
-        bytes.push_back(character ? static_cast<uint8_t>(word[1]) : static_cast<uint8_t>(std::stoi(word, nullptr, 16)));
+        bytes.push_back(character ? static_cast<uint8_t>(word[1])
+                                  : static_cast<uint8_t>(std::stoi(word, nullptr, 16)));
     }
     return bytes;
 }
@@ -46,11 +51,17 @@ Event Of(int32_t number, uint32_t info) {
     return event;
 }
 
-void PrintTo(const Event &event, std::ostream *out) { *out << "event " << event.number << " info " << event.info; }
+void PrintTo(const Event &event, std::ostream *out) {
+    *out << "event " << event.number << " info " << event.info;
+}
 
-std::vector<Event> &Events(int arm) { return events[arm - 1]; }
+std::vector<Event> &Events(int arm) {
+    return events[arm - 1];
+}
 
-CC_NOTIFY Recorder(int arm) { return arm == 1 ? RecordArm1 : RecordArm2; }
+CC_NOTIFY Recorder(int arm) {
+    return arm == 1 ? RecordArm1 : RecordArm2;
+}
 
 std::vector<Event> EventsOf(int arm, int32_t number) {
     std::vector<Event> found;
@@ -68,7 +79,8 @@ const char *IniFile(const std::string &text, int arm) {
 }
 
 uint16_t OpenSimulated(int arm, const char *iniFile, uint16_t flags) {
-    return CC_INIT(nullptr, static_cast<int16_t>(arm), Recorder(arm), nullptr, nullptr, 1, 0.001, 0.5, flags, iniFile);
+    return CC_INIT(nullptr, static_cast<int16_t>(arm), Recorder(arm), nullptr, nullptr, 1, 0.001, 0.5, flags,
+                   iniFile);
 }
 
 void CloseAll() {

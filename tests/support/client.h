@@ -30,15 +30,16 @@ struct Event {
 Event Of(int32_t number, uint32_t info);
 void PrintTo(const Event &event, std::ostream *out);
 
-/// Events of arm 1 and arm 2 since the last Clear, in order. Only one test runs at a time, so they are global.
+/// Events of arm 1 and arm 2 since the last Clear, in order. Only one test runs at a time, so they are
+/// global.
 std::vector<Event> &Events(int arm);
 CC_NOTIFY Recorder(int arm);
 
 /// Events of one number.
 std::vector<Event> EventsOf(int arm, int32_t number);
 
-/// Writes an initialisation file into the test's temporary folder. Result: its path, valid until the next call for the
-/// same arm.
+/// Writes an initialisation file into the test's temporary folder. Result: its path, valid until the next
+/// call for the same arm.
 const char *IniFile(const std::string &text, int arm = 1);
 
 /// Opens an arm in simulation mode with linearScale 0.001, wristScale 0.5 and extended start, which is quick.

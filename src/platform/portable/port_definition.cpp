@@ -11,7 +11,9 @@ namespace {
 
 constexpr int32_t kHighestPort = 256;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // A decimal number of 1 to 9 digits; -1 for anything else.
 int32_t Number(std::string_view text) {
@@ -24,21 +26,33 @@ int32_t Number(std::string_view text) {
     return value;
 }
 
-bool IsBaud(std::string_view text) { return Number(text) > 0; }
+bool IsBaud(std::string_view text) {
+    return Number(text) > 0;
+}
 
 bool IsParity(std::string_view text) {
     return text.size() == 1 && std::string_view("neoms").find(LowerCase(text[0])) != std::string_view::npos;
 }
 
-bool IsDataBits(std::string_view text) { return text.size() == 1 && text[0] >= '5' && text[0] <= '8'; }
+bool IsDataBits(std::string_view text) {
+    return text.size() == 1 && text[0] >= '5' && text[0] <= '8';
+}
 
-bool IsStopBits(std::string_view text) { return text == "1" || text == "1.5" || text == "2"; }
+bool IsStopBits(std::string_view text) {
+    return text == "1" || text == "1.5" || text == "2";
+}
 
-bool IsSwitch(std::string_view text) { return EqualIgnoringCase(text, "on") || EqualIgnoringCase(text, "off"); }
+bool IsSwitch(std::string_view text) {
+    return EqualIgnoringCase(text, "on") || EqualIgnoringCase(text, "off");
+}
 
-bool IsDtr(std::string_view text) { return IsSwitch(text) || EqualIgnoringCase(text, "hs"); }
+bool IsDtr(std::string_view text) {
+    return IsSwitch(text) || EqualIgnoringCase(text, "hs");
+}
 
-bool IsRts(std::string_view text) { return IsDtr(text) || EqualIgnoringCase(text, "tg"); }
+bool IsRts(std::string_view text) {
+    return IsDtr(text) || EqualIgnoringCase(text, "tg");
+}
 
 using Check = bool (*)(std::string_view);
 
@@ -71,7 +85,9 @@ bool AreKeyValues(std::string_view text) {
     return true;
 }
 
-bool IsFlowLetter(std::string_view text) { return EqualIgnoringCase(text, "x") || EqualIgnoringCase(text, "p"); }
+bool IsFlowLetter(std::string_view text) {
+    return EqualIgnoringCase(text, "x") || EqualIgnoringCase(text, "p");
+}
 
 // "9600,e,8,1": an empty part keeps the device's own setting.
 bool AreOrderedValues(std::string_view text) {

@@ -39,7 +39,8 @@ void ProfileScanner::TakeLine() {
     if (state_ != State::InSection || equals == std::string_view::npos) return;
     if (!EqualIgnoringCase(Trimmed(line.substr(0, equals)), key_)) return;
     value_ = Trimmed(line.substr(equals + 1));
-    if (value_.size() >= 2 && (value_.front() == '"' || value_.front() == '\'') && value_.back() == value_.front()) {
+    if (value_.size() >= 2 && (value_.front() == '"' || value_.front() == '\'') &&
+        value_.back() == value_.front()) {
         value_ = value_.substr(1, value_.size() - 2);
     }
     state_ = State::Found;

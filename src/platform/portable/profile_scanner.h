@@ -7,8 +7,8 @@
 
 namespace cc::platform {
 
-/// Finds the first line "key = value" in the first section of the given name. Lines longer than 511 characters lose
-/// their tail; lines that start with ';' are comments.
+/// Finds the first line "key = value" in the first section of the given name. Lines longer than 511
+/// characters lose their tail; lines that start with ';' are comments.
 class ProfileScanner {
   public:
     /// Section and key must outlive the scanner.

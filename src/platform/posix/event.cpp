@@ -3,8 +3,8 @@
 #include <cstring>
 #include <mutex>
 
-#include "platform/posix/monotonic.h"
 #include "platform/portable/profile_scanner.h"
+#include "platform/posix/monotonic.h"
 
 namespace cc::platform {
 namespace {

@@ -32,13 +32,13 @@ struct Line {
     LineEventProcedure procedure = nullptr;
     void *user = nullptr;
 
-    /// Takes all bytes that the device holds, under the lock. Bytes beyond the space are dropped like those of an
-    /// overrun receiver, but an event character among them still counts.
+    /// Takes all bytes that the device holds, under the lock. Bytes beyond the space are dropped like those
+    /// of an overrun receiver, but an event character among them still counts.
     void Pull();
     /// Moves up to `count` pulled bytes into `buffer`, under the lock. Result: how many.
     size_t TakePulled(uint8_t *buffer, size_t count);
-    /// Waits until the device is ready for `events`, the line is ending or the deadline (MonotonicNow's time; -1: none)
-    /// has passed. Gives the lock up meanwhile.
+    /// Waits until the device is ready for `events`, the line is ending or the deadline (MonotonicNow's time;
+    /// -1: none) has passed. Gives the lock up meanwhile.
     void Poll(short events, int64_t deadline);
     /// Makes every read, write and watch of the line end, under the lock.
     void End();

@@ -40,7 +40,8 @@ void RaisePriority(pthread_t thread, WatcherPriority priority) {
 
 }  // namespace
 
-bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure, void *user) {
+bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure,
+                        void *user) {
     Line &line = *serialLine.State();
     const std::lock_guard guard(line.monitor);
     if (line.device < 0 || line.watched) return false;

@@ -19,8 +19,8 @@ inline timespec ToTimespec(int64_t nanoseconds) {
     return {static_cast<time_t>(nanoseconds / 1'000'000'000), static_cast<long>(nanoseconds % 1'000'000'000)};
 }
 
-/// A mutex with a condition variable. It has no destructor, so that a static one outlives every static object that may
-/// still use it while the process ends.
+/// A mutex with a condition variable. It has no destructor, so that a static one outlives every static object
+/// that may still use it while the process ends.
 class Monitor {
   public:
     constexpr Monitor() = default;

@@ -27,7 +27,8 @@ bool threadToJoin = false;  // a thread was created and not joined yet
 pthread_t thread;
 
 Timer *FindTimer(uint32_t id) {
-    auto *const found = std::find_if(std::begin(timers), std::end(timers), [id](const Timer &t) { return t.id == id; });
+    auto *const found =
+        std::find_if(std::begin(timers), std::end(timers), [id](const Timer &t) { return t.id == id; });
     return found == std::end(timers) ? nullptr : found;
 }
 

@@ -14,7 +14,8 @@ bool ScanFile(const char *file, ProfileScanner &scanner) {
     if (descriptor < 0) return false;
     char bytes[1024];
     ssize_t count = 0;
-    while ((count = read(descriptor, bytes, sizeof bytes)) > 0) scanner.Feed(bytes, static_cast<size_t>(count));
+    while ((count = read(descriptor, bytes, sizeof bytes)) > 0)
+        scanner.Feed(bytes, static_cast<size_t>(count));
     close(descriptor);
     return scanner.Finish();
 }
@@ -23,11 +24,12 @@ bool ScanFile(const char *file, ProfileScanner &scanner) {
 
 int32_t ReadProfileInt(const char *file, const char *section, const char *key, int32_t defaultValue) {
     ProfileScanner scanner(section, key);
-    return ScanFile(file, scanner) && !scanner.Value().empty() ? LeadingInteger(scanner.Value()) : defaultValue;
+    return ScanFile(file, scanner) && !scanner.Value().empty() ? LeadingInteger(scanner.Value())
+                                                               : defaultValue;
 }
 
-void ReadProfileText(const char *file, const char *section, const char *key, const char *defaultText, char *out,
-                     size_t capacity) {
+void ReadProfileText(const char *file, const char *section, const char *key, const char *defaultText,
+                     char *out, size_t capacity) {
     ProfileScanner scanner(section, key);
     CopyText(ScanFile(file, scanner) ? scanner.Value() : defaultText, out, capacity);
 }

@@ -37,9 +37,9 @@ speed_t Speed(int32_t baud) {
     constexpr struct {
         int32_t baud;
         speed_t speed;
-    } kSpeeds[] = {{110, B110},     {150, B150},     {300, B300},     {600, B600},      {1200, B1200},
-                   {2400, B2400},   {4800, B4800},   {9600, B9600},   {19200, B19200},  {38400, B38400},
-                   {57600, B57600}, {115200, B115200}};
+    } kSpeeds[] = {{110, B110},     {150, B150},     {300, B300},     {600, B600},
+                   {1200, B1200},   {2400, B2400},   {4800, B4800},   {9600, B9600},
+                   {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200}};
     for (const auto &entry : kSpeeds) {
         if (entry.baud == baud) return entry.speed;
     }
@@ -48,11 +48,20 @@ speed_t Speed(int32_t baud) {
 
 tcflag_t ParityFlags(char parity) {
     switch (parity) {
-        case 'E': case 'e': return PARENB;
-        case 'O': case 'o': return PARENB | PARODD;
-        case 'M': case 'm': return PARENB | PARODD | CMSPAR;
-        case 'S': case 's': return PARENB | CMSPAR;
-        default: return 0;
+        case 'E':
+        case 'e':
+            return PARENB;
+        case 'O':
+        case 'o':
+            return PARENB | PARODD;
+        case 'M':
+        case 'm':
+            return PARENB | PARODD | CMSPAR;
+        case 'S':
+        case 's':
+            return PARENB | CMSPAR;
+        default:
+            return 0;
     }
 }
 
@@ -110,14 +119,16 @@ void Line::Poll(short events, int64_t deadline) {
     ppoll(waits, 2, deadline < 0 ? nullptr : &limit, nullptr);
     monitor.lock();
     // A line that has hung up stays ready for ever; it is lost once its last bytes have been pulled.
-    if ((waits[0].revents & POLLIN) == 0 && (waits[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) lost = true;
+    if ((waits[0].revents & POLLIN) == 0 && (waits[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0)
+        lost = true;
 }
 
 void Line::End() {
     if (ending || device < 0) return;
     ending = true;
     const uint64_t one = 1;
-    if (write(wake, &one, sizeof one) != sizeof one) std::abort();  // an eventfd of our own takes a 1 at any time
+    if (write(wake, &one, sizeof one) != sizeof one)
+        std::abort();  // an eventfd of our own takes a 1 at any time
     monitor.NotifyAll();
 }
 

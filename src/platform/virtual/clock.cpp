@@ -4,8 +4,12 @@
 
 namespace cc::platform {
 
-void Sleep(uint32_t milliseconds) { World::Instance().Pass(milliseconds * kMillisecond); }
+void Sleep(uint32_t milliseconds) {
+    World::Instance().Pass(milliseconds * kMillisecond);
+}
 
-void Yield() { World::Instance().Pass(kMillisecond); }
+void Yield() {
+    World::Instance().Pass(kMillisecond);
+}
 
 }  // namespace cc::platform

@@ -22,9 +22,13 @@ uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure proce
     return 1;
 }
 
-void StopWindowTimer(void *, uintptr_t) { timer = {}; }
+void StopWindowTimer(void *, uintptr_t) {
+    timer = {};
+}
 
-int LoopDescriptor() { return -1; }
+int LoopDescriptor() {
+    return -1;
+}
 
 int LoopDispatch() {
     const int64_t now = World::Instance().Now();

@@ -38,7 +38,9 @@ void VirtualPort::SendTogether(const std::vector<uint8_t> &bytes) {
     ReportEvents();
 }
 
-bool VirtualPort::IsSending() const { return toFarEndFree_ > World::Instance().Now(); }
+bool VirtualPort::IsSending() const {
+    return toFarEndFree_ > World::Instance().Now();
+}
 
 void VirtualPort::Arrive(uint8_t byte) {
     if (!open_ || !present) return;
@@ -90,12 +92,15 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
     VirtualPort *const port = line_->port;
     if (port == nullptr || !port->present) return {0, false};
     World &world = World::Instance();
-    const auto enough = [port, count] { return port->received_.size() >= count || !port->open_ || !port->present; };
+    const auto enough = [port, count] {
+        return port->received_.size() >= count || !port->open_ || !port->present;
+    };
     const bool waited = !enough();
     if (waited) world.PassUntil(world.Now() + port->readTimeoutMs_ * kMillisecond, enough);
     const size_t taken = std::min<size_t>(count, port->received_.size());
     std::copy_n(port->received_.begin(), taken, buffer);
-    port->received_.erase(port->received_.begin(), port->received_.begin() + static_cast<std::ptrdiff_t>(taken));
+    port->received_.erase(port->received_.begin(),
+                          port->received_.begin() + static_cast<std::ptrdiff_t>(taken));
     return {static_cast<uint32_t>(taken), waited};
 }
 

@@ -19,10 +19,10 @@ class VirtualPort {
     /// Takes each byte when it has arrived at the far end; replaced at will, null: bytes go nowhere.
     std::function<void(uint8_t)> farEnd;
 
-    bool present = true;        // false: opening fails; an open line is unplugged
+    bool present = true;  // false: opening fails; an open line is unplugged
     bool refuseSettings = false;
     uint32_t writeSpace = UINT32_MAX;  // bytes that the device still takes before its writes time out
-    int64_t byteTime = 0;       // µs that one byte is on the wire; 0: none
+    int64_t byteTime = 0;              // µs that one byte is on the wire; 0: none
 
     /// Sends bytes to the host, one after another at the speed of the line.
     void Send(const std::vector<uint8_t> &bytes);

@@ -16,7 +16,9 @@ World::Entry World::At(int64_t microseconds, Action action) {
     return entry;
 }
 
-void World::Cancel(Entry entry) { agenda_.erase(entry); }
+void World::Cancel(Entry entry) {
+    agenda_.erase(entry);
+}
 
 bool World::Step(int64_t deadline) {
     const auto first = agenda_.begin();

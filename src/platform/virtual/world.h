@@ -1,5 +1,5 @@
-// Virtual time: one thread, one clock, one agenda. Whoever waits runs what falls due meanwhile, so that the library, its
-// timers, its lines and whatever stands at their far ends run repeatably and without waiting.
+// Virtual time: one thread, one clock, one agenda. Whoever waits runs what falls due meanwhile, so that the
+// library, its timers, its lines and whatever stands at their far ends run repeatably and without waiting.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,8 @@ namespace cc::platform {
 class World {
   public:
     using Action = std::function<void()>;
-    /// An entry of the agenda: its time and a number that keeps entries of one time in the order of their making.
+    /// An entry of the agenda: its time and a number that keeps entries of one time in the order of their
+    /// making.
     using Entry = std::pair<int64_t, uint64_t>;
 
     /// The world of the process.
@@ -37,7 +38,8 @@ class World {
     std::vector<std::string> messageBoxes;
 
   private:
-    // Runs the first entry if it is due by `deadline`; otherwise time stands at the deadline and the result is false.
+    // Runs the first entry if it is due by `deadline`; otherwise time stands at the deadline and the result
+    // is false.
     bool Step(int64_t deadline);
 
     int64_t now_ = 0;

@@ -1,0 +1,219 @@
+// What every backend of the platform seam must do.
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "conformance/backend.h"
+#include "platform/clock.h"
+#include "platform/event.h"
+#include "platform/line_watcher.h"
+#include "platform/message_box.h"
+#include "platform/message_loop.h"
+#include "platform/periodic_timer.h"
+#include "platform/serial_line.h"
+
+namespace cc::test {
+namespace {
+
+using namespace platform;
+
+TEST(Clock, SleepsAtLeastAsLongAsAsked) {
+    const int64_t before = BackendNow();
+    Sleep(20);
+    EXPECT_GE(BackendNow() - before, 20);
+    const int64_t spin = BackendNow();
+    while (BackendNow() == spin) Yield();  // ends only if a spin lets time pass
+}
+
+TEST(EventConformance, IsSharedByNameAndResetsItself) {
+    platform::Event a, b, other;
+    EXPECT_FALSE(a.Wait(0));
+    ASSERT_TRUE(a.OpenShared("Shared"));
+    ASSERT_TRUE(b.OpenShared("Shared"));
+    ASSERT_TRUE(other.OpenShared("Other"));
+    a.Signal();
+    EXPECT_FALSE(other.Wait(0));
+    EXPECT_TRUE(b.Wait(0));
+    EXPECT_FALSE(a.Wait(0));
+    const int64_t before = BackendNow();
+    EXPECT_FALSE(a.Wait(30));
+    EXPECT_GE(BackendNow() - before, 30);
+    a.Signal();
+    a.Close();
+    EXPECT_TRUE(b.Wait(0));  // b keeps it
+    b.Signal();
+    b.Close();
+    ASSERT_TRUE(a.OpenShared("Shared"));
+    EXPECT_FALSE(a.Wait(0));  // made anew
+}
+
+std::atomic<int> ticks[2];
+std::atomic<uint32_t> ids[2];
+
+void Count(uint32_t id) {
+    for (int i = 0; i < 2; ++i) {
+        if (ids[i] == id) ++ticks[i];
+    }
+}
+
+TEST(PeriodicTimer, TicksWithoutDriftUntilStopped) {
+    ticks[0] = ticks[1] = 0;
+    const int64_t before = BackendNow();
+    ids[0] = StartPeriodicTimer(5, Count);
+    ids[1] = StartPeriodicTimer(20, Count);
+    ASSERT_NE(ids[0], 0u);
+    ASSERT_NE(ids[1], ids[0]);
+    EXPECT_EQ(StartPeriodicTimer(0, Count), 0u);
+    ASSERT_TRUE(Eventually([] { return ticks[1] >= 10; }));
+    EXPECT_GE(BackendNow() - before, 199);
+    EXPECT_GE(ticks[0], 39);  // four ticks for one, whatever each was late
+    StopPeriodicTimer(ids[0]);
+    const int stopped = ticks[0];
+    const int running = ticks[1];
+    ASSERT_TRUE(Eventually([running] { return ticks[1] >= running + 2; }));
+    EXPECT_EQ(ticks[0], stopped);
+    StopPeriodicTimer(ids[1]);
+    StopPeriodicTimer(ids[1]);
+    StopPeriodicTimer(0);
+}
+
+TEST(PeriodicTimer, MayBeStoppedFromItsCallback) {
+    ticks[0] = 0;
+    ids[0] = StartPeriodicTimer(5, [](uint32_t id) {
+        ++ticks[0];
+        StopPeriodicTimer(id);
+    });
+    ids[1] = StartPeriodicTimer(5, Count);
+    ticks[1] = 0;
+    ASSERT_TRUE(Eventually([] { return ticks[1] >= 5; }));
+    EXPECT_EQ(ticks[0], 1);
+    StopPeriodicTimer(ids[1]);
+}
+
+int due;
+
+TEST(MessageLoop, RunsTheProcedureOnTheOwnersThreadOnly) {
+    due = 0;
+    EXPECT_EQ(LoopDispatch(), 0);
+    EXPECT_EQ(LoopDescriptor(), -1);
+    const uintptr_t id = StartWindowTimer(nullptr, 10, [] { ++due; });
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(StartWindowTimer(nullptr, 10, [] {}), 0u);
+    EXPECT_EQ(LoopDispatch(), 0);
+    Sleep(35);
+    EXPECT_EQ(LoopDispatch(), 1);  // the ticks missed are one
+    EXPECT_EQ(LoopDispatch(), 0);
+    const int ran = LoopRun(100);
+    EXPECT_GE(ran, 5);
+    EXPECT_LE(ran, 10);
+    EXPECT_EQ(due, ran + 1);
+    StopWindowTimer(nullptr, id);
+    const int64_t before = BackendNow();
+    EXPECT_EQ(LoopRun(30), 0);
+    EXPECT_GE(BackendNow() - before, 30);
+}
+
+TEST(MessageBoxConformance, GoesToTheHandler) {
+    std::string shown;
+    SetMessageBoxHandler([](const char *text, void *user) { *static_cast<std::string *>(user) = text; },
+                         &shown);
+    ShowMessageBox(" No ACK Received ");
+    SetMessageBoxHandler(nullptr, nullptr);
+    EXPECT_EQ(shown, " No ACK Received ");
+}
+
+class LineConformance : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(line.Open(FarEnd::kPort));
+        ASSERT_TRUE(line.Apply({9600, 'E', 8, 1, 3, 8}));
+        ASSERT_TRUE(line.SetTimeouts(25, 100));
+    }
+
+    Bytes Read(uint32_t count) {
+        Bytes bytes(count);
+        bytes.resize(line.Read(bytes.data(), count).count);
+        return bytes;
+    }
+
+    void Watch() {
+        events = 0;
+        ASSERT_TRUE(watcher.Start(
+            line, WatcherPriority::TimeCritical,
+            [](void *self) {
+                auto &test = *static_cast<LineConformance *>(self);
+                ++test.events;
+                if (test.readInEvent > 0) test.line.Read(test.inEvent, test.readInEvent);
+            },
+            this));
+    }
+
+    std::unique_ptr<FarEnd> farEnd = FarEnd::Create();
+    SerialLine line;
+    LineWatcher watcher;
+    std::atomic<int> events{0};
+    uint32_t readInEvent = 0;
+    uint8_t inEvent[8] = {};
+};
+
+TEST_F(LineConformance, ReadsWhatCameAndGivesUpAfterTheTimeout) {
+    farEnd->Send({1, 2, 3});
+    EXPECT_EQ(Read(2), (Bytes{1, 2}));
+    const int64_t before = BackendNow();
+    EXPECT_EQ(Read(5), Bytes{3});
+    EXPECT_GE(BackendNow() - before, 25);
+    uint8_t byte = 0;
+    const ReadResult late = line.Read(&byte, 1);
+    EXPECT_EQ(late.count, 0u);
+    EXPECT_TRUE(late.waited);
+}
+
+TEST_F(LineConformance, WritesReachTheFarEnd) {
+    const Bytes bytes = {3, 4, 1, 0x4E, 8, 0, 17, 19, 13, 10, 255};
+    EXPECT_EQ(line.Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
+    EXPECT_TRUE(Eventually([&] { return farEnd->Received() == bytes; }));
+}
+
+TEST_F(LineConformance, IsExclusive) {
+    SerialLine second;
+    EXPECT_FALSE(second.Open(FarEnd::kPort));
+    line.Close();
+    EXPECT_TRUE(second.Open(FarEnd::kPort));
+}
+
+TEST_F(LineConformance, EventCharactersThatComeTogetherAreOneEvent) {
+    Watch();
+    farEnd->Send({2, 8, 5, 8});
+    ASSERT_TRUE(Eventually([this] { return events == 1; }));
+    EXPECT_EQ(Read(4), (Bytes{2, 8, 5, 8}));
+    farEnd->Send({1, 2, 3});
+    EXPECT_EQ(Read(3), (Bytes{1, 2, 3}));
+    EXPECT_EQ(events, 1);
+    farEnd->Send({8});
+    ASSERT_TRUE(Eventually([this] { return events == 2; }));
+    line.Close();
+    EXPECT_TRUE(watcher.Stop(1000));
+}
+
+TEST_F(LineConformance, TheEventProcedureMayRead) {
+    readInEvent = 2;
+    Watch();
+    farEnd->Send({2, 8});
+    ASSERT_TRUE(Eventually([this] { return events == 1; }));
+    EXPECT_TRUE(watcher.Stop(1000));
+    EXPECT_EQ(inEvent[0], 2);
+    line.Close();
+}
+
+TEST_F(LineConformance, AnUnpluggedDeviceReadsAndWritesNothing) {
+    Watch();
+    farEnd->Unplug();
+    EXPECT_TRUE(Eventually([this] { return line.Write(inEvent, 1) == 0; }));
+    EXPECT_TRUE(Read(4).empty());
+    EXPECT_TRUE(watcher.Stop(1000));
+    line.Close();
+    EXPECT_FALSE(line.Open(FarEnd::kPort));
+}
+
+}  // namespace
+}  // namespace cc::test
