@@ -169,6 +169,7 @@ bool SerialLine::Open(int32_t port) {
         return false;
     }
     ioctl(device, TIOCEXCL);
+    tcflush(device, TCIFLUSH);  // what came before belongs to nobody
     line_->device = device;
     line_->wake = wake;
     line_->ending = line_->lost = line_->eventPending = false;

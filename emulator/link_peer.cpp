@@ -1,0 +1,235 @@
+#include "link_peer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+
+namespace emulator {
+namespace {
+
+// The frames of the line, written down here a second time on purpose: a peer that shared the library's code would share
+// its faults.
+constexpr uint8_t kEnd = 8;
+constexpr uint8_t kEscape = 27;
+constexpr uint8_t kStuffed = 32;
+constexpr uint8_t kLineError = 1;
+constexpr uint8_t kAck[2] = {2, 5};
+constexpr uint8_t kData[2] = {3, 4};
+constexpr uint8_t kStartAck = 6;
+constexpr uint8_t kStart = 9;
+
+constexpr int kTransmissions = 4;
+constexpr size_t kLongestFrame = 600;
+
+Bytes DataFrame(uint8_t type, const Bytes &message) {
+    Bytes frame{type};
+    uint8_t sum = 0;
+    const auto put = [&frame](uint8_t byte) {
+        if (byte == kEnd || byte == kEscape) {
+            frame.push_back(kEscape);
+            byte = static_cast<uint8_t>(byte + kStuffed);
+        }
+        frame.push_back(byte);
+    };
+    for (const uint8_t byte : message) {
+        put(byte);
+        sum = static_cast<uint8_t>(sum ^ byte);
+    }
+    put(sum);
+    frame.push_back(kEnd);
+    return frame;
+}
+
+// The message of a data frame, or nothing when the frame is damaged.
+std::optional<Bytes> MessageOf(const Bytes &frame) {
+    Bytes message;
+    uint8_t sum = 0;
+    for (size_t i = 1; i + 1 < frame.size(); ++i) {
+        uint8_t byte = frame[i];
+        if (byte == kEscape && i + 2 < frame.size()) byte = static_cast<uint8_t>(frame[++i] - kStuffed);
+        message.push_back(byte);
+        sum = static_cast<uint8_t>(sum ^ byte);
+    }
+    if (message.empty() || sum != 0) return std::nullopt;
+    message.pop_back();
+    return message;
+}
+
+}  // namespace
+
+void LinkPeer::Receive(uint8_t byte) {
+    if (IsUnplugged()) return;
+    incoming_.push_back(byte);
+    if (byte != kEnd && incoming_.size() < kLongestFrame) return;
+    Bytes frame;
+    frame.swap(incoming_);
+    ReceiveFrame(std::move(frame));
+}
+
+void LinkPeer::ReceiveFrame(Bytes frame) {
+    int times = 1;
+    for (const Fault &fault : faults_.Strike(Direction::ToController)) {
+        if (fault.kind == FaultKind::Drop) times = 0;
+        if (fault.kind == FaultKind::Repeat) ++times;
+        if (fault.kind == FaultKind::Corrupt) frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
+        ActOnFault(fault);
+    }
+    if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
+    for (; times > 0; --times) {
+        if (onFrame) onFrame(agenda_.Now(), Direction::ToController, frame);
+        ActOnFrame(frame);
+    }
+}
+
+void LinkPeer::ActOnFault(const Fault &fault) {
+    switch (fault.kind) {
+        case FaultKind::LineError:
+            return Control(kLineError);
+        case FaultKind::Restart:
+            return StartLink();
+        case FaultKind::Silence:
+            silentUntil_ = agenda_.Now() + fault.value;
+            return;
+        case FaultKind::State:
+            return OnStateFault(static_cast<int>(fault.value));
+        case FaultKind::Unplug:
+            return Unplug();
+        default:
+            return;
+    }
+}
+
+void LinkPeer::ActOnFrame(const Bytes &frame) {
+    heardSince_ = true;
+    switch (frame[0]) {
+        case kLineError:
+            // The host wants the frame in flight again.
+            if (txSequence_ != kDown && transmissions_ > 0) OnAckTimeout();
+            return;
+        case kAck[0]:
+        case kAck[1]:
+            return ReceiveAck(frame[0]);
+        case kData[0]:
+        case kData[1]:
+            return ReceiveData(frame);
+        case kStartAck:
+            agenda_.Cancel(timer_);
+            txSequence_ = 0;
+            transmissions_ = 0;
+            return Transmit();
+        case kStart:
+            rxSequence_ = 0;
+            Control(kStartAck);
+            // A host that starts may not know this side's sequence any more, unless a frame under way tells it.
+            if (transmissions_ == 0) StartLink();
+            return;
+        default:
+            return Control(kLineError);
+    }
+}
+
+void LinkPeer::ReceiveData(const Bytes &frame) {
+    const std::optional<Bytes> message = MessageOf(frame);
+    if (rxSequence_ == kDown || !message) return Control(kLineError);
+    const int sequence = frame[0] == kData[0] ? 0 : 1;
+    Control(kAck[sequence]);
+    // A repetition was taken before; only its acknowledgement was lost.
+    if (sequence != rxSequence_) return;
+    rxSequence_ ^= 1;
+    OnMessage(*message);
+}
+
+void LinkPeer::ReceiveAck(uint8_t type) {
+    if (txSequence_ == kDown || transmissions_ == 0 || type != kAck[txSequence_]) return;
+    agenda_.Cancel(timer_);
+    txSequence_ ^= 1;
+    transmissions_ = 0;
+    messages_.pop_front();
+    Transmit();
+}
+
+void LinkPeer::SendMessage(Bytes message) {
+    messages_.push_back(std::move(message));
+    if (transmissions_ == 0) Transmit();
+}
+
+void LinkPeer::Transmit() {
+    if (txSequence_ == kDown || messages_.empty()) return;
+    if (transmissions_ == 0) heardSince_ = false;
+    ++transmissions_;
+    PutFrame(DataFrame(kData[txSequence_], messages_.front()));
+    agenda_.Cancel(timer_);
+    timer_ = agenda_.After(options_.ackTimeout, [this] { OnAckTimeout(); });
+}
+
+void LinkPeer::OnAckTimeout() {
+    if (transmissions_ >= kTransmissions) return GiveUp();
+    Transmit();
+}
+
+void LinkPeer::GiveUp() {
+    // A host that talks but stays silent about this frame has it already: it ignores repetitions. One that was not heard
+    // at all gets it again.
+    if (heardSince_) messages_.pop_front();
+    StartLink();
+}
+
+void LinkPeer::StartLink() {
+    txSequence_ = kDown;
+    transmissions_ = 0;
+    Control(kStart);
+    agenda_.Cancel(timer_);
+    timer_ = agenda_.After(options_.ackTimeout, [this] { StartLink(); });
+}
+
+void LinkPeer::Control(uint8_t type) { PutFrame({type, kEnd}); }
+
+void LinkPeer::PutFrame(Bytes frame) {
+    Outgoing out{std::move(frame), agenda_.Now()};
+    int times = 1;
+    bool split = false, merge = false;
+    for (const Fault &fault : faults_.Strike(Direction::ToHost)) {
+        if (fault.kind == FaultKind::Drop) times = 0;
+        if (fault.kind == FaultKind::Repeat) ++times;
+        if (fault.kind == FaultKind::Corrupt) out.bytes[faults_.Pick(static_cast<uint32_t>(out.bytes.size() - 1))] ^= 1;
+        if (fault.kind == FaultKind::Delay) out.notBefore += fault.value;
+        split |= fault.kind == FaultKind::Split;
+        merge |= fault.kind == FaultKind::Merge;
+        ActOnFault(fault);
+    }
+    if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
+    if (times > 0 && onFrame) onFrame(agenda_.Now(), Direction::ToHost, out.bytes);
+    if (!merged_.empty()) {
+        out.bytes.insert(out.bytes.begin(), merged_.begin(), merged_.end());
+        merged_.clear();
+    }
+    if (merge && times > 0) {
+        merged_ = out.bytes;
+        return;
+    }
+    for (; times > 0; --times) {
+        if (split) {
+            const auto middle = out.bytes.begin() + static_cast<std::ptrdiff_t>(out.bytes.size() / 2);
+            outgoing_.push_back({Bytes(out.bytes.begin(), middle), out.notBefore});
+            outgoing_.push_back({Bytes(middle, out.bytes.end()), out.notBefore});
+        } else {
+            outgoing_.push_back(out);
+        }
+    }
+    if (!putting_) PutOut();
+}
+
+void LinkPeer::PutOut() {
+    putting_ = !outgoing_.empty();
+    if (!putting_) return;
+    const int64_t wait = outgoing_.front().notBefore - agenda_.Now();
+    if (wait > 0) {
+        agenda_.After(wait, [this] { PutOut(); });
+        return;
+    }
+    Output(std::move(outgoing_.front().bytes));
+    outgoing_.pop_front();
+    agenda_.After(options_.frameGap, [this] { PutOut(); });
+}
+
+}  // namespace emulator
