@@ -19,7 +19,9 @@ struct Command {
     }
     int32_t Number() const { return cc::CommandNumber(Name()); }
     uint16_t Word(size_t index) const { return static_cast<uint16_t>(At(index) | At(index + 1) << 8); }
-    int32_t Long(size_t index) const { return static_cast<int32_t>(Word(index) | uint32_t{Word(index + 2)} << 16); }
+    int32_t Long(size_t index) const {
+        return static_cast<int32_t>(Word(index) | uint32_t{Word(index + 2)} << 16);
+    }
     Bytes Payload() const { return message.size() > 5 ? Bytes(message.begin() + 5, message.end()) : Bytes{}; }
 
     /// The value of the field with this letter, if the message has one. Fields are a letter and 32 bits.

@@ -111,7 +111,9 @@ void Controller::GiveEvent(uint8_t code) {
 
 // ---- replies
 
-void Controller::Reply(uint8_t code, const Bytes &payload) { ReplyInState(state_, code, payload); }
+void Controller::Reply(uint8_t code, const Bytes &payload) {
+    ReplyInState(state_, code, payload);
+}
 
 void Controller::ReplyInState(int state, uint8_t code, const Bytes &payload) {
     Bytes message{static_cast<uint8_t>(payload.size() + 2), static_cast<uint8_t>(state), code};
@@ -125,7 +127,8 @@ void Controller::AcknowledgeSetting(const Command &command) {
 
 Bytes Controller::Counts(const Vector &position) const {
     Bytes counts;
-    for (const double value : position) AppendI32(counts, static_cast<int32_t>(std::lround(value / options_.mmPerCount)));
+    for (const double value : position)
+        AppendI32(counts, static_cast<int32_t>(std::lround(value / options_.mmPerCount)));
     return counts;
 }
 
@@ -139,7 +142,8 @@ void Controller::TakeTable(const Command &command) {
     const Bytes payload = command.Payload();
     if (payload.empty()) return;
     Reply(reply::kTableEntry);
-    if (payload[0] == 'I' && payload.size() > 1) table_[payload[1]] = Bytes(payload.begin() + 2, payload.end());
+    if (payload[0] == 'I' && payload.size() > 1)
+        table_[payload[1]] = Bytes(payload.begin() + 2, payload.end());
     if (payload[0] != 'L') return;
     EnterState(state::kStopped);
     ReplyState();
@@ -172,7 +176,9 @@ void Controller::StartZeroing(const Command &) {
     });
 }
 
-void Controller::ShutDown(const Command &) { EnterState(state::kStopped); }
+void Controller::ShutDown(const Command &) {
+    EnterState(state::kStopped);
+}
 
 void Controller::StopAtOnce(const Command &command) {
     EnterState(state::kEmergency);
@@ -188,11 +194,15 @@ void Controller::WaitForOperator(const Command &) {
     agenda_.After(kSecond, [this] { Reply(reply::kEvent22); });
 }
 
-void Controller::SwitchMessages(const Command &) { ReplyState(); }
+void Controller::SwitchMessages(const Command &) {
+    ReplyState();
+}
 
 // ---- stored values
 
-void Controller::ReadInfo(const Command &) { Reply(reply::kStoredInfo, storedInfo_); }
+void Controller::ReadInfo(const Command &) {
+    Reply(reply::kStoredInfo, storedInfo_);
+}
 
 void Controller::WriteInfo(const Command &command) {
     storedInfo_ = command.Payload();
@@ -238,7 +248,9 @@ void Controller::GiveParameters(const Command &command) {
 
 // ---- coordinates
 
-void Controller::GiveCoordinates(const Command &) { ReportCoordinates(); }
+void Controller::GiveCoordinates(const Command &) {
+    ReportCoordinates();
+}
 
 void Controller::ReportCoordinates() {
     Bytes payload = Counts(Position().linear);
@@ -263,6 +275,8 @@ void Controller::StreamStep() {
     streaming_ = agenda_.After(streamPeriod_, [this] { StreamStep(); });
 }
 
-void Controller::StopStreaming(const Command &) { agenda_.Cancel(streaming_); }
+void Controller::StopStreaming(const Command &) {
+    agenda_.Cancel(streaming_);
+}
 
 }  // namespace emulator

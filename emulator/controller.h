@@ -18,9 +18,9 @@ struct ControllerOptions {
     uint8_t option = 0;       // optionCode
     bool wantsTable = false;  // asks for its table at the first start
     double mmPerCount = 0.0001;
-    double speed = 80;          // mm/s, until a speed command of kind 0
-    double probingSpeed = 5;    // mm/s, until a speed command of kind 1
-    double scanSpeed = 10;      // mm/s
+    double speed = 80;        // mm/s, until a speed command of kind 0
+    double probingSpeed = 5;  // mm/s, until a speed command of kind 1
+    double scanSpeed = 10;    // mm/s
     int64_t zeroingTime = kSecond;
     int64_t emergencyTime = 2 * kSecond;  // from emergency to stopped
     int64_t replyDelay = 3 * kMillisecond;

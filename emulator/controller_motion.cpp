@@ -10,7 +10,8 @@ namespace {
 
 using namespace cc;
 
-// Reason, in the acknowledgement, why a probing move brought no point; code of the emergency after a collision.
+// Reason, in the acknowledgement, why a probing move brought no point; code of the emergency after a
+// collision.
 constexpr uint8_t kNothingTouched = 2;
 constexpr uint8_t kCollision = 3;
 
@@ -60,7 +61,8 @@ Machine::Target Controller::TargetOf(const Command &command) const {
     Machine::Target target = here;
     for (size_t axis = 0; axis < 3; ++axis) {
         const auto counts = command.Field("XYZ"[axis]);
-        if (counts) target.linear[axis] = *counts * options_.mmPerCount + (incremental ? here.linear[axis] : 0);
+        if (counts)
+            target.linear[axis] = *counts * options_.mmPerCount + (incremental ? here.linear[axis] : 0);
     }
     for (size_t axis = 0; axis < 2; ++axis) {
         const auto counts = command.Field("AB"[axis]);

@@ -1,4 +1,5 @@
-// Faults of the line and of the controller, by switch: at the n-th frame of a direction, or with a probability.
+// Faults of the line and of the controller, by switch: at the n-th frame of a direction, or with a
+// probability.
 #pragma once
 
 #include <cstdint>
@@ -33,9 +34,10 @@ struct Fault {
     int64_t value = 0;  // Delay, Silence: microseconds; State: the state
 };
 
-/// Reads a fault as written on the command line: "[to-host:|to-controller:]KIND[=VALUE]@N" or "...%PERCENT", with KIND one
-/// of drop, corrupt, repeat, delay, split, merge, line-error, restart, silence, state, unplug; VALUE is milliseconds for
-/// delay and silence, the state for state. Throws std::invalid_argument for anything else.
+/// Reads a fault as written on the command line: "[to-host:|to-controller:]KIND[=VALUE]@N" or "...%PERCENT",
+/// with KIND one of drop, corrupt, repeat, delay, split, merge, line-error, restart, silence, state, unplug;
+/// VALUE is milliseconds for delay and silence, the state for state. Throws std::invalid_argument for
+/// anything else.
 Fault ParseFault(const std::string &text);
 
 /// Decides which faults strike. The same seed and frames give the same faults.

@@ -7,8 +7,8 @@
 namespace emulator {
 namespace {
 
-// The frames of the line, written down here a second time on purpose: a peer that shared the library's code would share
-// its faults.
+// The frames of the line, written down here a second time on purpose: a peer that shared the library's code
+// would share its faults.
 constexpr uint8_t kEnd = 8;
 constexpr uint8_t kEscape = 27;
 constexpr uint8_t kStuffed = 32;
@@ -71,7 +71,8 @@ void LinkPeer::ReceiveFrame(Bytes frame) {
     for (const Fault &fault : faults_.Strike(Direction::ToController)) {
         if (fault.kind == FaultKind::Drop) times = 0;
         if (fault.kind == FaultKind::Repeat) ++times;
-        if (fault.kind == FaultKind::Corrupt) frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
+        if (fault.kind == FaultKind::Corrupt)
+            frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
         ActOnFault(fault);
     }
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
@@ -100,7 +101,6 @@ void LinkPeer::ActOnFault(const Fault &fault) {
 }
 
 void LinkPeer::ActOnFrame(const Bytes &frame) {
-    heardSince_ = true;
     switch (frame[0]) {
         case kLineError:
             // The host wants the frame in flight again.
@@ -113,14 +113,12 @@ void LinkPeer::ActOnFrame(const Bytes &frame) {
         case kData[1]:
             return ReceiveData(frame);
         case kStartAck:
-            agenda_.Cancel(timer_);
-            txSequence_ = 0;
-            transmissions_ = 0;
-            return Transmit();
+            return OnStartAck();
         case kStart:
             rxSequence_ = 0;
             Control(kStartAck);
-            // A host that starts may not know this side's sequence any more, unless a frame under way tells it.
+            // A host that starts may not know this side's sequence any more, unless a frame under way tells
+            // it.
             if (transmissions_ == 0) StartLink();
             return;
         default:
@@ -155,7 +153,6 @@ void LinkPeer::SendMessage(Bytes message) {
 
 void LinkPeer::Transmit() {
     if (txSequence_ == kDown || messages_.empty()) return;
-    if (transmissions_ == 0) heardSince_ = false;
     ++transmissions_;
     PutFrame(DataFrame(kData[txSequence_], messages_.front()));
     agenda_.Cancel(timer_);
@@ -168,21 +165,34 @@ void LinkPeer::OnAckTimeout() {
 }
 
 void LinkPeer::GiveUp() {
-    // A host that talks but stays silent about this frame has it already: it ignores repetitions. One that was not heard
-    // at all gets it again.
-    if (heardSince_) messages_.pop_front();
+    givenUp_ = true;
     StartLink();
 }
 
 void LinkPeer::StartLink() {
+    if (txSequence_ != kDown) startLinks_ = 0;
     txSequence_ = kDown;
     transmissions_ = 0;
+    ++startLinks_;
     Control(kStart);
     agenda_.Cancel(timer_);
     timer_ = agenda_.After(options_.ackTimeout, [this] { StartLink(); });
 }
 
-void LinkPeer::Control(uint8_t type) { PutFrame({type, kEnd}); }
+void LinkPeer::OnStartAck() {
+    agenda_.Cancel(timer_);
+    // A host that answers at once was there all the time. That it kept silent about a message means that it
+    // has it already, and ignored the repetitions. One that was away gets the message again.
+    if (givenUp_ && startLinks_ == 1) messages_.pop_front();
+    givenUp_ = false;
+    txSequence_ = 0;
+    transmissions_ = 0;
+    Transmit();
+}
+
+void LinkPeer::Control(uint8_t type) {
+    PutFrame({type, kEnd});
+}
 
 void LinkPeer::PutFrame(Bytes frame) {
     Outgoing out{std::move(frame), agenda_.Now()};
@@ -191,7 +201,8 @@ void LinkPeer::PutFrame(Bytes frame) {
     for (const Fault &fault : faults_.Strike(Direction::ToHost)) {
         if (fault.kind == FaultKind::Drop) times = 0;
         if (fault.kind == FaultKind::Repeat) ++times;
-        if (fault.kind == FaultKind::Corrupt) out.bytes[faults_.Pick(static_cast<uint32_t>(out.bytes.size() - 1))] ^= 1;
+        if (fault.kind == FaultKind::Corrupt)
+            out.bytes[faults_.Pick(static_cast<uint32_t>(out.bytes.size() - 1))] ^= 1;
         if (fault.kind == FaultKind::Delay) out.notBefore += fault.value;
         split |= fault.kind == FaultKind::Split;
         merge |= fault.kind == FaultKind::Merge;

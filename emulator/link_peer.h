@@ -14,8 +14,8 @@ struct LinkOptions {
     int64_t frameGap = 2 * kMillisecond;  // least time between two frames to the host
 };
 
-/// Sends and receives messages over the link. Frames to the host are put out one by one, never two at a time but by a
-/// fault, since a host takes terminators that come together as one.
+/// Sends and receives messages over the link. Frames to the host are put out one by one, never two at a time
+/// but by a fault, since a host takes terminators that come together as one.
 class LinkPeer : public Peer {
   public:
     explicit LinkPeer(const LinkOptions &options) : options_(options) {}
@@ -31,7 +31,7 @@ class LinkPeer : public Peer {
   protected:
     /// Queues a message to the host.
     void SendMessage(Bytes message);
-    /// Starts the link from this side.
+    /// Starts the link from this side, again and again until the host answers.
     void StartLink();
 
     virtual void OnMessage(const Bytes &message) = 0;
@@ -51,6 +51,7 @@ class LinkPeer : public Peer {
     void Transmit();
     void OnAckTimeout();
     void GiveUp();
+    void OnStartAck();
     void Control(uint8_t type);
     void PutFrame(Bytes frame);
     void PutOut();
@@ -62,7 +63,8 @@ class LinkPeer : public Peer {
     int txSequence_ = kDown;
     int rxSequence_ = kDown;
     int transmissions_ = 0;  // of the message in flight
-    bool heardSince_ = false;  // the host was heard since the first transmission
+    int startLinks_ = 0;     // start-links sent since the link went down
+    bool givenUp_ = false;   // the message in flight was given up when the link went down
     Agenda::Entry timer_ = Agenda::kNone;
 
     struct Outgoing {

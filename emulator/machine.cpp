@@ -8,7 +8,9 @@ namespace {
 // A movement that leaves the part may touch it on this first way.
 constexpr double kLeaving = 0.2;  // mm
 
-double Between(double from, double to, double share) { return from + share * (to - from); }
+double Between(double from, double to, double share) {
+    return from + share * (to - from);
+}
 
 }  // namespace
 

@@ -9,7 +9,7 @@ namespace {
 constexpr struct {
     double latitude;  // degrees
     int points;
-} kRings[] = {{0, 12}, {25, 10}, {50, 8}, {75, 5}, {90, 1}};
+} kRings[] = {{90, 1}, {75, 5}, {50, 8}, {25, 10}, {0, 12}};
 
 double Radians(double degrees) {
     return degrees * std::numbers::pi / 180;

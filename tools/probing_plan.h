@@ -26,7 +26,7 @@ struct ProbingPoint {
     Eigen::Vector3d surface;    // on the part with its form error: where the tip should touch
 };
 
-/// Points on latitude rings from the equator to the pole: 12, 10, 8, 5 and 1.
+/// Points on latitude rings from the pole, which is reached from above, to the equator: 1, 5, 8, 10 and 12.
 std::vector<ProbingPoint> PlanSphere(const SpherePart &part);
 
 }  // namespace cmm

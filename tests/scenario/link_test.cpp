@@ -52,13 +52,13 @@ TEST_F(OpeningTest, TheWholeStartOnTheWire) {
         odd = !odd;
         const std::string answer = " 0F 02 00 01 10 01 01 01 00 00 00 07 07 00 00 00 1D 08";
         // The sum of 0F, 02, 01, 10 and the rest is 1D.
-        World::Instance().At(World::Instance().Now() + 5000,
-                             [answer, odd] { VirtualPort::Number(kPort).Send(Hex((odd ? "03" : "04") + answer)); });
+        World::Instance().At(World::Instance().Now() + 5000, [answer, odd] {
+            VirtualPort::Number(kPort).Send(Hex((odd ? "03" : "04") + answer));
+        });
     };
     ASSERT_EQ(OpenOnPort("com3:1200,n,7,2"), 0);
-    EXPECT_EQ(wire.Take(),
-              (Messages{Hex("09 08"), Hex("06 08"), Hex("03 04 01 'N' '0' '0' 4B 08"), Hex("02 08"),
-                        Hex("04 04 01 'N' '0' '0' 4B 08"), Hex("05 08")}));
+    EXPECT_EQ(wire.Take(), (Messages{Hex("09 08"), Hex("06 08"), Hex("03 04 01 'N' '0' '0' 4B 08"),
+                                     Hex("02 08"), Hex("04 04 01 'N' '0' '0' 4B 08"), Hex("05 08")}));
     EXPECT_EQ(CC_GETSTATUS(1), 2);
     EXPECT_EQ(arm1.replies.controllerInfo.controllerLevel, 16);
     const platform::LineSettings settings = VirtualPort::Number(kPort).Settings();
@@ -253,7 +253,8 @@ TEST_F(LinkTest, ASilentControllerBringsTheLinkDownAndUpAgain) {
     }
     // Four transmissions T apart; down at the next expiry; start-links from the tick after that on.
     const int64_t first = ticks.front();
-    EXPECT_EQ(ticks, (std::vector<int64_t>{first, first + 20, first + 40, first + 60, first + 81, first + 101}));
+    EXPECT_EQ(ticks,
+              (std::vector<int64_t>{first, first + 20, first + 40, first + 60, first + 81, first + 101}));
     EXPECT_EQ(arm1.link.awaitingStartAck, 1u);
     wire.Take();
     wire.Send("06 08");
@@ -305,8 +306,10 @@ TEST_F(LinkTest, WithoutAcknowledgementTheOperatorSeesABox) {
     const struct {
         std::function<int()> call;
         int result;
-    } kCases[] = {{[] { return CC_NCONOFF(1, 1); }, 1}, {[] { return CC_OPBUF(1, 1); }, 1},
-                  {[] { return CC_FEED(1, 1); }, 0},    {[] { return CC_GETCOORD(1); }, 0},
+    } kCases[] = {{[] { return CC_NCONOFF(1, 1); }, 1},
+                  {[] { return CC_OPBUF(1, 1); }, 1},
+                  {[] { return CC_FEED(1, 1); }, 0},
+                  {[] { return CC_GETCOORD(1); }, 0},
                   {[] { return CC_ENDIS_TP200(1, 1); }, 0}};
     for (const auto &c : kCases) {
         World::Instance().messageBoxes.clear();

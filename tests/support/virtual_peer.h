@@ -30,10 +30,19 @@ class VirtualPeer {
         port_.farEnd = nullptr;
     }
 
-    /// Passes on what the peer has to say and plans its next time; to be called after anything was asked of the peer.
+    /// Asks something of the peer, at the present time.
+    void Ask(const std::function<void()> &question) {
+        peer_.AdvanceTo(world_.Now());
+        question();
+        Serve();
+    }
+
+  private:
+    /// Passes on what the peer has to say and plans its next time.
     void Serve() {
         peer_.AdvanceTo(world_.Now());
-        for (emulator::Bytes bytes = peer_.TakeOutput(); !bytes.empty(); bytes = peer_.TakeOutput()) port_.Send(bytes);
+        for (emulator::Bytes bytes = peer_.TakeOutput(); !bytes.empty(); bytes = peer_.TakeOutput())
+            port_.Send(bytes);
         if (peer_.IsUnplugged()) port_.present = false;
         world_.Cancel(next_);
         if (peer_.NextDue() != emulator::Agenda::kNever) {
@@ -41,7 +50,6 @@ class VirtualPeer {
         }
     }
 
-  private:
     platform::World &world_ = platform::World::Instance();
     platform::VirtualPort &port_;
     emulator::Peer &peer_;

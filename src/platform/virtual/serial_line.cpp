@@ -49,7 +49,7 @@ void VirtualPort::Arrive(uint8_t byte) {
 }
 
 void VirtualPort::ReportEvents() {
-    if (reporting_) return;
+    if (reporting_ || reading_) return;
     reporting_ = true;
     while (eventPending_ && procedure_ != nullptr) {
         eventPending_ = false;
@@ -96,7 +96,12 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
         return port->received_.size() >= count || !port->open_ || !port->present;
     };
     const bool waited = !enough();
-    if (waited) world.PassUntil(world.Now() + port->readTimeoutMs_ * kMillisecond, enough);
+    if (waited) {
+        port->reading_ = !port->reporting_;
+        world.PassUntil(world.Now() + port->readTimeoutMs_ * kMillisecond, enough);
+        port->reading_ = false;
+        world.At(world.Now(), [port] { port->ReportEvents(); });
+    }
     const size_t taken = std::min<size_t>(count, port->received_.size());
     std::copy_n(port->received_.begin(), taken, buffer);
     port->received_.erase(port->received_.begin(),

@@ -52,6 +52,8 @@ class VirtualPort {
     int64_t toFarEndFree_ = 0;
     std::deque<uint8_t> received_;
     bool eventPending_ = false;
+    bool reading_ = false;  // a read outside the event procedure is waiting, which would keep the procedure's
+                            // own reads out
     bool reporting_ = false;  // the event procedure is running: it does not run inside itself
     void (*procedure_)(void *user) = nullptr;
     void *user_ = nullptr;

@@ -1,0 +1,315 @@
+// Whole sessions with the emulated controller at the far end of a virtual line, sound and with faults.
+#include <cmath>
+#include <sstream>
+
+#include "controller.h"
+#include "support/inside.h"
+#include "support/virtual_peer.h"
+
+namespace cc::test {
+namespace {
+
+using namespace emulator;
+using platform::World;
+
+constexpr int32_t kPort = 3;
+constexpr double kScale = 0.0001;
+
+ControllerOptions WithSphere() {
+    ControllerOptions options;
+    options.zeroingTime = 200 * emulator::kMillisecond;
+    options.probingSpeed = 50;
+    options.part = std::make_shared<SpherePart>();
+    return options;
+}
+
+class EmulatedTest : public ArmTest {
+  protected:
+    void SetUp() override {
+        ArmTest::SetUp();
+        World::Instance().messageBoxes.clear();
+    }
+
+    uint16_t Open(int16_t arm, int32_t port) {
+        static std::string names[2];
+        std::string &name = names[arm - 1];
+        name = "COM" + std::to_string(port);
+        const char *const ini = IniFile("[Timers]\nLo Period=10\nHi Period=10\n", arm);
+        return CC_INIT(nullptr, arm, Recorder(arm), name.c_str(), nullptr, 1, kScale, 1, 0, ini);
+    }
+
+    /// Runs the loop until the status is reached; false after 20 s.
+    static bool Reach(int16_t arm, int16_t status) {
+        for (int i = 0; i < 2000 && CC_GETSTATUS(arm) != status; ++i) CC_LOOP_RUN(10);
+        return CC_GETSTATUS(arm) == status;
+    }
+
+    /// Opens, zeroes and brings the arm to measuring state.
+    static bool StartMeasuring(int16_t arm) {
+        ControllerInfo info{};
+        return CC_START(arm, &info, 0) == 1 && CC_ZEROES(arm) == 1 && Reach(arm, 0) && CC_SETSTATUS(arm, 1) == 1 &&
+               CC_OPBUF(arm, 0) == 1;
+    }
+
+    /// Probes the sphere from above, +x and +y, with moves clear of it in between.
+    static void FileProbing(int16_t arm) {
+        const Vector centre{100, 80, 50};
+        const Vector directions[] = {{0, 0, 1}, {1, 0, 0}, {0, 1, 0}};
+        uint32_t id = 0;
+        for (const Vector &direction : directions) {
+            const Vector outside = centre + 25 * direction;
+            const Vector inside = centre + 12 * direction;
+            ++id;
+            for (const auto &[mode, target] : {std::pair{0, outside}, {2, inside}, {0, outside}}) {
+                while (CC_CANSEND(arm, 2) == 0) CC_LOOP_RUN(10);
+                const double position[6] = {target[0], target[1], target[2], -direction[0], -direction[1], -direction[2]};
+                CC_MOVE(arm, static_cast<int16_t>(mode), position, id, 1, nullptr, nullptr, 0);
+            }
+        }
+    }
+
+    /// The whole job on arm 1, as a text of everything that came of it.
+    std::string RunJob() {
+        std::ostringstream text;
+        Events(1).clear();
+        text << "open " << Open(1, kPort) << " ready " << StartMeasuring(1);
+        FileProbing(1);
+        for (int i = 0; i < 6000 && EventsOf(1, 16).size() < 9; ++i) CC_LOOP_RUN(10);
+        for (const Event &event : Events(1)) {
+            if (event.number == 16) text << " done " << event.info;
+            if (event.number != 5) continue;
+            text << " point " << event.point.tag << " at";
+            for (const double value : event.point.position) text << " " << std::lround(value * 10000);
+        }
+        uint16_t words[2] = {7, 8};
+        text << " write " << CC_IO(1, 0, words);
+        words[0] = 0;
+        text << " read " << CC_IO(1, 1, words) << " " << words[0] << " " << words[1];
+        double values[5] = {};
+        text << " param " << CC_READ_PARAM(1, 1, values) << " " << values[0];
+        text << " coordinates " << CC_GETCOORD(1) << " " << EventsOf(1, 6).size();
+        text << " moving " << CC_MOVING(1);
+        CC_DONE(1, 0);
+        return text.str();
+    }
+};
+
+// The three points: 15 mm plus the form error of 4 um x cos(3 x azimuth) on the equator, in counts of 0.1 um.
+const char kResult[] =
+    "open 0 ready 1 done 0 point 1 at 1000000 800000 650000 done 1 done 0 done 0 point 2 at 1150040 800000 500000 done 1"
+    " done 0 done 0 point 3 at 1000000 950000 500000 done 1 done 0 write 1 read 1 7 8 param 1 6 coordinates 1 1 moving 0";
+
+TEST_F(EmulatedTest, TheMainJob) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    EXPECT_EQ(RunJob(), kResult);
+    EXPECT_TRUE(World::Instance().messageBoxes.empty());
+    EXPECT_EQ(controller.State(), 1);
+    EXPECT_EQ(Events(1).front(), Of(1, 1));
+}
+
+TEST_F(EmulatedTest, AnyOneFrameMayBeLost) {
+    int frames[2];
+    {
+        Controller controller(WithSphere());
+        const VirtualPeer peer(kPort, controller);
+        ASSERT_EQ(RunJob(), kResult);
+        for (const Direction direction : {Direction::ToController, Direction::ToHost}) {
+            frames[static_cast<int>(direction)] = controller.Faults().Frames(direction);
+        }
+    }
+    EXPECT_GT(frames[0], 50);
+    EXPECT_GT(frames[1], 50);
+    for (const Direction direction : {Direction::ToController, Direction::ToHost}) {
+        for (int lost = 1; lost <= frames[static_cast<int>(direction)]; ++lost) {
+            ForgetSessions();
+            Controller controller(WithSphere());
+            controller.Faults().Add({FaultKind::Drop, direction, lost, 0, 0});
+            const VirtualPeer peer(kPort, controller);
+            ASSERT_EQ(RunJob(), kResult) << "lost frame " << lost
+                                         << (direction == Direction::ToHost ? " to the host" : " to the controller");
+        }
+    }
+}
+
+TEST_F(EmulatedTest, FaultsOfEachKindAreOvercome) {
+    // A wrong bit may turn one frame into another, so corruption strikes frames that keep their kind.
+    for (const char *const fault : {"to-host:repeat%20", "to-controller:repeat%20", "split%30", "delay=20%10",
+                                    "line-error%5", "to-controller:line-error@20", "restart@30", "silence=2500@25",
+                                    "to-host:drop%3", "to-controller:drop%3"}) {
+        ForgetSessions();
+        Controller controller(WithSphere());
+        controller.Faults().Seed(5);
+        controller.Faults().Add(ParseFault(fault));
+        const VirtualPeer peer(kPort, controller);
+        EXPECT_EQ(RunJob(), kResult) << fault;
+    }
+}
+
+TEST_F(EmulatedTest, AProbingMoveThatFindsNothingRejectsWhatFollows) {
+    ControllerOptions options = WithSphere();
+    auto plane = std::make_shared<PlanePart>();
+    plane->origin = {0, 0, -100};
+    options.part = plane;
+    Controller controller(options);
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_TRUE(StartMeasuring(1));
+    FileProbing(1);
+    CC_LOOP_RUN(30000);
+    EXPECT_TRUE(EventsOf(1, 5).empty());
+    EXPECT_EQ(EventsOf(1, 8), std::vector{Of(8, 2)});
+    EXPECT_EQ(CC_MOVING(1), 0);
+    const double down[6] = {0, 0, -150};
+    CC_MOVE(1, 2, down, 9, 1, nullptr, nullptr, 0);
+    CC_LOOP_RUN(30000);
+    ASSERT_EQ(EventsOf(1, 5).size(), 1u);
+    EXPECT_NEAR(EventsOf(1, 5)[0].point.position[2], -100, kScale);
+}
+
+TEST_F(EmulatedTest, AMoveIntoThePartIsAnEmergency) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_TRUE(StartMeasuring(1));
+    const double through[6] = {100, 80, 50};
+    CC_MOVE(1, 0, through, 0, 1, nullptr, nullptr, 0);
+    CC_LOOP_RUN(3000);
+    EXPECT_EQ(EventsOf(1, 3).size(), 1u);
+    EXPECT_EQ(CC_GETSTATUS(1), 2);
+    EXPECT_TRUE(Reach(1, 0));  // the worker brings it back to status 0
+}
+
+TEST_F(EmulatedTest, TheTableIsDownloadedOnRequest) {
+    ControllerOptions options = WithSphere();
+    options.wantsTable = true;
+    Controller controller(options);
+    const VirtualPeer peer(kPort, controller);
+    uint32_t table[512];
+    for (uint32_t i = 0; i < 512; ++i) table[i] = i * 0x1B08;
+    CC_STORE_COSDAT(1, table);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_EQ(controller.Table().size(), 128u);
+    EXPECT_EQ(controller.Table().at(127), Hex("E0 A3 35 00 E8 BE 35 00 F0 D9 35 00 F8 F4 35 00"));
+    EXPECT_EQ(controller.Commands().at(600), 2);  // N00 before and after
+    EXPECT_EQ(CC_GETSTATUS(1), 2);
+}
+
+TEST_F(EmulatedTest, CoordinatesAreStreamedOrPolled) {
+    ControllerOptions options = WithSphere();
+    options.level = 15;  // class 2: streams
+    Controller controller(options);
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_EQ(StartMeasuring(1), true);
+    CC_SETSTATUS(1, 5);
+    CC_ASKCOORD(1, 1);
+    Events(1).clear();
+    CC_LOOP_RUN(2050);
+    EXPECT_NEAR(static_cast<double>(EventsOf(1, 6).size()), 20, 1);
+    CC_ASKCOORD(1, 0);
+    CC_LOOP_RUN(500);
+    Events(1).clear();
+    CC_LOOP_RUN(1000);
+    EXPECT_TRUE(EventsOf(1, 6).empty());
+    SelectArm(1).session.controllerClass = 1;
+    CC_ASKCOORD(1, 1);
+    CC_LOOP_RUN(1000);
+    EXPECT_GT(EventsOf(1, 6).size(), 10u);
+    EXPECT_GT(controller.Commands().at(500), 10);
+}
+
+TEST_F(EmulatedTest, ControllerEventsReachTheClient) {
+    Controller controller(WithSphere());
+    VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_TRUE(StartMeasuring(1));
+    CC_SETSTATUS(1, 0);
+    Events(1).clear();
+    const std::map<uint8_t, Event> kExpected = {{32, Of(17, 273)}, {48, Of(18, 274)}, {50, Of(19, 275)},
+                                                {52, Of(21, 277)}, {53, Of(22, 22)},  {54, Of(23, 23)},
+                                                {55, Of(19, 275)}, {51, Of(20, 0x0114)}};
+    for (const auto &[code, event] : kExpected) {
+        peer.Ask([&] { controller.GiveEvent(code); });
+        CC_LOOP_RUN(200);
+        ASSERT_FALSE(Events(1).empty()) << int{code};
+        EXPECT_EQ(Events(1).front(), event) << int{code};
+        Events(1).clear();
+        CC_LOOP_RUN(5000);
+        Events(1).clear();
+    }
+    for (const uint8_t code : {30, 31}) peer.Ask([&] { controller.GiveEvent(code); });
+    CC_LOOP_RUN(500);
+    EXPECT_EQ(controller.Commands().at(305), 1);
+    EXPECT_EQ(controller.Commands().at(306), 1);
+}
+
+TEST_F(EmulatedTest, AScanGivesPointsAndEndsByItselfOrByStop) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_TRUE(StartMeasuring(1));
+    const double x = 0.9, y = 0, step = 0.1;
+    L2S_SetTargetPoint(&x, &y);
+    L2S_SetMaxMinStep(&step, &step);
+    ASSERT_EQ(L2S_StartScan(), 1);
+    EXPECT_EQ(CC_CANSEND(1, 1), 0);
+    CC_LOOP_RUN(5000);
+    EXPECT_EQ(EventsOf(1, 13).size(), 9u);
+    EXPECT_EQ(EventsOf(1, 15).size(), 1u);
+    EXPECT_NEAR(EventsOf(1, 13).back().point.position[0], 0.9, kScale);
+    const double far = 200;
+    L2S_SetTargetPoint(&far, &y);
+    ASSERT_EQ(L2S_StartScan(), 1);
+    CC_LOOP_RUN(300);
+    EXPECT_EQ(L2S_StopScan(), 1);
+    CC_LOOP_RUN(5000);
+    EXPECT_EQ(EventsOf(1, 15).size(), 2u);
+    EXPECT_EQ(CC_CANSEND(1, 1), 1);
+}
+
+TEST_F(EmulatedTest, UnpluggingEndsInFailuresNotInHanging) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_TRUE(StartMeasuring(1));
+    controller.Faults().Add({FaultKind::Unplug, Direction::ToController, controller.Faults().Frames(Direction::ToController) + 1, 0, 0});
+    CC_FEED(1, 50);
+    EXPECT_EQ(CC_FEED(1, 50), 0);
+    EXPECT_EQ(CC_SETSTATUS(1, 0), 1);  // as without an acknowledgement
+    EXPECT_FALSE(World::Instance().messageBoxes.empty());
+    CC_DONE(1, 2);
+    EXPECT_EQ(CC_LOOP_FD(), -1);
+}
+
+TEST_F(EmulatedTest, TwoArmsOnTwoLines) {
+    Controller first(WithSphere()), second(WithSphere());
+    const VirtualPeer peer1(kPort, first), peer2(kPort + 1, second);
+    ASSERT_EQ(Open(1, kPort), 0);
+    ASSERT_EQ(Open(2, kPort + 1), 0);
+    for (const int16_t arm : {1, 2}) {
+        ASSERT_TRUE(StartMeasuring(arm));
+        FileProbing(arm);
+    }
+    CC_LOOP_RUN(30000);
+    for (const int arm : {1, 2}) {
+        EXPECT_EQ(EventsOf(arm, 5).size(), 3u);
+        EXPECT_EQ(EventsOf(arm, 16).size(), 9u);
+    }
+}
+
+TEST(Faults, AreReadAsWritten) {
+    const Fault fault = ParseFault("to-controller:silence=250@7");
+    EXPECT_EQ(fault.kind, FaultKind::Silence);
+    EXPECT_EQ(fault.direction, Direction::ToController);
+    EXPECT_EQ(fault.value, 250000);
+    EXPECT_EQ(fault.frame, 7);
+    EXPECT_EQ(ParseFault("drop%2.5").probability, 0.025);
+    for (const char *const bad : {"", "drop", "drop@0", "drop@x", "drop=1@2", "delay@2", "to-controller:delay=5@2",
+                                  "explode@1", "drop%-1", "drop@2x"}) {
+        EXPECT_THROW(ParseFault(bad), std::exception) << bad;
+    }
+}
+
+}  // namespace
+}  // namespace cc::test
