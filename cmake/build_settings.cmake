@@ -14,6 +14,7 @@ foreach(kind RUNTIME LIBRARY ARCHIVE)
 endforeach()
 
 option(CC_BUILD_TESTS "Build tests and benchmarks" ON)
+option(CC_FUZZ "Build the fuzzers; needs clang" OFF)
 set(CC_SANITIZE "" CACHE STRING "Sanitizers for every target, as for -fsanitize")
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Werror)

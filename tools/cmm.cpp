@@ -1,8 +1,10 @@
 // The command-line program.
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <optional>
 
 #include "cc_interface.h"
+#include "emulated_line.h"
 #include "measuring_session.h"
 #include "sphere_report.h"
 
@@ -10,30 +12,68 @@ namespace {
 
 using namespace cmm;
 
-struct DemoOptions {
+struct JobOptions {
     std::string iniFile = "demo/demo.ini";
-    std::string picture = "sphere.svg";
+    std::string picture;
+    std::string title;
+    std::string port;
+    bool emulate = false;
+    SpherePart part;
+    double scale = 0.0001;  // mm per count
 };
 
-// The main job on the built-in simulator. Result: whether it went as it should.
-bool RunDemo(const DemoOptions &options) {
-    SessionOptions session;
-    session.iniFile = options.iniFile;
-    session.flags = CC_SIMULATION;
-    const SpherePart part;
-    const std::vector<ProbingPoint> plan = PlanSphere(part);
-
+// The main job: zero, probe, fit, report, close. Result: whether it went as it should; the touch points must
+// be within `tolerance` of the part, which is not known (0) on a real machine.
+bool MeasureSphere(const JobOptions &options, const SessionOptions &session, const ProbingMotion &motion,
+                   double tolerance) {
+    const std::vector<ProbingPoint> plan = PlanSphere(options.part);
     MeasuringSession arm(session, std::cout);
     arm.Zero();
     arm.StartMeasuring();
-    const std::vector<Eigen::Vector3d> measured = arm.Probe(plan, {});
+    const std::vector<Eigen::Vector3d> measured = arm.Probe(plan, motion);
     const SphereFit fit = FitSphere(measured);
     PrintTable(std::cout, plan, measured, fit);
-    // A target is cut to whole counts on each axis.
-    const bool matches = MatchesPart(std::cout, plan, measured, fit, 2 * session.linearScale);
-    DrawDeviations(options.picture, "Sphere probed in simulation", plan, fit);
+    const bool matches = tolerance == 0 || MatchesPart(std::cout, plan, measured, fit, tolerance);
+    DrawDeviations(options.picture, options.title, plan, fit);
     std::cout << "  picture in " << options.picture << "\n";
     return arm.Close() && matches;
+}
+
+bool RunDemo(JobOptions options) {
+    options.title = "Sphere probed in simulation";
+    SessionOptions session;
+    session.iniFile = options.iniFile;
+    session.flags = CC_SIMULATION;
+    session.linearScale = options.scale;
+    // The simulator touches where it is told to; a target is cut to whole counts on each axis.
+    return MeasureSphere(options, session, {}, 2 * options.scale);
+}
+
+bool RunMeasure(JobOptions options) {
+    std::optional<EmulatedLine> line;
+    if (options.emulate) line.emplace(options.part, options.scale);
+    options.title =
+        options.emulate ? "Sphere probed on the emulated machine" : "Sphere probed on " + options.port;
+    SessionOptions session;
+    session.iniFile = options.iniFile;
+    session.port = options.emulate ? line->Port() : options.port;
+    session.linearScale = options.scale;
+    ProbingMotion motion;
+    motion.overtravel = 3;
+    return MeasureSphere(options, session, motion, options.emulate ? 3 * options.scale : 0);
+}
+
+void AddJobOptions(CLI::App &command, JobOptions &options) {
+    command.add_option("--ini", options.iniFile, "Initialisation file")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    command.add_option("--picture", options.picture, "Where the picture of the deviations goes")
+        ->capture_default_str();
+    command.add_option("--centre", options.part.centre, "Centre of the sphere, mm: X Y Z")
+        ->capture_default_str();
+    command.add_option("--radius", options.part.radius, "Radius of the sphere with that of the tip, mm")
+        ->capture_default_str();
+    command.add_option("--scale", options.scale, "Length of one controller count, mm")->capture_default_str();
 }
 
 }  // namespace
@@ -42,17 +82,25 @@ int main(int argc, char **argv) {
     CLI::App app("Coordinate-measuring machine at the command line");
     app.require_subcommand(1);
 
-    DemoOptions demo;
+    JobOptions demo;
+    demo.picture = "sphere.svg";
     CLI::App *const demoCommand = app.add_subcommand("demo", "Probe a sphere on the built-in simulator");
-    demoCommand->add_option("--ini", demo.iniFile, "Initialisation file")
-        ->check(CLI::ExistingFile)
-        ->capture_default_str();
-    demoCommand->add_option("--picture", demo.picture, "Where the picture of the deviations goes")
-        ->capture_default_str();
+    AddJobOptions(*demoCommand, demo);
+
+    JobOptions measure;
+    measure.picture = "sphere-line.svg";
+    CLI::App *const measureCommand =
+        app.add_subcommand("measure", "Probe a sphere with a controller on a serial line");
+    AddJobOptions(*measureCommand, measure);
+    auto *const where = measureCommand->add_option_group("where");
+    where->add_option("--port", measure.port, "Port of the controller, such as COM3");
+    where->add_flag("--emulate", measure.emulate,
+                    "Start an emulated controller with a sphere of known form error");
+    where->require_option(1);
 
     CLI11_PARSE(app, argc, argv);
     try {
-        return RunDemo(demo) ? 0 : 1;
+        return (demoCommand->parsed() ? RunDemo(demo) : RunMeasure(measure)) ? 0 : 1;
     } catch (const std::exception &error) {
         std::cerr << "\ncmm: " << error.what() << "\n";
         return 1;

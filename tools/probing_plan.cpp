@@ -17,23 +17,18 @@ double Radians(double degrees) {
 
 }  // namespace
 
-double SpherePart::SurfaceAt(const Eigen::Vector3d &direction) const {
-    const double azimuth = std::atan2(direction.y(), direction.x());
-    const double cosLatitude = std::hypot(direction.x(), direction.y());
-    return radius + formAmplitude * std::cos(formLobes * azimuth) * cosLatitude;
-}
-
 std::vector<ProbingPoint> PlanSphere(const SpherePart &part) {
     std::vector<ProbingPoint> points;
+    const Eigen::Vector3d centre(part.centre[0], part.centre[1], part.centre[2]);
     for (const auto &ring : kRings) {
         const double latitude = Radians(ring.latitude);
         for (int i = 0; i < ring.points; ++i) {
             const double azimuth = Radians(360.0 * i / ring.points);
             const Eigen::Vector3d direction(std::cos(latitude) * std::cos(azimuth),
                                             std::cos(latitude) * std::sin(azimuth), std::sin(latitude));
+            const double surface = part.SurfaceAt({direction.x(), direction.y(), direction.z()});
             points.push_back({static_cast<uint32_t>(points.size() + 1), direction,
-                              part.centre + part.radius * direction,
-                              part.centre + part.SurfaceAt(direction) * direction});
+                              centre + part.radius * direction, centre + surface * direction});
         }
     }
     return points;

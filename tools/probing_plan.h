@@ -5,18 +5,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "part.h"
+
 namespace cmm {
 
-/// A sphere with a known form error: its radius differs by amplitude x cos(lobes x azimuth) x cos(latitude).
-struct SpherePart {
-    Eigen::Vector3d centre{100, 80, 50};  // mm
-    double radius = 15;                   // mm, tip radius included
-    double formAmplitude = 0.004;         // mm
-    int formLobes = 3;
-
-    /// Distance of the surface from the centre along a unit vector.
-    double SurfaceAt(const Eigen::Vector3d &direction) const;
-};
+using emulator::SpherePart;
 
 /// One point to probe.
 struct ProbingPoint {

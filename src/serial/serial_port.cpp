@@ -10,6 +10,8 @@ namespace {
 // Time-outs during a purge, which is to take what is there and not to wait for more.
 constexpr uint32_t kPurgeTimeoutMs = 10;
 constexpr uint32_t kPurgeChunk = 256;
+// What a line can have pending, with much to spare; a line that goes on pouring is left alone after that.
+constexpr uint32_t kMostPurged = 64 * kPurgeChunk;
 
 }  // namespace
 
@@ -85,7 +87,7 @@ uint32_t SerialPort::Purge() {
     do {
         count = Read(discarded, kPurgeChunk);
         total += count;
-    } while (count == kPurgeChunk);
+    } while (count == kPurgeChunk && total < kMostPurged);
     line_.SetTimeouts(readTimeout, writeTimeout);
     return total;
 }

@@ -47,8 +47,8 @@ class EmulatedTest : public ArmTest {
     /// Opens, zeroes and brings the arm to measuring state.
     static bool StartMeasuring(int16_t arm) {
         ControllerInfo info{};
-        return CC_START(arm, &info, 0) == 1 && CC_ZEROES(arm) == 1 && Reach(arm, 0) && CC_SETSTATUS(arm, 1) == 1 &&
-               CC_OPBUF(arm, 0) == 1;
+        return CC_START(arm, &info, 0) == 1 && CC_ZEROES(arm) == 1 && Reach(arm, 0) &&
+               CC_SETSTATUS(arm, 1) == 1 && CC_OPBUF(arm, 0) == 1;
     }
 
     /// Probes the sphere from above, +x and +y, with moves clear of it in between.
@@ -62,7 +62,8 @@ class EmulatedTest : public ArmTest {
             ++id;
             for (const auto &[mode, target] : {std::pair{0, outside}, {2, inside}, {0, outside}}) {
                 while (CC_CANSEND(arm, 2) == 0) CC_LOOP_RUN(10);
-                const double position[6] = {target[0], target[1], target[2], -direction[0], -direction[1], -direction[2]};
+                const double position[6] = {target[0],     target[1],     target[2],
+                                            -direction[0], -direction[1], -direction[2]};
                 CC_MOVE(arm, static_cast<int16_t>(mode), position, id, 1, nullptr, nullptr, 0);
             }
         }
@@ -96,8 +97,10 @@ class EmulatedTest : public ArmTest {
 
 // The three points: 15 mm plus the form error of 4 um x cos(3 x azimuth) on the equator, in counts of 0.1 um.
 const char kResult[] =
-    "open 0 ready 1 done 0 point 1 at 1000000 800000 650000 done 1 done 0 done 0 point 2 at 1150040 800000 500000 done 1"
-    " done 0 done 0 point 3 at 1000000 950000 500000 done 1 done 0 write 1 read 1 7 8 param 1 6 coordinates 1 1 moving 0";
+    "open 0 ready 1 done 0 point 1 at 1000000 800000 650000 done 1 done 0 done 0 point 2 at 1150040 800000 "
+    "500000 done 1"
+    " done 0 done 0 point 3 at 1000000 950000 500000 done 1 done 0 write 1 read 1 7 8 param 1 6 coordinates "
+    "1 1 moving 0";
 
 TEST_F(EmulatedTest, TheMainJob) {
     Controller controller(WithSphere());
@@ -126,8 +129,9 @@ TEST_F(EmulatedTest, AnyOneFrameMayBeLost) {
             Controller controller(WithSphere());
             controller.Faults().Add({FaultKind::Drop, direction, lost, 0, 0});
             const VirtualPeer peer(kPort, controller);
-            ASSERT_EQ(RunJob(), kResult) << "lost frame " << lost
-                                         << (direction == Direction::ToHost ? " to the host" : " to the controller");
+            ASSERT_EQ(RunJob(), kResult)
+                << "lost frame " << lost
+                << (direction == Direction::ToHost ? " to the host" : " to the controller");
         }
     }
 }
@@ -135,8 +139,8 @@ TEST_F(EmulatedTest, AnyOneFrameMayBeLost) {
 TEST_F(EmulatedTest, FaultsOfEachKindAreOvercome) {
     // A wrong bit may turn one frame into another, so corruption strikes frames that keep their kind.
     for (const char *const fault : {"to-host:repeat%20", "to-controller:repeat%20", "split%30", "delay=20%10",
-                                    "line-error%5", "to-controller:line-error@20", "restart@30", "silence=2500@25",
-                                    "to-host:drop%3", "to-controller:drop%3"}) {
+                                    "line-error%5", "to-controller:line-error@20", "restart@30",
+                                    "silence=2500@25", "to-host:drop%3", "to-controller:drop%3"}) {
         ForgetSessions();
         Controller controller(WithSphere());
         controller.Faults().Seed(5);
@@ -226,8 +230,8 @@ TEST_F(EmulatedTest, ControllerEventsReachTheClient) {
     ASSERT_TRUE(StartMeasuring(1));
     CC_SETSTATUS(1, 0);
     Events(1).clear();
-    const std::map<uint8_t, Event> kExpected = {{32, Of(17, 273)}, {48, Of(18, 274)}, {50, Of(19, 275)},
-                                                {52, Of(21, 277)}, {53, Of(22, 22)},  {54, Of(23, 23)},
+    const std::map<uint8_t, Event> kExpected = {{32, Of(17, 273)}, {48, Of(18, 274)},   {50, Of(19, 275)},
+                                                {52, Of(21, 277)}, {53, Of(22, 22)},    {54, Of(23, 23)},
                                                 {55, Of(19, 275)}, {51, Of(20, 0x0114)}};
     for (const auto &[code, event] : kExpected) {
         peer.Ask([&] { controller.GiveEvent(code); });
@@ -273,7 +277,8 @@ TEST_F(EmulatedTest, UnpluggingEndsInFailuresNotInHanging) {
     const VirtualPeer peer(kPort, controller);
     ASSERT_EQ(Open(1, kPort), 0);
     ASSERT_TRUE(StartMeasuring(1));
-    controller.Faults().Add({FaultKind::Unplug, Direction::ToController, controller.Faults().Frames(Direction::ToController) + 1, 0, 0});
+    controller.Faults().Add({FaultKind::Unplug, Direction::ToController,
+                             controller.Faults().Frames(Direction::ToController) + 1, 0, 0});
     CC_FEED(1, 50);
     EXPECT_EQ(CC_FEED(1, 50), 0);
     EXPECT_EQ(CC_SETSTATUS(1, 0), 1);  // as without an acknowledgement
@@ -305,8 +310,8 @@ TEST(Faults, AreReadAsWritten) {
     EXPECT_EQ(fault.value, 250000);
     EXPECT_EQ(fault.frame, 7);
     EXPECT_EQ(ParseFault("drop%2.5").probability, 0.025);
-    for (const char *const bad : {"", "drop", "drop@0", "drop@x", "drop=1@2", "delay@2", "to-controller:delay=5@2",
-                                  "explode@1", "drop%-1", "drop@2x"}) {
+    for (const char *const bad : {"", "drop", "drop@0", "drop@x", "drop=1@2", "delay@2",
+                                  "to-controller:delay=5@2", "explode@1", "drop%-1", "drop@2x"}) {
         EXPECT_THROW(ParseFault(bad), std::exception) << bad;
     }
 }

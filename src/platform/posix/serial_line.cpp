@@ -87,14 +87,15 @@ termios RawMode(const LineSettings &settings, speed_t speed) {
 }  // namespace
 
 void Line::Pull() {
-    while (device >= 0 && !lost) {
+    // Bounded, as a device may deliver faster than this loop takes.
+    for (size_t total = 0; device >= 0 && !lost && total < sizeof pulled;) {
         uint8_t chunk[512];
         const ssize_t count = read(device, chunk, sizeof chunk);
         if (count <= 0) {
             lost = count == 0 || (errno != EAGAIN && errno != EINTR);
-            if (count < 0 && errno == EINTR) continue;
             return;
         }
+        total += static_cast<size_t>(count);
         for (ssize_t i = 0; i < count; ++i) {
             if (chunk[i] == eventChar) eventPending = true;
             if (pulledCount == sizeof pulled) continue;
@@ -181,8 +182,13 @@ bool SerialLine::Apply(const LineSettings &settings) {
     const std::lock_guard guard(line_->monitor);
     const speed_t speed = Speed(settings.baud);
     if (line_->device < 0 || speed == B0) return false;
-    const termios mode = RawMode(settings, speed);
-    if (tcsetattr(line_->device, TCSANOW, &mode) != 0) return false;
+    termios mode = RawMode(settings, speed);
+    if (tcsetattr(line_->device, TCSANOW, &mode) != 0) {
+        // The C library reads the settings back, and takes a device that knows no parity, such as a
+        // pseudo-terminal, for one that refused all of them.
+        mode.c_cflag &= ~static_cast<tcflag_t>(PARENB | PARODD | CMSPAR);
+        if (errno != EINVAL || tcsetattr(line_->device, TCSANOW, &mode) != 0) return false;
+    }
     // A device without modem lines, such as a pseudo-terminal, refuses this and works all the same.
     const int ready = TIOCM_DTR | TIOCM_RTS;
     ioctl(line_->device, TIOCMBIS, &ready);
@@ -248,6 +254,7 @@ void SerialLine::Close() {
     if (line.device < 0) return;
     line.End();
     while (line.users > 0) line.monitor.Wait();
+    ioctl(line.device, TIOCNXCL);  // would outlast this descriptor if another one is open
     close(line.device);
     close(line.wake);
     line.device = line.wake = -1;

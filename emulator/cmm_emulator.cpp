@@ -1,0 +1,142 @@
+// cmm-emulator: a controller on the far end of a serial line, for people who have no machine.
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+
+#include "controller.h"
+#include "frame_words.h"
+#include "line_host.h"
+#include "pseudo_terminal.h"
+
+namespace {
+
+using namespace emulator;
+
+std::atomic<bool> stop{false};
+
+void OnSignal(int) { stop = true; }
+
+struct Options {
+    ControllerOptions controller;
+    std::string device;
+    std::string folder;
+    int port = 1;
+    bool paced = false;
+    bool log = false;
+    std::string part = "sphere";
+    double formError = 0.008;
+    std::vector<std::string> faults;
+    uint64_t seed = 1;
+    std::vector<std::string> events;
+};
+
+std::shared_ptr<const Part> MakePart(const Options &options) {
+    if (options.part == "none") return nullptr;
+    if (options.part == "plane") return std::make_shared<PlanePart>();
+    auto sphere = std::make_shared<SpherePart>();
+    sphere->formAmplitude = options.formError / 2;
+    return sphere;
+}
+
+void LogFrame(int64_t microseconds, Direction direction, const Bytes &frame) {
+    std::printf("%12.6f  %s  %-48s  %s\n", static_cast<double>(microseconds) / kSecond,
+                direction == Direction::ToController ? "host -> controller" : "host <- controller",
+                FrameWords(direction, frame).c_str(), HexWords(frame).c_str());
+    std::fflush(stdout);
+}
+
+// Controller events at given times: "48@2.5" is event 48 after two and a half seconds.
+class EventPlan {
+  public:
+    explicit EventPlan(const std::vector<std::string> &texts) {
+        for (const std::string &text : texts) {
+            const size_t when = text.find('@');
+            if (when == std::string::npos) throw std::invalid_argument("when? write '" + text + "' as CODE@SECONDS");
+            plan_.emplace(static_cast<int64_t>(std::stod(text.substr(when + 1)) * kSecond), std::stoi(text.substr(0, when)));
+        }
+    }
+    void Give(Controller &controller, int64_t now) {
+        while (!plan_.empty() && plan_.begin()->first <= now) {
+            controller.AdvanceTo(now);
+            controller.GiveEvent(static_cast<uint8_t>(plan_.begin()->second));
+            plan_.erase(plan_.begin());
+        }
+    }
+
+  private:
+    std::multimap<int64_t, int> plan_;
+};
+
+int Run(Options &options) {
+    options.controller.part = MakePart(options);
+    Controller controller(options.controller);
+    controller.Faults().Seed(options.seed);
+    for (const std::string &fault : options.faults) controller.Faults().Add(ParseFault(fault));
+    EventPlan events(options.events);
+    if (options.log) controller.onFrame = LogFrame;
+
+    LineHost host;
+    std::optional<PseudoTerminal> terminal;
+    const int64_t byteTime = options.paced ? kByteTimeController : 0;
+    if (options.device.empty()) {
+        terminal.emplace();
+        if (!options.folder.empty()) terminal->LinkAs(options.folder, options.port);
+        host.Add(controller, terminal->Descriptor(), byteTime, [&terminal] { terminal->Unplug(); });
+        std::cout << "controller on " << terminal->Path() << std::endl;
+    } else {
+        const int descriptor = OpenDevice(options.device, 9600, true, 1);
+        host.Add(controller, descriptor, byteTime, [descriptor] { close(descriptor); });
+        std::cout << "controller on " << options.device << std::endl;
+    }
+    while (!stop) {
+        host.RunOnce(20 * kMillisecond);
+        events.Give(controller, host.Now());
+    }
+    std::cout << "stopped after " << controller.Faults().Frames(Direction::ToController) << " frames from and "
+              << controller.Faults().Frames(Direction::ToHost) << " to the host" << std::endl;
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    Options options;
+    CLI::App app("Emulated controller of a coordinate-measuring machine on a serial line");
+    auto *const device = app.add_option("--device", options.device, "Serial device; without it a pseudo-terminal is made");
+    app.add_option("--link-dir", options.folder, "Folder in which the pseudo-terminal is linked as comN")
+        ->check(CLI::ExistingDirectory)
+        ->excludes(device);
+    app.add_option("--port", options.port, "N of comN")->capture_default_str();
+    app.add_flag("--paced", options.paced, "Send at the speed of the line, 9600 baud");
+    app.add_flag("--log", options.log, "Print each frame in plain words");
+    app.add_option("--part", options.part, "What stands on the table")
+        ->check(CLI::IsMember({"sphere", "plane", "none"}))
+        ->capture_default_str();
+    app.add_option("--form-error", options.formError, "Form error of the sphere, mm")->capture_default_str();
+    app.add_option("--type", options.controller.type, "Controller type")->capture_default_str();
+    app.add_option("--level", options.controller.level, "Controller level")->capture_default_str();
+    app.add_option("--option", options.controller.option, "Option code")->capture_default_str();
+    app.add_flag("--wants-table", options.controller.wantsTable, "Ask for the table at the first start");
+    app.add_option("--scale", options.controller.mmPerCount, "mm per count")->capture_default_str();
+    app.add_option("--speed", options.controller.speed, "Speed of moves, mm/s")->capture_default_str();
+    app.add_option("--probing-speed", options.controller.probingSpeed, "Speed of probing, mm/s")->capture_default_str();
+    app.add_option("--fault", options.faults,
+                   "Fault [to-host:|to-controller:]KIND[=VALUE]@N at the N-th frame, or ...%PERCENT; KIND: drop, corrupt, "
+                   "repeat, delay=MS, split, merge, line-error, restart, silence=MS, state=S, unplug");
+    app.add_option("--seed", options.seed, "Seed of the faults")->capture_default_str();
+    app.add_option("--event", options.events, "Controller event CODE@SECONDS: 30, 31, 32, 48, 50, 51 to 55");
+    CLI11_PARSE(app, argc, argv);
+
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    try {
+        return Run(options);
+    } catch (const std::exception &error) {
+        std::cerr << "cmm-emulator: " << error.what() << "\n";
+        return 1;
+    }
+}

@@ -1,0 +1,177 @@
+// The shipped library on pseudo-terminals, with real threads at both ends.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "controller.h"
+#include "line_host.h"
+#include "pseudo_terminal.h"
+#include "support/client.h"
+
+namespace cc::test {
+namespace {
+
+using namespace emulator;
+
+std::atomic<int> boxes{0};
+
+class PosixLine : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(mkdtemp(folder.data()), nullptr);
+        setenv("CC_PORT_DIR", folder.c_str(), 1);
+        boxes = 0;
+        CC_SET_MESSAGE_BOX([](const char *, void *) { ++boxes; }, nullptr);
+    }
+    void TearDown() override {
+        CloseAll();
+        StopHost();
+        CC_SET_MESSAGE_BOX(nullptr, nullptr);
+        for (PseudoTerminal &terminal : terminals) terminal.Unplug();
+        rmdir(folder.c_str());
+    }
+
+    static ControllerOptions Quick() {
+        ControllerOptions options;
+        options.link.ackTimeout = 100 * kMillisecond;
+        options.replyDelay = kMillisecond;
+        options.zeroingTime = 50 * kMillisecond;
+        return options;
+    }
+
+    /// Serves `count` controllers on COM1 and COM2.
+    void Serve(int count, const ControllerOptions &options, const char *fault = nullptr) {
+        for (int i = 0; i < count; ++i) {
+            PseudoTerminal &terminal = terminals[i];
+            terminal.LinkAs(folder, i + 1);
+            Controller &controller = controllers.emplace_back(options);
+            if (fault != nullptr) controller.Faults().Add(ParseFault(fault));
+            host.Add(controller, terminal.Descriptor(), 0, [&terminal] { terminal.Unplug(); });
+        }
+        thread = std::thread([this] { host.Run(stop); });
+    }
+    void StopHost() {
+        stop = true;
+        if (thread.joinable()) thread.join();
+    }
+
+    static uint16_t Open(int16_t arm) {
+        static const char *const kPorts[] = {"COM1", "COM2"};
+        const char *const ini = IniFile("[Timers]\nLo Period=1\nHi Period=5\ntimeout=2\n", arm);
+        return CC_INIT(nullptr, arm, Recorder(arm), kPorts[arm - 1], nullptr, 1, 0.0001, 1, 0, ini);
+    }
+
+    std::string folder = testing::TempDir() + "cc_line_XXXXXX";
+    PseudoTerminal terminals[2];
+    std::deque<Controller> controllers;
+    LineHost host;
+    std::atomic<bool> stop{false};
+    std::thread thread;
+};
+
+TEST_F(PosixLine, ThousandsOfCommands) {
+    Serve(1, Quick());
+    ASSERT_EQ(Open(1), CC_OK);
+    ControllerInfo info{};
+    ASSERT_EQ(CC_START(1, &info, 0), 1);
+    EXPECT_EQ(info.controllerLevel, 16);
+    // Two frames that reach a line-event thread which the system kept waiting are one event, and from then on reception
+    // is a frame behind, until the input is purged on the way to status 0.
+    int purges = 0;
+    const auto insist = [&purges](const auto &call) {
+        for (; call() != 1 && purges < 5; ++purges) {
+            CC_SETSTATUS(1, 5);
+            CC_SETSTATUS(1, 0);
+        }
+    };
+    for (int16_t i = 0; i < 2000; ++i) insist([i] { return CC_FEED(1, i); });
+    for (uint16_t i = 0; i < 200; ++i) {
+        uint16_t words[2] = {i, 0x081B};
+        ASSERT_EQ(CC_IO(1, 0, words), 1);
+        words[0] = words[1] = 0;
+        insist([&words] { return CC_IO(1, 1, words); });
+        ASSERT_EQ(words[0], i);
+        ASSERT_EQ(words[1], 0x081B);
+    }
+    CC_DONE(1, 2);
+    StopHost();
+    EXPECT_GE(controllers[0].Commands().at(734), 2000);
+    EXPECT_LT(purges, 5);
+}
+
+TEST_F(PosixLine, BothArmsProbeAtOnce) {
+    ControllerOptions options = Quick();
+    options.part = std::make_shared<SpherePart>();
+    options.speed = options.probingSpeed = 1000;
+    Serve(2, options);
+    for (const int16_t arm : {1, 2}) {
+        ASSERT_EQ(Open(arm), CC_OK);
+        ASSERT_EQ(CC_SETSTATUS(arm, 1), 1);
+    }
+    const double above[6] = {100, 80, 75, 0, 0, -1};
+    const double inside[6] = {100, 80, 60, 0, 0, -1};
+    for (uint32_t id = 1; id <= 10; ++id) {
+        for (const int16_t arm : {1, 2}) {
+            while (CC_CANSEND(arm, 3) == 0) CC_LOOP_RUN(5);
+            CC_MOVE(arm, 0, above, 0, 0, nullptr, nullptr, 0);
+            CC_MOVE(arm, 2, inside, id, 1, nullptr, nullptr, 0);
+            CC_MOVE(arm, 0, above, 0, 0, nullptr, nullptr, 0);
+        }
+    }
+    const auto done = [] { return EventsOf(1, 16).size() == 30 && EventsOf(2, 16).size() == 30; };
+    for (int i = 0; i < 6000 && !done(); ++i) CC_LOOP_RUN(5);
+    for (const int arm : {1, 2}) {
+        ASSERT_EQ(EventsOf(arm, 5).size(), 10u);
+        EXPECT_NEAR(EventsOf(arm, 5)[0].point.position[2], 65, 0.001);
+        EXPECT_EQ(EventsOf(arm, 5)[9].point.tag, 10u);
+    }
+}
+
+TEST_F(PosixLine, ClosesWhileDataPoursIn) {
+    Serve(1, Quick());
+    ASSERT_EQ(Open(1), CC_OK);
+    StopHost();
+    std::atomic<bool> pouring{true};
+    // Frames, halves of frames and noise, without a pause.
+    std::thread flood([this, &pouring] {
+        const Bytes noise = Hex("09 08 03 02 01 00 03 08 55 AA 1B 08 08 03 04 FF 00");
+        while (pouring) terminals[0].Write(noise.data(), noise.size());
+    });
+    CC_LOOP_RUN(200);
+    const auto begin = std::chrono::steady_clock::now();
+    CC_DONE(1, 2);
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
+    EXPECT_LT(passed.count(), 10);  // the time-out of 2 s and no hanging
+    pouring = false;
+    flood.join();
+    EXPECT_EQ(CC_GETSTATUS(1), -1);
+}
+
+TEST_F(PosixLine, UnpluggedInTheMiddleOfACommand) {
+    Serve(1, Quick(), "to-controller:unplug@20");
+    ASSERT_EQ(Open(1), CC_OK);
+    int sent = 0;
+    while (CC_FEED(1, 1) == 1) ++sent;
+    EXPECT_LT(sent, 20);
+    EXPECT_EQ(boxes, 1);
+    uint16_t words[2];
+    EXPECT_EQ(CC_IO(1, 1, words), 0);
+    CC_DONE(1, 2);
+    EXPECT_EQ(Open(1), CC_PORT_NOT_OPENED);
+}
+
+TEST_F(PosixLine, APortIsOpenedByOneArmOnly) {
+    Serve(1, Quick());
+    ASSERT_EQ(Open(1), CC_OK);
+    EXPECT_EQ(CC_INIT(nullptr, 2, nullptr, "COM1", nullptr, 1, 1, 1, 0, nullptr), CC_PORT_NOT_OPENED);
+    EXPECT_EQ(CC_INIT(nullptr, 2, nullptr, "COM9", nullptr, 1, 1, 1, 0, nullptr), CC_PORT_NOT_OPENED);
+    CC_DONE(1, 2);
+    EXPECT_EQ(Open(1), CC_OK);
+}
+
+}  // namespace
+}  // namespace cc::test

@@ -1,0 +1,63 @@
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+
+#include "controller.h"
+#include "emulated_line.h"
+#include "line_host.h"
+#include "pseudo_terminal.h"
+
+namespace cmm {
+namespace {
+
+constexpr int kControllerPort = 3;
+
+std::string MakeFolder() {
+    std::string folder = "/tmp/cmm_ports_XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder for the emulated port");
+    return folder;
+}
+
+emulator::ControllerOptions Options(const emulator::SpherePart &part, double mmPerCount) {
+    emulator::ControllerOptions options;
+    options.part = std::make_shared<emulator::SpherePart>(part);
+    options.mmPerCount = mmPerCount;
+    options.probingSpeed = 20;
+    return options;
+}
+
+}  // namespace
+
+struct EmulatedLine::Running {
+    Running(const emulator::SpherePart &part, double mmPerCount) : controller(Options(part, mmPerCount)) {
+        terminal.LinkAs(folder, kControllerPort);
+        setenv("CC_PORT_DIR", folder.c_str(), 1);
+        host.Add(controller, terminal.Descriptor(), emulator::kByteTimeController, [this] { terminal.Unplug(); });
+        thread = std::thread([this] { host.Run(stop); });
+    }
+    ~Running() {
+        stop = true;
+        thread.join();
+        terminal.Unplug();
+        rmdir(folder.c_str());
+    }
+
+    std::string folder = MakeFolder();
+    emulator::Controller controller;
+    emulator::PseudoTerminal terminal;
+    emulator::LineHost host;
+    std::atomic<bool> stop{false};
+    std::thread thread;
+};
+
+EmulatedLine::EmulatedLine(const emulator::SpherePart &part, double mmPerCount)
+    : running_(std::make_unique<Running>(part, mmPerCount)) {}
+
+EmulatedLine::~EmulatedLine() = default;
+
+std::string EmulatedLine::Port() const { return "COM" + std::to_string(kControllerPort); }
+
+}  // namespace cmm
