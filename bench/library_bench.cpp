@@ -64,7 +64,8 @@ std::string IniFile(const std::string &lines) {
 }
 
 void OpenSimulated() {
-    CC_INIT(nullptr, 1, nullptr, nullptr, nullptr, 1, 0.001, 1, CC_SIMULATION, IniFile("timeout=0\n").c_str());
+    CC_INIT(nullptr, 1, nullptr, nullptr, nullptr, 1, 0.001, 1, CC_SIMULATION,
+            IniFile("timeout=0\n").c_str());
 }
 
 void QueueAndTake(benchmark::State &state) {
@@ -102,7 +103,8 @@ class Line {
         setenv("CC_PORT_DIR", folder_.c_str(), 1);
         controller_.onFrame = [this](int64_t, emulator::Direction direction, const emulator::Bytes &frame) {
             const bool data = frame[0] == 3 || frame[0] == 4;
-            if (direction == emulator::Direction::ToController && data) lastData_ = Clock::now().time_since_epoch().count();
+            if (direction == emulator::Direction::ToController && data)
+                lastData_ = Clock::now().time_since_epoch().count();
         };
         host_.Add(controller_, terminal_.Descriptor(), 0, [] {});
         thread_ = std::thread([this] { host_.Run(stop_); });
@@ -146,7 +148,8 @@ void CommandOverALine(benchmark::State &state) {
         toWire += std::chrono::duration<double, std::micro>(line.LastData() - begin).count();
     }
     state.counters["to_wire_us"] = toWire / static_cast<double>(state.iterations());
-    state.counters["commands"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["commands"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(CommandOverALine)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(3);
 

@@ -7,6 +7,7 @@
 
 #include "controller.h"
 #include "frame_words.h"
+#include "head.h"
 #include "line_host.h"
 #include "pseudo_terminal.h"
 
@@ -16,7 +17,9 @@ using namespace emulator;
 
 std::atomic<bool> stop{false};
 
-void OnSignal(int) { stop = true; }
+void OnSignal(int) {
+    stop = true;
+}
 
 struct Options {
     ControllerOptions controller;
@@ -30,6 +33,8 @@ struct Options {
     std::vector<std::string> faults;
     uint64_t seed = 1;
     std::vector<std::string> events;
+    bool head = false;
+    HeadOptions headOptions;
 };
 
 std::shared_ptr<const Part> MakePart(const Options &options) {
@@ -53,8 +58,10 @@ class EventPlan {
     explicit EventPlan(const std::vector<std::string> &texts) {
         for (const std::string &text : texts) {
             const size_t when = text.find('@');
-            if (when == std::string::npos) throw std::invalid_argument("when? write '" + text + "' as CODE@SECONDS");
-            plan_.emplace(static_cast<int64_t>(std::stod(text.substr(when + 1)) * kSecond), std::stoi(text.substr(0, when)));
+            if (when == std::string::npos)
+                throw std::invalid_argument("when? write '" + text + "' as CODE@SECONDS");
+            plan_.emplace(static_cast<int64_t>(std::stod(text.substr(when + 1)) * kSecond),
+                          std::stoi(text.substr(0, when)));
         }
     }
     void Give(Controller &controller, int64_t now) {
@@ -90,12 +97,22 @@ int Run(Options &options) {
         host.Add(controller, descriptor, byteTime, [descriptor] { close(descriptor); });
         std::cout << "controller on " << options.device << std::endl;
     }
+    Head head(options.headOptions);
+    std::optional<PseudoTerminal> headTerminal;
+    if (options.head) {
+        headTerminal.emplace();
+        if (!options.folder.empty()) headTerminal->LinkAs(options.folder, options.port + 1);
+        host.Add(head, headTerminal->Descriptor(), options.paced ? kByteTimeHead : 0,
+                 [&headTerminal] { headTerminal->Unplug(); });
+        std::cout << "head on " << headTerminal->Path() << std::endl;
+    }
     while (!stop) {
         host.RunOnce(20 * kMillisecond);
         events.Give(controller, host.Now());
     }
-    std::cout << "stopped after " << controller.Faults().Frames(Direction::ToController) << " frames from and "
-              << controller.Faults().Frames(Direction::ToHost) << " to the host" << std::endl;
+    std::cout << "stopped after " << controller.Faults().Frames(Direction::ToController)
+              << " frames from and " << controller.Faults().Frames(Direction::ToHost) << " to the host"
+              << std::endl;
     return 0;
 }
 
@@ -104,7 +121,8 @@ int Run(Options &options) {
 int main(int argc, char **argv) {
     Options options;
     CLI::App app("Emulated controller of a coordinate-measuring machine on a serial line");
-    auto *const device = app.add_option("--device", options.device, "Serial device; without it a pseudo-terminal is made");
+    auto *const device =
+        app.add_option("--device", options.device, "Serial device; without it a pseudo-terminal is made");
     app.add_option("--link-dir", options.folder, "Folder in which the pseudo-terminal is linked as comN")
         ->check(CLI::ExistingDirectory)
         ->excludes(device);
@@ -121,12 +139,19 @@ int main(int argc, char **argv) {
     app.add_flag("--wants-table", options.controller.wantsTable, "Ask for the table at the first start");
     app.add_option("--scale", options.controller.mmPerCount, "mm per count")->capture_default_str();
     app.add_option("--speed", options.controller.speed, "Speed of moves, mm/s")->capture_default_str();
-    app.add_option("--probing-speed", options.controller.probingSpeed, "Speed of probing, mm/s")->capture_default_str();
+    app.add_option("--probing-speed", options.controller.probingSpeed, "Speed of probing, mm/s")
+        ->capture_default_str();
     app.add_option("--fault", options.faults,
-                   "Fault [to-host:|to-controller:]KIND[=VALUE]@N at the N-th frame, or ...%PERCENT; KIND: drop, corrupt, "
+                   "Fault [to-host:|to-controller:]KIND[=VALUE]@N at the N-th frame, or ...%PERCENT; KIND: "
+                   "drop, corrupt, "
                    "repeat, delay=MS, split, merge, line-error, restart, silence=MS, state=S, unplug");
     app.add_option("--seed", options.seed, "Seed of the faults")->capture_default_str();
     app.add_option("--event", options.events, "Controller event CODE@SECONDS: 30, 31, 32, 48, 50, 51 to 55");
+    app.add_flag("--head", options.head,
+                 "Also emulate a probe head, on a second pseudo-terminal, linked as com(N+1)");
+    app.add_option("--head-speed", options.headOptions.speed, "Speed of the head, degrees a second")
+        ->capture_default_str();
+    app.add_flag("--head-silent", options.headOptions.silent, "The head answers nothing");
     CLI11_PARSE(app, argc, argv);
 
     struct sigaction action {};

@@ -78,14 +78,37 @@ struct ReplyWords {
 };
 
 constexpr ReplyWords kReplies[] = {
-    {0, 0, "state"},         {1, 1, "report"},           {2, 2, "emergency"},     {3, 3, "report"},
-    {4, 4, "buffered command done"}, {5, 5, "table entry taken"}, {6, 6, "zeroing done"}, {7, 7, "done"},
-    {8, 8, "setting taken"}, {9, 9, "point"},            {10, 10, "I/O words"},   {11, 11, "position"},
-    {13, 13, "state"},       {20, 20, "started"},        {21, 21, "point"},       {25, 29, "parameters"},
-    {30, 31, "event, host answers"}, {32, 32, "event 17"}, {33, 33, "stored information"}, {34, 35, "parameters"},
-    {40, 41, "point"},       {48, 48, "hold"},           {50, 50, "resume"},      {51, 51, "emergency"},
-    {52, 52, "event 21"},    {53, 53, "event 22"},       {54, 54, "event 23"},    {55, 55, "switched on"},
-    {64, 65, "temperatures"}, {70, 71, "point"},         {255, 255, "coordinates"},
+    {0, 0, "state"},
+    {1, 1, "report"},
+    {2, 2, "emergency"},
+    {3, 3, "report"},
+    {4, 4, "buffered command done"},
+    {5, 5, "table entry taken"},
+    {6, 6, "zeroing done"},
+    {7, 7, "done"},
+    {8, 8, "setting taken"},
+    {9, 9, "point"},
+    {10, 10, "I/O words"},
+    {11, 11, "position"},
+    {13, 13, "state"},
+    {20, 20, "started"},
+    {21, 21, "point"},
+    {25, 29, "parameters"},
+    {30, 31, "event, host answers"},
+    {32, 32, "event 17"},
+    {33, 33, "stored information"},
+    {34, 35, "parameters"},
+    {40, 41, "point"},
+    {48, 48, "hold"},
+    {50, 50, "resume"},
+    {51, 51, "emergency"},
+    {52, 52, "event 21"},
+    {53, 53, "event 22"},
+    {54, 54, "event 23"},
+    {55, 55, "switched on"},
+    {64, 65, "temperatures"},
+    {70, 71, "point"},
+    {255, 255, "coordinates"},
 };
 
 template <typename... Values>
@@ -96,12 +119,15 @@ std::string Format(const char *format, Values... values) {
 }
 
 std::string CommandText(const Bytes &message) {
-    const auto byte = [&message](size_t i) { return i < message.size() ? static_cast<char>(message[i]) : '\0'; };
+    const auto byte = [&message](size_t i) {
+        return i < message.size() ? static_cast<char>(message[i]) : '\0';
+    };
     std::string name(1, byte(2));
-    const auto *const known = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const CommandWords &c) {
-        return c.name.letter == byte(2) &&
-               (c.name.digit1 == 0 || (c.name.digit1 == byte(3) && c.name.digit2 == byte(4)));
-    });
+    const auto *const known =
+        std::find_if(std::begin(kCommands), std::end(kCommands), [&](const CommandWords &c) {
+            return c.name.letter == byte(2) &&
+                   (c.name.digit1 == 0 || (c.name.digit1 == byte(3) && c.name.digit2 == byte(4)));
+        });
     for (size_t i = 3; i < 5 && i < message.size(); ++i) {
         if (byte(i) >= '0' && byte(i) <= '9') name += byte(i);
     }
@@ -112,8 +138,9 @@ std::string CommandText(const Bytes &message) {
 std::string ReplyText(const Bytes &message) {
     if (message.size() < 3) return "reply too short";
     const uint8_t code = message[2];
-    const auto *const known = std::find_if(std::begin(kReplies), std::end(kReplies),
-                                           [code](const ReplyWords &r) { return code >= r.first && code <= r.last; });
+    const auto *const known =
+        std::find_if(std::begin(kReplies), std::end(kReplies),
+                     [code](const ReplyWords &r) { return code >= r.first && code <= r.last; });
     const std::string words(known == std::end(kReplies) ? "unknown" : known->words);
     return Format("reply %d in state %d: ", code, static_cast<int8_t>(message[1])) + words;
 }

@@ -27,7 +27,9 @@ int64_t LineHost::MonotonicMicroseconds() {
     return int64_t{now.tv_sec} * kSecond + now.tv_nsec / 1000;
 }
 
-int64_t LineHost::Now() const { return MonotonicMicroseconds() - begin_; }
+int64_t LineHost::Now() const {
+    return MonotonicMicroseconds() - begin_;
+}
 
 void LineHost::Add(Peer &peer, int descriptor, int64_t byteTime, std::function<void()> unplug) {
     lanes_.push_back({&peer, descriptor, byteTime, std::move(unplug), {}, 0, 0});

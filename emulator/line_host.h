@@ -1,4 +1,5 @@
-// Runs peers on real lines: reads bytes, tells time, writes what the peers put out, at the line's speed if wanted.
+// Runs peers on real lines: reads bytes, tells time, writes what the peers put out, at the line's speed if
+// wanted.
 #pragma once
 
 #include <atomic>
@@ -16,8 +17,8 @@ inline constexpr int64_t kByteTimeHead = 2292;        // 4800 baud, 11 bits
 
 class LineHost {
   public:
-    /// Serves a peer on an open, non-blocking descriptor. byteTime: µs that each byte takes; 0: as fast as it goes.
-    /// `unplug` is called when the peer pulls its plug; the descriptor is not used after that.
+    /// Serves a peer on an open, non-blocking descriptor. byteTime: µs that each byte takes; 0: as fast as it
+    /// goes. `unplug` is called when the peer pulls its plug; the descriptor is not used after that.
     void Add(Peer &peer, int descriptor, int64_t byteTime, std::function<void()> unplug);
 
     /// Serves all peers for one turn: until something happens, at most `longest` µs. Signals end the turn.

@@ -13,7 +13,8 @@ namespace {
 TEST(Corpus, IsTakenByEachTarget) {
     for (const cc::fuzz::Target &target : cc::fuzz::kTargets) {
         int seeds = 0;
-        for (const auto &entry : std::filesystem::directory_iterator(std::string(CORPUS_DIR) + "/" + target.name)) {
+        for (const auto &entry :
+             std::filesystem::directory_iterator(std::string(CORPUS_DIR) + "/" + target.name)) {
             std::ifstream file(entry.path(), std::ios::binary);
             const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
             target.run(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());

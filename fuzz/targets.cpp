@@ -21,7 +21,8 @@ void Check(bool holds) {
 
 }  // namespace
 
-// Frames, each ended by its terminator or by the end of the data, on a closed port: what is answered goes nowhere.
+// Frames, each ended by its terminator or by the end of the data, on a closed port: what is answered goes
+// nowhere.
 void ReceivedFrames(const uint8_t *data, size_t size) {
     ArmContext &arm = SelectArm(1);
     arm.link.rxSequence = size > 0 ? data[0] % 3 - 1 : 0;

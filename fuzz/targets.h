@@ -1,5 +1,5 @@
-// What is fuzzed: every place where bytes from outside are taken apart. Each target takes any bytes and must neither crash,
-// nor hang, nor leave a bound; sanitizers watch.
+// What is fuzzed: every place where bytes from outside are taken apart. Each target takes any bytes and must
+// neither crash, nor hang, nor leave a bound; sanitizers watch.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,8 @@ struct Target {
     void (*run)(const uint8_t *data, size_t size);
 };
 inline constexpr Target kTargets[] = {
-    {"frames", ReceivedFrames}, {"replies", Replies}, {"ports", PortDefinition}, {"profiles", Profile}, {"head", HeadAnswer},
+    {"frames", ReceivedFrames}, {"replies", Replies}, {"ports", PortDefinition},
+    {"profiles", Profile},      {"head", HeadAnswer},
 };
 
 }  // namespace cc::fuzz

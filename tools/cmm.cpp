@@ -1,5 +1,6 @@
 // The command-line program.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <optional>
 
@@ -17,10 +18,25 @@ struct JobOptions {
     std::string picture;
     std::string title;
     std::string port;
+    std::string headPort;
     bool emulate = false;
     SpherePart part;
     double scale = 0.0001;  // mm per count
 };
+
+// The upper rings with the head straight down, then the lower ones with it tilted, if there is a head.
+std::vector<Eigen::Vector3d> ProbeInOrientations(MeasuringSession &arm, const std::vector<ProbingPoint> &plan,
+                                                 const ProbingMotion &motion, bool withHead) {
+    constexpr double kUpper = 0.7;  // sine of the lowest latitude that is probed from above
+    const auto lower = std::find_if(plan.begin(), plan.end(),
+                                    [](const ProbingPoint &point) { return point.direction.z() < kUpper; });
+    if (withHead) arm.TurnHead(0, 0);
+    std::vector<Eigen::Vector3d> measured = arm.Probe({plan.begin(), lower}, motion);
+    if (withHead) arm.TurnHead(45, -90);
+    const std::vector<Eigen::Vector3d> rest = arm.Probe({lower, plan.end()}, motion);
+    measured.insert(measured.end(), rest.begin(), rest.end());
+    return measured;
+}
 
 // The main job: zero, probe, fit, report, close. Result: whether it went as it should; the touch points must
 // be within `tolerance` of the part, which is not known (0) on a real machine.
@@ -30,7 +46,8 @@ bool MeasureSphere(const JobOptions &options, const SessionOptions &session, con
     MeasuringSession arm(session, std::cout);
     arm.Zero();
     arm.StartMeasuring();
-    const std::vector<Eigen::Vector3d> measured = arm.Probe(plan, motion);
+    const std::vector<Eigen::Vector3d> measured =
+        ProbeInOrientations(arm, plan, motion, !session.headPort.empty());
     const SphereFit fit = FitSphere(measured);
     PrintTable(std::cout, plan, measured, fit);
     const bool matches = tolerance == 0 || MatchesPart(std::cout, plan, measured, fit, tolerance);
@@ -57,6 +74,7 @@ bool RunMeasure(JobOptions options) {
     SessionOptions session;
     session.iniFile = options.iniFile;
     session.port = options.emulate ? line->Port() : options.port;
+    session.headPort = options.emulate ? line->HeadPort() : options.headPort;
     session.linearScale = options.scale;
     ProbingMotion motion;
     motion.overtravel = 3;
@@ -92,10 +110,12 @@ int main(int argc, char **argv) {
     CLI::App *const measureCommand =
         app.add_subcommand("measure", "Probe a sphere with a controller on a serial line");
     AddJobOptions(*measureCommand, measure);
+    measureCommand->add_option("--head-port", measure.headPort,
+                               "Port of the probe head; without it there is none");
     auto *const where = measureCommand->add_option_group("where");
     where->add_option("--port", measure.port, "Port of the controller, such as COM3");
     where->add_flag("--emulate", measure.emulate,
-                    "Start an emulated controller with a sphere of known form error");
+                    "Start an emulated controller, with a sphere of known form error, and an emulated head");
     where->require_option(1);
 
     CLI11_PARSE(app, argc, argv);

@@ -8,8 +8,9 @@
 
 namespace cmm {
 
-/// A controller with the sphere on its table, on a pseudo-terminal paced at the speed of the line, served by a thread of
-/// its own. CC_PORT_DIR points to it while it lives. Failures are thrown as std::runtime_error.
+/// A controller with the sphere on its table, and a probe head, on two pseudo-terminals paced at the speed of
+/// their lines, served by a thread of their own. CC_PORT_DIR points to it while it lives. Failures are thrown
+/// as std::runtime_error.
 class EmulatedLine {
   public:
     EmulatedLine(const emulator::SpherePart &part, double mmPerCount);
@@ -17,6 +18,8 @@ class EmulatedLine {
 
     /// Port name of the controller.
     std::string Port() const;
+    /// Port name of the head.
+    std::string HeadPort() const;
 
   private:
     struct Running;

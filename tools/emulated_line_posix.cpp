@@ -7,6 +7,7 @@
 
 #include "controller.h"
 #include "emulated_line.h"
+#include "head.h"
 #include "line_host.h"
 #include "pseudo_terminal.h"
 
@@ -14,6 +15,7 @@ namespace cmm {
 namespace {
 
 constexpr int kControllerPort = 3;
+constexpr int kHeadPort = 4;
 
 std::string MakeFolder() {
     std::string folder = "/tmp/cmm_ports_XXXXXX";
@@ -35,19 +37,25 @@ struct EmulatedLine::Running {
     Running(const emulator::SpherePart &part, double mmPerCount) : controller(Options(part, mmPerCount)) {
         terminal.LinkAs(folder, kControllerPort);
         setenv("CC_PORT_DIR", folder.c_str(), 1);
-        host.Add(controller, terminal.Descriptor(), emulator::kByteTimeController, [this] { terminal.Unplug(); });
+        host.Add(controller, terminal.Descriptor(), emulator::kByteTimeController,
+                 [this] { terminal.Unplug(); });
+        headTerminal.LinkAs(folder, kHeadPort);
+        host.Add(head, headTerminal.Descriptor(), emulator::kByteTimeHead, [this] { headTerminal.Unplug(); });
         thread = std::thread([this] { host.Run(stop); });
     }
     ~Running() {
         stop = true;
         thread.join();
         terminal.Unplug();
+        headTerminal.Unplug();
         rmdir(folder.c_str());
     }
 
     std::string folder = MakeFolder();
     emulator::Controller controller;
+    emulator::Head head{emulator::HeadOptions{}};
     emulator::PseudoTerminal terminal;
+    emulator::PseudoTerminal headTerminal;
     emulator::LineHost host;
     std::atomic<bool> stop{false};
     std::thread thread;
@@ -58,6 +66,12 @@ EmulatedLine::EmulatedLine(const emulator::SpherePart &part, double mmPerCount)
 
 EmulatedLine::~EmulatedLine() = default;
 
-std::string EmulatedLine::Port() const { return "COM" + std::to_string(kControllerPort); }
+std::string EmulatedLine::Port() const {
+    return "COM" + std::to_string(kControllerPort);
+}
+
+std::string EmulatedLine::HeadPort() const {
+    return "COM" + std::to_string(kHeadPort);
+}
 
 }  // namespace cmm

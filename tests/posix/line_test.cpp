@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "controller.h"
+#include "head.h"
 #include "line_host.h"
 #include "pseudo_terminal.h"
 #include "support/client.h"
@@ -79,8 +80,8 @@ TEST_F(PosixLine, ThousandsOfCommands) {
     ControllerInfo info{};
     ASSERT_EQ(CC_START(1, &info, 0), 1);
     EXPECT_EQ(info.controllerLevel, 16);
-    // Two frames that reach a line-event thread which the system kept waiting are one event, and from then on reception
-    // is a frame behind, until the input is purged on the way to status 0.
+    // Two frames that reach a line-event thread which the system kept waiting are one event, and from then on
+    // reception is a frame behind, until the input is purged on the way to status 0.
     int purges = 0;
     const auto insist = [&purges](const auto &call) {
         for (; call() != 1 && purges < 5; ++purges) {
@@ -162,6 +163,30 @@ TEST_F(PosixLine, UnpluggedInTheMiddleOfACommand) {
     EXPECT_EQ(CC_IO(1, 1, words), 0);
     CC_DONE(1, 2);
     EXPECT_EQ(Open(1), CC_PORT_NOT_OPENED);
+}
+
+TEST_F(PosixLine, ControllerAndHeadWorkAtOnce) {
+    Head head(HeadOptions{.speed = 720, .answerDelay = 5 * kMillisecond});
+    terminals[1].LinkAs(folder, 2);
+    host.Add(head, terminals[1].Descriptor(), 0, [this] { terminals[1].Unplug(); });
+    Serve(1, Quick());
+    const char *const ini = IniFile("[Timers]\nLo Period=2\nHi Period=5\ntimeout=2\nPH9 timeout=2\n");
+    ASSERT_EQ(CC_INIT(nullptr, 1, Recorder(1), "COM1", "COM2", 1, 0.0001, 1, 0, ini), CC_OK);
+    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
+    for (int i = 1; i <= 10; ++i) {
+        const double position[6] = {1.0 * i, 0, 0, 0, 0, 0};
+        CC_MOVE(1, 0, position, 0, 0, nullptr, nullptr, 0);
+        CC_LOOP_RUN(5);
+        EXPECT_EQ(CC_PHSetPosition(1, 7.5 * i, -7.5 * i, 0, 0), 1) << i;
+        double a = 0, b = 0;
+        CC_PHGetPosition(1, &a, &b);
+        EXPECT_EQ(a, 7.5 * i);
+        EXPECT_EQ(b, -7.5 * i);
+    }
+    for (int i = 0; i < 2000 && EventsOf(1, 16).size() < 10; ++i) CC_LOOP_RUN(5);
+    EXPECT_EQ(EventsOf(1, 16).size(), 10u);
+    CC_DONE(1, 2);
+    StopHost();
 }
 
 TEST_F(PosixLine, APortIsOpenedByOneArmOnly) {

@@ -1,0 +1,233 @@
+// The probe head on its own virtual line, with the emulated controller on the arm's.
+#include "controller.h"
+#include "head.h"
+#include "support/inside.h"
+#include "support/virtual_peer.h"
+
+namespace cc::test {
+namespace {
+
+using namespace emulator;
+using platform::VirtualPort;
+using platform::World;
+
+constexpr int32_t kArmPort = 3;
+constexpr int32_t kHeadPort = 4;
+constexpr int64_t kByteTime4800 = 2292;
+using Texts = std::vector<std::string>;
+
+class HeadTest : public ArmTest {
+  protected:
+    uint16_t Open(const char *headPort = "COM4:4800,n,8,2", const char *settings = "PH9 timeout=1\n") {
+        const std::string text = std::string("[Timers]\nLo Period=10\nHi Period=10\ntimeout=2\n") + settings;
+        return CC_INIT(nullptr, 1, Recorder(1), "COM3", headPort, 1, 0.001, 1, 0, IniFile(text));
+    }
+    static int64_t Now() { return World::Instance().Now() / platform::kMillisecond; }
+
+    /// Commands that the head has received since the last call.
+    Texts Received() {
+        const Texts all = head.Commands();
+        const Texts fresh(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
+        seen_ = all.size();
+        return fresh;
+    }
+
+    Controller controller{ControllerOptions{}};
+    VirtualPeer arm{kArmPort, controller};
+    Head head{HeadOptions{.speed = 360}};
+    VirtualPeer line{kHeadPort, head, kByteTime4800};
+
+  private:
+    size_t seen_ = 0;
+};
+
+TEST_F(HeadTest, StartsReportsAndTurns) {
+    ASSERT_EQ(Open(), 0);
+    EXPECT_EQ(Received(), (Texts{"S", "S"}));
+    const platform::LineSettings settings = VirtualPort::Number(kHeadPort).Settings();
+    EXPECT_EQ(settings.baud, 4800);
+    EXPECT_EQ(settings.parity, 'N');
+    EXPECT_EQ(settings.stopBits, 2);
+    EXPECT_EQ(settings.handshake, 2);
+    EXPECT_EQ(settings.eventChar, 13);
+    EXPECT_EQ(CC_PHMoving(1), 0);
+    EXPECT_EQ(CC_PHLevePresent(1), 1);
+    EXPECT_EQ(CC_PHCurrentMode(1), 0);
+
+    EXPECT_EQ(CC_PHSetPosition(1, 45.0, -90.0, 0, 0), 1);
+    EXPECT_EQ(Received(), (Texts{"A45.0", "B-90.0", "U"}));
+    double a = 0, b = 0;
+    PH9_GetPosition(&a, &b);
+    EXPECT_EQ(a, 45.0);
+    EXPECT_EQ(b, -90.0);
+    EXPECT_EQ(PH9_SetPosition(45.0, -90.0, 0, 0), 1);  // there already
+    EXPECT_TRUE(Received().empty());
+    EXPECT_EQ(CC_PHSetPosition(1, 45.0, -90.0, 1, 0), 1);
+    EXPECT_EQ(Received(), (Texts{"A45.0", "B-90.0", "U"}));
+    EXPECT_EQ(CC_PHSetPosition(1, 45.06, 0, 0, 0), 0);  // the head reports 45.1
+    EXPECT_EQ(Received(), (Texts{"A45.1", "B0.0", "U"}));
+    EXPECT_EQ(CC_PHSetPosition(1, 1e20, 0, 0, 0), 0);  // no such text
+    EXPECT_EQ(CC_PHSetPosition(1, std::numeric_limits<double>::infinity(), 0, 0, 0), 0);
+    EXPECT_TRUE(Received().empty());
+}
+
+TEST_F(HeadTest, ModesByCommandByHandAndByTheWorker) {
+    ASSERT_EQ(Open(), 0);
+    Received();
+    EXPECT_EQ(PH9_AUTOMODE(), 1);
+    EXPECT_TRUE(Received().empty());
+    EXPECT_EQ(CC_PHMANMODE(1), 1);
+    EXPECT_EQ(CC_PHMANMODE(1), 1);
+    EXPECT_EQ(CC_PHCurrentMode(1), 1);
+    EXPECT_EQ(CC_PHSetPosition(1, 1, 2, 1, 0), 0);
+    EXPECT_EQ(Received(), Texts{"M"});
+    line.Ask([this] { head.AskForAutomatic(); });
+    CC_LOOP_RUN(500);
+    EXPECT_EQ(Received(), Texts{"N"});
+    EXPECT_EQ(PH9_CurrentMode(), 0);
+    line.Ask([this] { head.SwitchByHand(true); });
+    CC_LOOP_RUN(500);
+    EXPECT_EQ(CC_PHCurrentMode(1), 1);
+    head.options.hasManualMode = false;
+    EXPECT_EQ(PH9_AUTOMODE(), 1);
+    EXPECT_EQ(PH9_LevePresent(), 0);
+    EXPECT_EQ(PH9_MANMODE(), 0);
+}
+
+TEST_F(HeadTest, ASilentHeadIsAskedElevenTimes) {
+    ASSERT_EQ(Open(), 0);
+    head.options.silent = true;
+    Received();
+    const int64_t before = Now();
+    EXPECT_EQ(CC_PHUpdate(1), 1);
+    EXPECT_EQ(Received(), Texts(11, "U"));
+    EXPECT_NEAR(static_cast<double>(Now() - before), 11000, 20);  // 11 waits of 100 polls
+    arm1.head.manualMode = 1;
+    EXPECT_EQ(CC_PHAUTOMODE(1), 1);
+    EXPECT_EQ(Received(), Texts(11, "N"));
+    EXPECT_EQ(CC_PHCurrentMode(1), 0);
+    EXPECT_EQ(CC_PHSetPosition(1, 10, 20, 0, 0), 0);
+    EXPECT_EQ(Received().size(), 33u);
+}
+
+TEST_F(HeadTest, TimeoutsAreCountedInPolls) {
+    ASSERT_EQ(Open(), 0);
+    // Read on the poll that finds the line ready: the answer "A0.0B0.0" and its end take 9 bytes after the delay.
+    const auto updatesWithDelay = [this](int64_t milliseconds) {
+        head.options.answerDelay = milliseconds * emulator::kMillisecond - 11 * kByteTime4800;
+        Received();
+        CC_PHUpdate(1);
+        CC_LOOP_RUN(2000);
+        return Received().size();
+    };
+    EXPECT_EQ(updatesWithDelay(995), 1u);   // seen by the 100th poll, at 1000 ms
+    EXPECT_EQ(updatesWithDelay(1005), 2u);  // after it: sent again
+    ASSERT_EQ(Open("COM4", "PH9 timeout=0\n"), 0);
+    Received();
+    const int64_t before = Now();
+    EXPECT_EQ(CC_PHUpdate(1), 1);
+    EXPECT_EQ(Now(), before);  // nothing is polled
+}
+
+TEST_F(HeadTest, AnErrorRaisesAnEmergencyAndCountsAsUnanswered) {
+    ASSERT_EQ(Open(), 0);
+    arm1.session.extendedStart = 0;  // otherwise an emergency under way needs no further one
+    Received();
+    head.FailNext('F');
+    EXPECT_EQ(CC_PHSetPosition(1, 15, 0, 1, 0), 1);  // the second try is answered
+    EXPECT_EQ(Received(), (Texts{"A15.0", "A15.0", "B0.0", "U"}));
+    CC_LOOP_RUN(500);
+    EXPECT_EQ(controller.Commands().at(300), 1);
+    EXPECT_EQ(EventsOf(1, 3).at(0).words[0], 170);  // "F" + 100
+    // Seen by the worker's own poll.
+    line.Ask([this] { head.GiveError('X'); });
+    CC_LOOP_RUN(500);
+    EXPECT_EQ(controller.Commands().at(300), 2);
+    EXPECT_EQ(EventsOf(1, 3).at(1).words[0], 188);
+    EXPECT_EQ(arm1.head.headEvent, 0);
+}
+
+TEST_F(HeadTest, AnswersThatComeTogetherOrAreTooLongAreRead) {
+    ASSERT_EQ(Open(), 0);
+    EXPECT_EQ(CC_PHSetPosition(1, 30, 15, 1, 0), 1);
+    arm1.head.headA = arm1.head.headB = 0;
+    head.options.overLong = true;
+    line.Ask([this] { head.SwitchByHand(false); });
+    for (int i = 0; i < 1000 && arm1.head.headA == 0; ++i) CC_LOOP_RUN(10);
+    EXPECT_EQ(arm1.head.headA, 30);
+    EXPECT_EQ(arm1.head.headB, 15);
+    EXPECT_EQ(std::string(arm1.head.headReply).size(), 99u);
+    CC_LOOP_RUN(20);
+    EXPECT_EQ(std::string(arm1.head.headReply).size(), 32u);  // the rest, classified by itself
+    EXPECT_EQ(arm1.head.headEvent, 0);
+    head.options.overLong = false;
+    head.options.twoAtOnce = true;
+    Received();
+    EXPECT_EQ(CC_PHUpdate(1), 1);
+    EXPECT_EQ(Received().size(), 2u);  // the first answer came with the second
+    EXPECT_EQ(arm1.head.headA, 30);
+}
+
+TEST_F(HeadTest, StartUpResults) {
+    EXPECT_EQ(Open("LPT1"), 1038);
+    EXPECT_EQ(Open(""), 1038);
+    EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
+    EXPECT_EQ(Open("COM3"), 527);  // taken by the arm itself
+    VirtualPort::Number(kHeadPort).present = false;
+    EXPECT_EQ(Open(), 527);
+    EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
+    VirtualPort::Number(kHeadPort).present = true;
+    VirtualPort::Number(kHeadPort).writeSpace = 2;  // for the first "S" only
+    EXPECT_EQ(Open(), 527);
+    EXPECT_FALSE(VirtualPort::Number(kHeadPort).IsOpen());
+    EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
+    EXPECT_EQ(CC_GETSTATUS(1), -1);
+    VirtualPort::Number(kHeadPort).writeSpace = UINT32_MAX;
+    head.options.silent = true;
+    Received();
+    EXPECT_EQ(Open(), 0);  // a head that does not answer is no failure
+    EXPECT_EQ(Received(), Texts(12, "S"));
+    EXPECT_EQ(CC_PHMoving(1), 1);
+    CC_DONE(1, 2);
+    EXPECT_FALSE(VirtualPort::Number(kHeadPort).IsOpen());
+}
+
+TEST_F(HeadTest, AHeadThatAnswersWithAnErrorAtItsStartIsNoFailure) {
+    head.FailNext('E');
+    EXPECT_EQ(Open(), 0);
+    EXPECT_EQ(controller.Commands().at(300), 1);
+    EXPECT_EQ(arm1.head.headA, 0.0);
+}
+
+TEST_F(HeadTest, AnUnpluggedHeadCannotBeTold) {
+    ASSERT_EQ(Open(), 0);
+    line.Ask([this] { head.Unplug(); });
+    EXPECT_EQ(CC_PHUpdate(1), 0);
+    EXPECT_EQ(CC_PHSetPosition(1, 1, 2, 1, 0), 0);
+    CC_LOOP_RUN(200);
+    EXPECT_EQ(CC_GETSTATUS(1), 0);  // the arm goes on
+}
+
+TEST_F(HeadTest, InSimulationTheRecordAnswers) {
+    for (const uint16_t flags : {CC_SIMULATION | CC_SIMULATED_HEAD, +CC_SIMULATED_HEAD}) {
+        ASSERT_EQ(CC_INIT(nullptr, 1, nullptr, "COM3", "COM4", 1, 0.001, 1, flags, nullptr), 0);
+        double a = 5, b = 5;
+        CC_PHGetPosition(1, &a, &b);
+        EXPECT_EQ(a, 0.0);
+        EXPECT_EQ(CC_PHSetPosition(1, 12.34, -7, 0, 0), 1);
+        CC_PHGetPosition(1, &a, &b);
+        EXPECT_EQ(a, 12.34);
+        EXPECT_EQ(b, -7.0);
+        EXPECT_EQ(CC_PHMoving(1), 0);
+        EXPECT_EQ(CC_PHUpdate(1), 1);
+        EXPECT_EQ(CC_PHMANMODE(1), 0);
+        CC_LOOP_RUN(200);
+        EXPECT_EQ(arm1.head.headEvent, 0);
+        EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
+        CC_DONE(1, 2);
+    }
+    EXPECT_TRUE(Received().empty());
+}
+
+}  // namespace
+}  // namespace cc::test
