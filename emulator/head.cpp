@@ -56,8 +56,8 @@ void Head::AnswerLater(int64_t delay, const std::string &text) {
 
 std::string Head::Position() const {
     char text[64];
-    std::snprintf(text, sizeof text, "%s%sA%.1fB%.1f", options.hasManualMode ? "" : "H", manual_ ? "M" : "", angles_[0],
-                  angles_[1]);
+    std::snprintf(text, sizeof text, "%s%sA%.1fB%.1f", options.hasManualMode ? "" : "H", manual_ ? "M" : "",
+                  angles_[0], angles_[1]);
     return text;
 }
 

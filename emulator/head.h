@@ -8,12 +8,12 @@
 namespace emulator {
 
 struct HeadOptions {
-    double speed = 90;                          // degrees a second
-    int64_t answerDelay = 20 * kMillisecond;    // from a command to its answer, turning not counted
+    double speed = 90;                        // degrees a second
+    int64_t answerDelay = 20 * kMillisecond;  // from a command to its answer, turning not counted
     bool hasManualMode = true;
-    bool silent = false;       // answers nothing
-    bool twoAtOnce = false;    // holds each answer back until the next one, and sends both in one piece
-    bool overLong = false;     // fills each answer up to 130 characters
+    bool silent = false;     // answers nothing
+    bool twoAtOnce = false;  // holds each answer back until the next one, and sends both in one piece
+    bool overLong = false;   // fills each answer up to 130 characters
 };
 
 /// Answers S, U, M, N, A and B. An angle is acknowledged when the head has turned there.

@@ -418,6 +418,8 @@ CC_API int16_t CC_CALL L2S_StopScan(void);
 
 /* ---------------------------------------------------------------- single-arm entry points: arm 1 */
 
+/* Each is the CC_ function of the same meaning on arm 1, with the same arguments, result and waits. */
+
 /* CC_INIT of arm 1 with wristScale 1.0 and the initialisation file "VELMAR.INI". */
 CC_API uint16_t CC_CALL L2_INIT(void *window, CC_NOTIFY notifyCallback, const char *portDef,
                                 const char *headPortDef, int16_t extendedStart, double linearScale,

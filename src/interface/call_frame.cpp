@@ -27,6 +27,10 @@ int16_t WaitForAck(ArmContext &context, uint32_t timeoutMs) {
     return 0;
 }
 
+bool IsTicking(const ArmContext &context) {
+    return context.connection.mmTimerRunning != 0;
+}
+
 uint16_t CompletionLimit(const ArmContext &context) {
     const int32_t ticks = context.settings.timeoutTicks;
     return static_cast<uint16_t>(context.connection.workerActive != 0 ? ticks : 2 * ticks);
@@ -37,7 +41,7 @@ int16_t WaitForCompletion(int16_t arm) {
     const uint16_t limit = CompletionLimit(context);
     const TickCounter counter(context.counters);
     if (!counter.IsTaken()) return 0;
-    while (context.replies.awaitedReply != kNothingAwaited && counter.Ticks() < limit) {
+    while (context.replies.awaitedReply != kNothingAwaited && counter.Ticks() < limit && IsTicking(context)) {
         platform::Sleep(kDecodeIntervalMs);
         DecodeReplies(arm);
     }

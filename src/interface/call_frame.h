@@ -15,11 +15,15 @@ inline constexpr uint32_t kAckTimeoutMs = 3000;
 /// Received ".
 int16_t WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
 
+/// Whether the arm's ticks go on, without which no wait would end: the client may have closed the arm in its
+/// callback.
+bool IsTicking(const ArmContext &context);
+
 /// Ticks that a completion wait of the arm may take.
 uint16_t CompletionLimit(const ArmContext &context);
 
 /// Decodes replies, one every 10 ms, until the awaited one has come. Result: 1 when it has, 0 after
-/// CompletionLimit ticks, or at once when no tick counter is free.
+/// CompletionLimit ticks, or at once when no tick counter is free or the arm does not tick.
 int16_t WaitForCompletion(int16_t arm);
 
 /// Sends a message whose reply did not come up to four times, then once more after a restart of the link;

@@ -207,7 +207,9 @@ void OrderShutdown(ArmContext &context, int16_t arm, int16_t shutdownMode) {
 // Gives the link time to deliver the last message.
 void WaitForDelivery(ArmContext &context) {
     const TickCounter counter(context.counters);
-    while (counter.IsTaken() && counter.Ticks() < context.settings.timeoutTicks) platform::Yield();
+    while (counter.IsTaken() && counter.Ticks() < context.settings.timeoutTicks && IsTicking(context)) {
+        platform::Yield();
+    }
 }
 
 void ReleaseArm(ArmContext &context) {

@@ -76,6 +76,7 @@ void WorkerStep(int16_t arm) {
     ArmContext &context = SelectArm(arm);
     if (context.connection.workerActive != 1) return;
     DecodeReplies(arm);
+    if (context.connection.connectionOpen == 0) return;  // the client closed the arm in its callback
     if (context.replies.awaitedReply == kNothingAwaited) SendAutomaticCommands(context, arm);
     FlushMoveRing(arm);
     AutoCoordTick(context);

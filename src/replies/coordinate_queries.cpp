@@ -25,7 +25,7 @@ int16_t WaitForCoordinates(ArmContext &context, int16_t arm) {
     const TickCounter counter(context.counters);
     if (!counter.IsTaken() || WaitForAck(context) == 0) return 0;
     WaitForCompletion(arm);
-    while (context.replies.coordAnswered == 0 && counter.Ticks() < limit) {
+    while (context.replies.coordAnswered == 0 && counter.Ticks() < limit && IsTicking(context)) {
         DecodeReplies(arm);
         if (context.replies.coordAnswered == 0) platform::Yield();
     }

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "controller.h"
+#include "platform/message_loop.h"
 #include "support/inside.h"
 #include "support/virtual_peer.h"
 
@@ -138,9 +139,10 @@ TEST_F(EmulatedTest, AnyOneFrameMayBeLost) {
 
 TEST_F(EmulatedTest, FaultsOfEachKindAreOvercome) {
     // A wrong bit may turn one frame into another, so corruption strikes frames that keep their kind.
-    for (const char *const fault : {"to-host:repeat%20", "to-controller:repeat%20", "split%30", "delay=20%10",
-                                    "line-error%5", "to-controller:line-error@20", "restart@30",
-                                    "silence=2500@25", "to-host:drop%3", "to-controller:drop%3"}) {
+    for (const char *const fault :
+         {"to-host:repeat%20", "to-controller:repeat%20", "split%30", "delay=20%10", "line-error%5",
+          "to-controller:line-error@20", "restart@30", "silence=2500@25", "to-host:corrupt@40",
+          "to-controller:corrupt@45", "to-host:drop%3", "to-controller:drop%3"}) {
         ForgetSessions();
         Controller controller(WithSphere());
         controller.Faults().Seed(5);
@@ -182,6 +184,27 @@ TEST_F(EmulatedTest, AMoveIntoThePartIsAnEmergency) {
     EXPECT_EQ(EventsOf(1, 3).size(), 1u);
     EXPECT_EQ(CC_GETSTATUS(1), 2);
     EXPECT_TRUE(Reach(1, 0));  // the worker brings it back to status 0
+}
+
+TEST_F(EmulatedTest, OpeningsThatFailHaveTheirCodesAndCloseThePort) {
+    ControllerOptions options = WithSphere();
+    options.wantsTable = true;
+    Controller controller(options);
+    controller.Faults().Add(ParseFault("to-controller:silence=1000000@40"));  // in the middle of the table
+    const VirtualPeer peer(kPort, controller);
+    EXPECT_EQ(Open(1, kPort), 770);
+    EXPECT_FALSE(platform::VirtualPort::Number(kPort).IsOpen());
+    controller.Faults().Clear();
+    World::Instance().Pass(1000 * emulator::kSecond);
+    World::Instance().refusesTimers = true;
+    EXPECT_EQ(Open(1, kPort), 525);
+    EXPECT_EQ(OpenSimulated(1), 525);
+    World::Instance().refusesTimers = false;
+    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] {});
+    EXPECT_EQ(Open(1, kPort), 771);
+    platform::StopWindowTimer(nullptr, taken);
+    EXPECT_FALSE(platform::VirtualPort::Number(kPort).IsOpen());
+    EXPECT_EQ(Open(1, kPort), 0);
 }
 
 TEST_F(EmulatedTest, TheTableIsDownloadedOnRequest) {

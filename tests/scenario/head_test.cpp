@@ -1,6 +1,6 @@
 // The probe head on its own virtual line, with the emulated controller on the arm's.
-#include "controller.h"
 #include "head.h"
+#include "controller.h"
 #include "support/inside.h"
 #include "support/virtual_peer.h"
 
@@ -112,7 +112,8 @@ TEST_F(HeadTest, ASilentHeadIsAskedElevenTimes) {
 
 TEST_F(HeadTest, TimeoutsAreCountedInPolls) {
     ASSERT_EQ(Open(), 0);
-    // Read on the poll that finds the line ready: the answer "A0.0B0.0" and its end take 9 bytes after the delay.
+    // Read on the poll that finds the line ready: the answer "A0.0B0.0" and its end take 9 bytes after the
+    // delay.
     const auto updatesWithDelay = [this](int64_t milliseconds) {
         head.options.answerDelay = milliseconds * emulator::kMillisecond - 11 * kByteTime4800;
         Received();

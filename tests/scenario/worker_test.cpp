@@ -65,6 +65,25 @@ TEST_F(WorkerTest, ServesArmOneFirstAndNeverInsideItself) {
     EXPECT_EQ(L2HI_WORKER_TEMP(), 1);
 }
 
+TEST_F(WorkerTest, ACallbackMayCloseTheArm) {
+    arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
+        if (event == 23) CC_DONE(1, 2);
+    };
+    Inject(1, Hex("02 01 36"));
+    arm1.replies.controllerState = 3;
+    CC_FLYONOFF(1, 1);
+    const SentMessages sent;
+    WorkerStep(1);
+    EXPECT_EQ(sent.Normal(), Messages{Hex("04 01 'P' '1' '2'")});  // nothing behind the shutdown
+    ASSERT_EQ(OpenSimulated(1), 0);
+    arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
+        if (event == 23) CC_DONE(1, 2);
+    };
+    Inject(1, Hex("02 01 36"));
+    arm1.simulator.simState = 7;  // no answer: the wait goes on when the callback has closed the arm
+    EXPECT_EQ(CC_SETSTATUS(1, 1), 0);
+}
+
 TEST_F(WorkerTest, TicksOfOtherTimersChangeNothing) {
     const int16_t counter = CreateCounter();
     const uint32_t own = arm1.connection.mmTimerId;

@@ -34,6 +34,8 @@ class World {
     /// Lets time pass until `reached` gives true, at most until `deadline`. Result: what `reached` gave last.
     bool PassUntil(int64_t deadline, const std::function<bool()> &reached);
 
+    /// Whether periodic timers cannot be started.
+    bool refusesTimers = false;
     /// Texts of the message boxes shown so far.
     std::vector<std::string> messageBoxes;
 
