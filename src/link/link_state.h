@@ -63,6 +63,8 @@ struct LinkState {
     LinkStatistics statistics;
     FrameHistory history;
 
+    uint32_t ticksDue = 0;  // ticks that the link has not counted yet; of the timer thread alone
+
     // Read by the caller's thread with each reply it takes; relaxed, as nothing else hangs on them.
     std::atomic<uint32_t> awaitingPeerStart{0};
     std::atomic<uint32_t> awaitingStartAck{0};

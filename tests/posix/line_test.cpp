@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <thread>
 
@@ -143,10 +142,7 @@ TEST_F(PosixLine, ClosesWhileDataPoursIn) {
         while (pouring) terminals[0].Write(noise.data(), noise.size());
     });
     CC_LOOP_RUN(200);
-    const auto begin = std::chrono::steady_clock::now();
-    CC_DONE(1, 2);
-    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
-    EXPECT_LT(passed.count(), 10);  // the time-out of 2 s and no hanging
+    CC_DONE(1, 2);  // ends, although nobody takes what the host answers
     pouring = false;
     flood.join();
     EXPECT_EQ(CC_GETSTATUS(1), -1);

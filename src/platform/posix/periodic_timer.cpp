@@ -15,8 +15,9 @@ struct Timer {
     int64_t due;     // ns, MonotonicNow's time
 };
 
-// A process that was stopped for longer than this does not make up for the ticks it missed.
-constexpr int64_t kLongestCatchUp = 1'000'000'000;
+// A callback that was kept waiting, by a line's write time-out at the worst, makes up for the ticks it
+// missed; a process that was stopped for longer than this does not.
+constexpr int64_t kLongestCatchUp = 10'000'000'000;
 
 Monitor monitor;
 Timer timers[8];
