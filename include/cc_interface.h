@@ -44,7 +44,7 @@
 #define CC_CALL __stdcall
 #define CC_CDECL __cdecl
 #if defined(CC_INTERFACE_BUILD)
-#define CC_API
+#define CC_API __declspec(dllexport)
 #else
 #define CC_API __declspec(dllimport)
 #endif

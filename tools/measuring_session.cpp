@@ -4,7 +4,6 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "cc_interface.h"
 #include "worker_loop.h"
 
 namespace cmm {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cc_interface.h"
 #include "probing_plan.h"
 
 namespace cmm {
@@ -49,7 +50,7 @@ class MeasuringSession {
     bool Close();
 
   private:
-    static void OnEvent(int32_t event, uint32_t info, void *data);
+    static void CC_CALL OnEvent(int32_t event, uint32_t info, void *data);
 
     void Note(int32_t event, uint32_t info, const void *data);
     void AwaitStatus(int16_t status, int seconds, const char *what);

@@ -1,0 +1,10 @@
+# The compilers of both Windows builds: the variant with POSIX threads, everything linked statically.
+set(CMAKE_C_COMPILER ${cc_triplet}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${cc_triplet}-g++-posix)
+set(CMAKE_RC_COMPILER ${cc_triplet}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${cc_triplet})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)

@@ -1,0 +1,139 @@
+#include "platform/line_watcher.h"
+
+#include "platform/win32/line.h"
+
+namespace cc::platform {
+namespace {
+
+// Everything but the arrival of a plain character: event character, modem lines, break, line errors, end of sending.
+constexpr DWORD kEventMask =
+    EV_RXFLAG | EV_TXEMPTY | EV_CTS | EV_DSR | EV_RLSD | EV_BREAK | EV_ERR;  // 254
+constexpr DWORD kReducedMask = EV_RXFLAG;
+
+// A driver that lets input lie this long without an event does not report the event character.
+constexpr DWORD kUnreportedMs = 200;
+
+DWORD PendingInput(HANDLE handle) {
+    DWORD errors = 0;
+    COMSTAT status{};
+    return ClearCommError(handle, &errors, &status) != 0 ? status.cbInQue : 0;
+}
+
+// So many waits in a row that end without an event are the driver's failure; a change of the mask ends one that way.
+constexpr int kMostEmptyWaits = 16;
+
+enum class Outcome { Event, Empty, Nothing, Failed, Unreported };
+
+// Waits for one line event; `pending`: the wait of the last call goes on.
+Outcome WaitForEvent(Line &line, DWORD &events, bool &pending) {
+    const HANDLE handle = line.handle.load();
+    if (!pending) {
+        events = 0;
+        ResetEvent(line.watching.data.hEvent);
+        if (WaitCommEvent(handle, &events, &line.watching.data) != 0) {
+            return events != 0 ? Outcome::Event : Outcome::Empty;
+        }
+        if (GetLastError() != ERROR_IO_PENDING) return Outcome::Failed;
+        pending = true;
+    }
+    const HANDLE waits[] = {line.watching.data.hEvent, line.endEvent};
+    const DWORD waited = WaitForMultipleObjects(2, waits, FALSE, kUnreportedMs);
+    if (waited == WAIT_TIMEOUT) return PendingInput(handle) > 0 ? Outcome::Unreported : Outcome::Nothing;
+    if (waited != WAIT_OBJECT_0) return Outcome::Nothing;
+    pending = false;
+    DWORD unused = 0;
+    const bool completed = GetOverlappedResult(handle, &line.watching.data, &unused, FALSE) != 0;
+    return completed && events != 0 ? Outcome::Event : Outcome::Empty;
+}
+
+// Watches by line events. Ends with the line, or when the driver turns out not to report the event character.
+void WatchEvents(Line &line) {
+    DWORD mask = kEventMask;
+    if (SetCommMask(line.handle, mask) == 0) SetCommMask(line.handle, mask = kReducedMask);
+    DWORD events = 0;
+    bool pending = false;
+    int emptyWaits = 0;
+    while (!line.ending) {
+        ::Sleep(0);
+        Outcome outcome = WaitForEvent(line, events, pending);
+        emptyWaits = outcome == Outcome::Empty ? emptyWaits + 1 : 0;
+        if (emptyWaits > kMostEmptyWaits) outcome = Outcome::Failed;
+        switch (outcome) {
+            case Outcome::Event:
+                if ((events & EV_RXFLAG) != 0 && !line.ending) line.procedure(line.user);
+                break;
+            case Outcome::Empty:
+            case Outcome::Nothing:
+                break;
+            case Outcome::Failed:
+                if (mask == kReducedMask) return;
+                SetCommMask(line.handle, mask = kReducedMask);
+                emptyWaits = 0;
+                break;
+            case Outcome::Unreported:
+                return;
+        }
+    }
+}
+
+// Ends the wait for an event that is still under way: a change of the mask does. A driver that does not follow leaves it
+// to the closing of the device; its memory lives as long as the line.
+void EndWait(Line &line) {
+    if (SetCommMask(line.handle, 0) != 0) WaitForSingleObject(line.watching.data.hEvent, kUnreportedMs);
+}
+
+// Watches the input itself: each pull waits for a byte up to the read time-out, so this does not spin.
+void WatchInput(Line &line) {
+    line.watchesInput = true;
+    while (!line.ending) {
+        line.PullInput(line.pulling);
+        bool report = false;
+        {
+            const std::lock_guard guard(line.pullLock);
+            report = line.eventPending;
+            line.eventPending = false;
+        }
+        if (report && !line.ending) line.procedure(line.user);
+    }
+}
+
+DWORD WINAPI Watch(void *state) {
+    Line &line = *static_cast<Line *>(state);
+    WatchEvents(line);
+    EndWait(line);
+    if (!line.ending) WatchInput(line);
+    return 0;
+}
+
+}  // namespace
+
+bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure, void *user) {
+    Line &line = *serialLine.State();
+    if (!line.IsOpen() || line.thread != nullptr) return false;
+    line.procedure = procedure;
+    line.user = user;
+    line.thread = CreateThread(nullptr, 0, Watch, &line, 0, &line.threadId);
+    if (line.thread == nullptr) return false;
+    SetThreadPriority(line.thread, priority == WatcherPriority::TimeCritical ? THREAD_PRIORITY_TIME_CRITICAL
+                                                                             : THREAD_PRIORITY_HIGHEST);
+    line_ = &line;
+    return true;
+}
+
+void LineWatcher::Rearm() {
+    if (line_ != nullptr && line_->IsOpen() && !line_->watchesInput) SetCommMask(line_->handle, kEventMask);
+}
+
+bool LineWatcher::Stop(uint32_t milliseconds) {
+    if (line_ == nullptr) return true;
+    Line &line = *line_;
+    line_ = nullptr;
+    line.ending = true;
+    SetEvent(line.endEvent);
+    const bool ended = WaitForSingleObject(line.thread, milliseconds) == WAIT_OBJECT_0;
+    CloseHandle(line.thread);
+    line.thread = nullptr;
+    return ended;
+}
+
+}  // namespace cc::platform

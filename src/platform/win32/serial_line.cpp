@@ -1,0 +1,175 @@
+#include "platform/serial_line.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/win32/line.h"
+
+namespace cc::platform {
+namespace {
+
+constexpr DWORD kDriverBuffer = 1024;
+
+// A controller and a head for each arm.
+Line lines[4];
+std::atomic<bool> taken[4];
+
+void ClearError(HANDLE handle) {
+    DWORD errors = 0;
+    ClearCommError(handle, &errors, nullptr);
+}
+
+COMMTIMEOUTS Timeouts(uint32_t readMs, uint32_t writeMs) {
+    COMMTIMEOUTS timeouts{};
+    timeouts.ReadTotalTimeoutConstant = readMs;
+    timeouts.WriteTotalTimeoutConstant = writeMs;
+    return timeouts;
+}
+
+}  // namespace
+
+DWORD Line::ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited) {
+    const HANDLE device = handle.load();
+    DWORD taken_ = 0;
+    if (device == INVALID_HANDLE_VALUE || ending) return 0;
+    if (ReadFile(device, buffer, count, &taken_, &operation.data) != 0) return taken_;
+    if (GetLastError() != ERROR_IO_PENDING) {
+        ClearError(device);
+        return 0;
+    }
+    waited = true;
+    WaitForSingleObject(operation.data.hEvent, INFINITE);
+    GetOverlappedResult(device, &operation.data, &taken_, FALSE);
+    return taken_;
+}
+
+void Line::PullInput(Overlapped &operation) {
+    uint8_t byte = 0;
+    bool waited = false;
+    if (ReadDevice(operation, &byte, 1, waited) == 0) return;
+    const std::lock_guard guard(pullLock);
+    if (byte == settings.eventChar) eventPending = true;
+    if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = byte;
+    SetEvent(pulledEvent);
+}
+
+DWORD Line::TakePulled(uint8_t *buffer, DWORD count) {
+    const std::lock_guard guard(pullLock);
+    const auto moved = static_cast<DWORD>(std::min<size_t>(count, pulledCount));
+    for (DWORD i = 0; i < moved; ++i) buffer[i] = pulled[(pulledFirst + i) % sizeof pulled];
+    pulledFirst = (pulledFirst + moved) % sizeof pulled;
+    pulledCount -= moved;
+    return moved;
+}
+
+SerialLine::SerialLine() : line_(nullptr) {
+    for (size_t i = 0; i < std::size(lines); ++i) {
+        if (taken[i].exchange(true)) continue;
+        line_ = &lines[i];
+        return;
+    }
+    std::abort();
+}
+
+SerialLine::~SerialLine() {
+    Close();
+    taken[line_ - lines] = false;
+}
+
+bool SerialLine::Open(int32_t port) {
+    char name[32];
+    // Numbers above 9 are known by this longer name only.
+    std::snprintf(name, sizeof name, "\\\\.\\COM%d", port);
+    const HANDLE handle = CreateFileA(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OVERLAPPED, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    SetupComm(handle, kDriverBuffer, kDriverBuffer);
+    Line &line = *line_;
+    line.ending = false;
+    line.watchesInput = false;
+    line.pulledFirst = line.pulledCount = 0;
+    line.eventPending = false;
+    ResetEvent(line.endEvent);
+    line.handle = handle;
+    return true;
+}
+
+bool SerialLine::Apply(const LineSettings &settings) {
+    Line &line = *line_;
+    if (!line.IsOpen()) return false;
+    char text[96];
+    std::snprintf(text, sizeof text, "baud=%d parity=%c data=%d stop=%d", settings.baud, settings.parity,
+                  settings.dataBits, settings.stopBits);
+    DCB dcb{};
+    dcb.DCBlength = sizeof dcb;
+    if (BuildCommDCBA(text, &dcb) == 0) return false;
+    dcb.fDtrControl = DTR_CONTROL_ENABLE;
+    dcb.fRtsControl = settings.handshake == 1 ? RTS_CONTROL_HANDSHAKE : RTS_CONTROL_ENABLE;
+    dcb.fOutxCtsFlow = settings.handshake == 1 ? 1 : 0;
+    dcb.fOutX = dcb.fInX = settings.handshake == 2 ? 1 : 0;
+    dcb.XonChar = 17;
+    dcb.XoffChar = 19;
+    dcb.EvtChar = static_cast<char>(settings.eventChar);
+    line.settings = settings;
+    return SetCommState(line.handle, &dcb) != 0;
+}
+
+bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
+    if (!line_->IsOpen()) return false;
+    COMMTIMEOUTS timeouts = Timeouts(readMs, writeMs);
+    return SetCommTimeouts(line_->handle, &timeouts) != 0;
+}
+
+ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
+    Line &line = *line_;
+    bool waited = false;
+    if (!line.watchesInput) {
+        const DWORD read = line.ReadDevice(line.reading, buffer, count, waited);
+        return {read, waited};
+    }
+    COMMTIMEOUTS timeouts{};
+    GetCommTimeouts(line.handle, &timeouts);
+    const ULONGLONG deadline = GetTickCount64() + timeouts.ReadTotalTimeoutConstant;
+    const bool onWatcher = GetCurrentThreadId() == line.threadId;
+    DWORD total = line.TakePulled(buffer, count);
+    while (total < count && !line.ending && line.IsOpen()) {
+        const ULONGLONG now = GetTickCount64();
+        if (now >= deadline) break;
+        waited = true;
+        // The watcher pulls what comes, unless this is the watcher.
+        if (onWatcher) {
+            line.PullInput(line.reading);
+        } else {
+            WaitForSingleObject(line.pulledEvent, static_cast<DWORD>(deadline - now));
+        }
+        total += line.TakePulled(buffer + total, count - total);
+    }
+    return {total, waited};
+}
+
+uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
+    Line &line = *line_;
+    const HANDLE handle = line.handle.load();
+    DWORD written = 0;
+    if (handle == INVALID_HANDLE_VALUE || line.ending) return 0;
+    if (WriteFile(handle, bytes, count, &written, &line.writing.data) != 0) return written;
+    if (GetLastError() != ERROR_IO_PENDING) {
+        ClearError(handle);
+        return 0;
+    }
+    WaitForSingleObject(line.writing.data.hEvent, INFINITE);
+    GetOverlappedResult(handle, &line.writing.data, &written, FALSE);
+    return written;
+}
+
+void SerialLine::Close() {
+    const HANDLE handle = line_->handle.exchange(INVALID_HANDLE_VALUE);
+    if (handle == INVALID_HANDLE_VALUE) return;
+    line_->ending = true;
+    SetEvent(line_->endEvent);
+    CancelIoEx(handle, nullptr);
+    CloseHandle(handle);
+}
+
+}  // namespace cc::platform

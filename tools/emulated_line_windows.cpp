@@ -1,0 +1,20 @@
+#include <stdexcept>
+
+#include "emulated_line.h"
+
+namespace cmm {
+
+// The system has no pseudo-terminals; cmm-emulator on another machine and a null-modem cable do the same.
+struct EmulatedLine::Running {};
+
+EmulatedLine::EmulatedLine(const emulator::SpherePart &, double) {
+    throw std::runtime_error("--emulate needs pseudo-terminals, which Windows does not have");
+}
+
+EmulatedLine::~EmulatedLine() = default;
+
+std::string EmulatedLine::Port() const { return {}; }
+
+std::string EmulatedLine::HeadPort() const { return {}; }
+
+}  // namespace cmm
