@@ -13,8 +13,12 @@ EmulatedLine::EmulatedLine(const emulator::SpherePart &, double) {
 
 EmulatedLine::~EmulatedLine() = default;
 
-std::string EmulatedLine::Port() const { return {}; }
+std::string EmulatedLine::Port() const {
+    return {};
+}
 
-std::string EmulatedLine::HeadPort() const { return {}; }
+std::string EmulatedLine::HeadPort() const {
+    return {};
+}
 
 }  // namespace cmm

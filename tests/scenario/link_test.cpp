@@ -127,15 +127,7 @@ class LinkTest : public OpeningTest {
         const Bytes bytes = Hex(message);
         ASSERT_EQ(QueueMessage(arm1, priority, static_cast<int32_t>(bytes.size()), bytes.data()), 0);
     }
-    Messages Delivered() {
-        Messages messages;
-        uint8_t buffer[kReplyBytes];
-        uint16_t length = 0;
-        for (TakeReply(arm1, length, buffer); length != 0; TakeReply(arm1, length, buffer)) {
-            messages.emplace_back(buffer, buffer + length);
-        }
-        return messages;
-    }
+    Messages Delivered() { return TakeReplies(arm1); }
     static void Pass(int milliseconds) { platform::Sleep(static_cast<uint32_t>(milliseconds)); }
 };
 

@@ -13,15 +13,7 @@ class SimulatorTest : public SimulationTest {
         return Replies();
     }
 
-    Messages Replies() {
-        Messages replies;
-        uint8_t buffer[kReplyBytes];
-        uint16_t length = 0;
-        for (TakeReply(arm1, length, buffer); length != 0; TakeReply(arm1, length, buffer)) {
-            replies.emplace_back(buffer, buffer + length);
-        }
-        return replies;
-    }
+    Messages Replies() { return TakeReplies(arm1); }
 };
 
 const char kPosition[] = "01 02 03 04 05 06 07 08 09 0A 0B 0C";

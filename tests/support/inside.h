@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "interface/arm_context.h"
+#include "link/send_path.h"
 #include "support/client.h"
 
 namespace cc::test {
@@ -15,6 +16,17 @@ inline void Inject(int16_t arm, const Bytes &reply) {
     std::copy(reply.begin(), reply.end(), slot.data);
     slot.Publish(static_cast<uint16_t>(reply.size()));
     queues.simReplyWrite = NextIndex(queues.simReplyWrite, kReplySlots);
+}
+
+/// Takes all replies that wait in the reply queue.
+inline Messages TakeReplies(ArmContext &arm) {
+    Messages replies;
+    uint8_t buffer[kReplyBytes];
+    uint16_t length = 0;
+    for (TakeReply(arm, length, buffer); length != 0; TakeReply(arm, length, buffer)) {
+        replies.emplace_back(buffer, buffer + length);
+    }
+    return replies;
 }
 
 /// Messages that were queued in simulation mode since the object was made, in the order of each queue.

@@ -6,8 +6,12 @@
 
 namespace cc::platform {
 
-void Sleep(uint32_t milliseconds) { ::Sleep(milliseconds); }
+void Sleep(uint32_t milliseconds) {
+    ::Sleep(milliseconds);
+}
 
-void Yield() { ::Sleep(1); }
+void Yield() {
+    ::Sleep(1);
+}
 
 }  // namespace cc::platform

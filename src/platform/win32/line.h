@@ -37,7 +37,8 @@ struct Line {
     LineEventProcedure procedure = nullptr;
     void *user = nullptr;
 
-    // Where the driver does not report the event character, the watcher pulls the input and looks for it itself.
+    // Where the driver does not report the event character, the watcher pulls the input and looks for it
+    // itself.
     std::atomic<bool> watchesInput{false};
     std::mutex pullLock;  // guards the fields below
     uint8_t pulled[4096] = {};
@@ -55,7 +56,8 @@ struct Line {
 
     /// One overlapped read of the device, ended by the read time-out. `waited`: it did not complete at once.
     DWORD ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited);
-    /// Pulls what comes within the read time-out, at least one byte if any, and looks for the event character.
+    /// Pulls what comes within the read time-out, at least one byte if any, and looks for the event
+    /// character.
     void PullInput(Overlapped &operation);
     /// Moves up to `count` pulled bytes into `buffer`.
     DWORD TakePulled(uint8_t *buffer, DWORD count);

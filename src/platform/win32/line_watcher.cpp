@@ -5,9 +5,9 @@
 namespace cc::platform {
 namespace {
 
-// Everything but the arrival of a plain character: event character, modem lines, break, line errors, end of sending.
-constexpr DWORD kEventMask =
-    EV_RXFLAG | EV_TXEMPTY | EV_CTS | EV_DSR | EV_RLSD | EV_BREAK | EV_ERR;  // 254
+// Everything but the arrival of a plain character: event character, modem lines, break, line errors, end of
+// sending.
+constexpr DWORD kEventMask = EV_RXFLAG | EV_TXEMPTY | EV_CTS | EV_DSR | EV_RLSD | EV_BREAK | EV_ERR;  // 254
 constexpr DWORD kReducedMask = EV_RXFLAG;
 
 // A driver that lets input lie this long without an event does not report the event character.
@@ -19,7 +19,8 @@ DWORD PendingInput(HANDLE handle) {
     return ClearCommError(handle, &errors, &status) != 0 ? status.cbInQue : 0;
 }
 
-// So many waits in a row that end without an event are the driver's failure; a change of the mask ends one that way.
+// So many waits in a row that end without an event are the driver's failure; a change of the mask ends one
+// that way.
 constexpr int kMostEmptyWaits = 16;
 
 enum class Outcome { Event, Empty, Nothing, Failed, Unreported };
@@ -76,8 +77,8 @@ void WatchEvents(Line &line) {
     }
 }
 
-// Ends the wait for an event that is still under way: a change of the mask does. A driver that does not follow leaves it
-// to the closing of the device; its memory lives as long as the line.
+// Ends the wait for an event that is still under way: a change of the mask does. A driver that does not
+// follow leaves it to the closing of the device; its memory lives as long as the line.
 void EndWait(Line &line) {
     if (SetCommMask(line.handle, 0) != 0) WaitForSingleObject(line.watching.data.hEvent, kUnreportedMs);
 }
@@ -107,7 +108,8 @@ DWORD WINAPI Watch(void *state) {
 
 }  // namespace
 
-bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure, void *user) {
+bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure,
+                        void *user) {
     Line &line = *serialLine.State();
     if (!line.IsOpen() || line.thread != nullptr) return false;
     line.procedure = procedure;

@@ -4,6 +4,8 @@
 
 namespace cc::platform {
 
-void ShowMessageBox(const char *text) { MessageBoxA(nullptr, text, nullptr, MB_OK); }
+void ShowMessageBox(const char *text) {
+    MessageBoxA(nullptr, text, nullptr, MB_OK);
+}
 
 }  // namespace cc::platform

@@ -14,7 +14,8 @@ namespace {
 
 constexpr UINT kResolutionMs = 10;
 
-// A timer of the system's, its resolution request, and the callback, which the system's own cannot carry on 64 bits.
+// A timer of the system's, its resolution request, and the callback, which the system's own cannot carry on
+// 64 bits.
 struct Timer {
     uint32_t id;
     UINT resolution;
@@ -25,8 +26,8 @@ std::mutex lock;
 Timer timers[8];
 
 Timer *FindTimer(uint32_t id) {
-    auto *const found =
-        std::find_if(std::begin(timers), std::end(timers), [id](const Timer &timer) { return timer.id == id; });
+    auto *const found = std::find_if(std::begin(timers), std::end(timers),
+                                     [id](const Timer &timer) { return timer.id == id; });
     return found == std::end(timers) ? nullptr : found;
 }
 

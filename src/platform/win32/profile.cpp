@@ -11,8 +11,8 @@ int32_t ReadProfileInt(const char *file, const char *section, const char *key, i
     return static_cast<int32_t>(GetPrivateProfileIntA(section, key, defaultValue, file));
 }
 
-void ReadProfileText(const char *file, const char *section, const char *key, const char *defaultText, char *out,
-                     size_t capacity) {
+void ReadProfileText(const char *file, const char *section, const char *key, const char *defaultText,
+                     char *out, size_t capacity) {
     // Without a file name the system would read a file of its own.
     if (file == nullptr) return CopyText(defaultText, out, capacity);
     GetPrivateProfileStringA(section, key, defaultText, out, static_cast<DWORD>(capacity), file);
