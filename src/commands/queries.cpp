@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include "cc_interface.h"
-#include "commands/commands.h"
 #include "interface/call_frame.h"
 #include "link/little_endian.h"
 #include "link/send_path.h"
@@ -62,10 +61,7 @@ bool ControllerStreams(const ArmContext &context) {
             context.settings.autoCoordMs != 0);
 }
 
-}  // namespace
-
-namespace cc {
-
+// Asks for the controller information, unless a zeroing is under way. Result: 0 without an answer.
 int16_t RefreshInfo(ArmContext &context, int16_t arm) {
     if (context.replies.awaitedReply == 1) return 1;
     context.replies.awaitedReply = kAnyStateReply;
@@ -76,7 +72,7 @@ int16_t RefreshInfo(ArmContext &context, int16_t arm) {
     return SendWithRetries(context, arm, message);
 }
 
-}  // namespace cc
+}  // namespace
 
 void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode) {
     ArmContext *const context = OpenArm(arm);
