@@ -63,7 +63,8 @@ struct LinkState {
     LinkStatistics statistics;
     FrameHistory history;
 
-    uint32_t ticksDue = 0;  // ticks that the link has not counted yet; of the timer thread alone
+    // Ticks that the link has not counted yet; counted before the lock is tried. Relaxed: it is a mere sum.
+    std::atomic<uint32_t> ticksDue{0};
 
     // Read by the caller's thread with each reply it takes; relaxed, as nothing else hangs on them.
     std::atomic<uint32_t> awaitingPeerStart{0};

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <mutex>
-#include <utility>
 
 #include "link/link_control.h"
 
@@ -32,12 +31,12 @@ void ServeFrame(ArmContext &arm, MessageSlot &slot, bool priority) {
 
 void LinkTick(ArmContext &arm) {
     LinkState &link = arm.link;
-    ++link.ticksDue;
+    link.ticksDue.fetch_add(1, std::memory_order_relaxed);
     // Reception may hold the lock for seconds, while a line that does not take its answers runs into its
     // write time-out. The tick must not wait for that: the time-outs of all arms are counted in ticks.
     const std::unique_lock guard(link.lock, std::try_to_lock);
     if (!guard.owns_lock()) return;
-    const uint32_t ticks = std::exchange(link.ticksDue, 0);
+    const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
     if (link.linkRunning == 0) return;
     link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
     if (link.txSequence == kLinkDown) {
