@@ -33,9 +33,6 @@ class Head final : public Peer {
     void FailNext(char letter) { failNext_ = letter; }
     void Unplug() { Peer::Unplug(); }
 
-    double AngleA() const { return angles_[0]; }
-    double AngleB() const { return angles_[1]; }
-    bool IsManual() const { return manual_; }
     /// Commands received so far, without their carriage returns.
     const std::vector<std::string> &Commands() const { return commands_; }
 

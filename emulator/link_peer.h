@@ -25,8 +25,6 @@ class LinkPeer : public Peer {
     FaultSwitches &Faults() { return faults_; }
     /// Called with each frame that goes over the line, after faults: time in microseconds, direction, bytes.
     std::function<void(int64_t, Direction, const Bytes &)> onFrame;
-    /// Whether the host's side and this side are started.
-    bool IsUp() const { return txSequence_ >= 0 && rxSequence_ >= 0; }
 
   protected:
     /// Queues a message to the host.

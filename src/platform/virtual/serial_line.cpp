@@ -38,10 +38,6 @@ void VirtualPort::SendTogether(const std::vector<uint8_t> &bytes) {
     ReportEvents();
 }
 
-bool VirtualPort::IsSending() const {
-    return toFarEndFree_ > World::Instance().Now();
-}
-
 void VirtualPort::Arrive(uint8_t byte) {
     if (!open_ || !present) return;
     received_.push_back(byte);

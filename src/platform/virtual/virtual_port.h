@@ -34,8 +34,6 @@ class VirtualPort {
     const LineSettings &Settings() const { return settings_; }
     uint32_t ReadTimeoutMs() const { return readTimeoutMs_; }
     uint32_t WriteTimeoutMs() const { return writeTimeoutMs_; }
-    /// Host's bytes that have not arrived at the far end yet.
-    bool IsSending() const;
 
   private:
     friend class SerialLine;
