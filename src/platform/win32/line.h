@@ -24,6 +24,7 @@ struct Overlapped {
 
 struct Line {
     std::atomic<HANDLE> handle{INVALID_HANDLE_VALUE};
+    std::atomic<int> users{0};  // uses of the device under way; closing waits for them
     Overlapped reading;
     Overlapped writing;
     Overlapped watching;
@@ -32,6 +33,8 @@ struct Line {
 
     HANDLE thread = nullptr;
     DWORD threadId = 0;
+    std::atomic<bool> watched{false};  // the watcher's thread runs, waited for or not
+    DWORD events = 0;                  // the driver writes into it until its wait for events has ended
     std::atomic<bool> ending{false};
     HANDLE endEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     LineEventProcedure procedure = nullptr;
@@ -56,11 +59,32 @@ struct Line {
 
     /// One overlapped read of the device, ended by the read time-out. `waited`: it did not complete at once.
     DWORD ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited);
-    /// Pulls what comes within the read time-out, at least one byte if any, and looks for the event
-    /// character.
-    void PullInput(Overlapped &operation);
+    /// Pulls the next byte that comes within the read time-out and looks for the event character. Result:
+    /// false when the device fails at once.
+    bool PullInput(Overlapped &operation);
     /// Moves up to `count` pulled bytes into `buffer`.
     DWORD TakePulled(uint8_t *buffer, DWORD count);
+};
+
+/// One use of a line's device: while it lives, the handle is not closed.
+class DeviceUse {
+  public:
+    explicit DeviceUse(Line &line) : line_(line) {
+        ++line_.users;  // before the look at the handle: closing takes the handle away and then counts
+        device_ = line_.handle.load();
+    }
+    ~DeviceUse() { --line_.users; }
+    DeviceUse(const DeviceUse &) = delete;
+    DeviceUse &operator=(const DeviceUse &) = delete;
+
+    /// The handle, INVALID_HANDLE_VALUE when the line is closed.
+    HANDLE Device() const { return device_; }
+    /// Whether the line is open and not about to be closed.
+    explicit operator bool() const { return device_ != INVALID_HANDLE_VALUE && !line_.ending; }
+
+  private:
+    Line &line_;
+    HANDLE device_;
 };
 
 }  // namespace cc::platform

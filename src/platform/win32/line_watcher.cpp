@@ -13,6 +13,8 @@ constexpr DWORD kReducedMask = EV_RXFLAG;
 // A driver that lets input lie this long without an event does not report the event character.
 constexpr DWORD kUnreportedMs = 200;
 
+constexpr DWORD kAfterFailureMs = 25;
+
 DWORD PendingInput(HANDLE handle) {
     DWORD errors = 0;
     COMSTAT status{};
@@ -26,13 +28,15 @@ constexpr int kMostEmptyWaits = 16;
 enum class Outcome { Event, Empty, Nothing, Failed, Unreported };
 
 // Waits for one line event; `pending`: the wait of the last call goes on.
-Outcome WaitForEvent(Line &line, DWORD &events, bool &pending) {
-    const HANDLE handle = line.handle.load();
+Outcome WaitForEvent(Line &line, bool &pending) {
+    const DeviceUse use(line);
+    if (!use) return Outcome::Nothing;
+    const HANDLE handle = use.Device();
     if (!pending) {
-        events = 0;
+        line.events = 0;
         ResetEvent(line.watching.data.hEvent);
-        if (WaitCommEvent(handle, &events, &line.watching.data) != 0) {
-            return events != 0 ? Outcome::Event : Outcome::Empty;
+        if (WaitCommEvent(handle, &line.events, &line.watching.data) != 0) {
+            return line.events != 0 ? Outcome::Event : Outcome::Empty;
         }
         if (GetLastError() != ERROR_IO_PENDING) return Outcome::Failed;
         pending = true;
@@ -44,24 +48,23 @@ Outcome WaitForEvent(Line &line, DWORD &events, bool &pending) {
     pending = false;
     DWORD unused = 0;
     const bool completed = GetOverlappedResult(handle, &line.watching.data, &unused, FALSE) != 0;
-    return completed && events != 0 ? Outcome::Event : Outcome::Empty;
+    return completed && line.events != 0 ? Outcome::Event : Outcome::Empty;
 }
 
 // Watches by line events. Ends with the line, or when the driver turns out not to report the event character.
 void WatchEvents(Line &line) {
     DWORD mask = kEventMask;
     if (SetCommMask(line.handle, mask) == 0) SetCommMask(line.handle, mask = kReducedMask);
-    DWORD events = 0;
     bool pending = false;
     int emptyWaits = 0;
     while (!line.ending) {
         ::Sleep(0);
-        Outcome outcome = WaitForEvent(line, events, pending);
+        Outcome outcome = WaitForEvent(line, pending);
         emptyWaits = outcome == Outcome::Empty ? emptyWaits + 1 : 0;
         if (emptyWaits > kMostEmptyWaits) outcome = Outcome::Failed;
         switch (outcome) {
             case Outcome::Event:
-                if ((events & EV_RXFLAG) != 0 && !line.ending) line.procedure(line.user);
+                if ((line.events & EV_RXFLAG) != 0 && !line.ending) line.procedure(line.user);
                 break;
             case Outcome::Empty:
             case Outcome::Nothing:
@@ -80,14 +83,16 @@ void WatchEvents(Line &line) {
 // Ends the wait for an event that is still under way: a change of the mask does. A driver that does not
 // follow leaves it to the closing of the device; its memory lives as long as the line.
 void EndWait(Line &line) {
-    if (SetCommMask(line.handle, 0) != 0) WaitForSingleObject(line.watching.data.hEvent, kUnreportedMs);
+    const DeviceUse use(line);
+    if (SetCommMask(use.Device(), 0) != 0) WaitForSingleObject(line.watching.data.hEvent, kUnreportedMs);
 }
 
-// Watches the input itself: each pull waits for a byte up to the read time-out, so this does not spin.
+// Watches the input itself: each pull waits for a byte up to the read time-out. An unplugged device fails at
+// once; it is asked again at intervals.
 void WatchInput(Line &line) {
     line.watchesInput = true;
     while (!line.ending) {
-        line.PullInput(line.pulling);
+        if (!line.PullInput(line.pulling)) WaitForSingleObject(line.endEvent, kAfterFailureMs);
         bool report = false;
         {
             const std::lock_guard guard(line.pullLock);
@@ -103,6 +108,7 @@ DWORD WINAPI Watch(void *state) {
     WatchEvents(line);
     EndWait(line);
     if (!line.ending) WatchInput(line);
+    line.watched = false;
     return 0;
 }
 
@@ -111,11 +117,15 @@ DWORD WINAPI Watch(void *state) {
 bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure,
                         void *user) {
     Line &line = *serialLine.State();
-    if (!line.IsOpen() || line.thread != nullptr) return false;
+    if (!line.IsOpen() || line.watched) return false;
     line.procedure = procedure;
     line.user = user;
+    line.watched = true;
     line.thread = CreateThread(nullptr, 0, Watch, &line, 0, &line.threadId);
-    if (line.thread == nullptr) return false;
+    if (line.thread == nullptr) {
+        line.watched = false;
+        return false;
+    }
     SetThreadPriority(line.thread, priority == WatcherPriority::TimeCritical ? THREAD_PRIORITY_TIME_CRITICAL
                                                                              : THREAD_PRIORITY_HIGHEST);
     line_ = &line;
@@ -123,7 +133,9 @@ bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEv
 }
 
 void LineWatcher::Rearm() {
-    if (line_ != nullptr && line_->IsOpen() && !line_->watchesInput) SetCommMask(line_->handle, kEventMask);
+    if (line_ == nullptr || line_->watchesInput) return;
+    const DeviceUse use(*line_);
+    if (use) SetCommMask(use.Device(), kEventMask);
 }
 
 bool LineWatcher::Stop(uint32_t milliseconds) {

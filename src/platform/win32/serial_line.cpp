@@ -30,28 +30,29 @@ COMMTIMEOUTS Timeouts(uint32_t readMs, uint32_t writeMs) {
 }  // namespace
 
 DWORD Line::ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited) {
-    const HANDLE device = handle.load();
-    DWORD taken_ = 0;
-    if (device == INVALID_HANDLE_VALUE || ending) return 0;
-    if (ReadFile(device, buffer, count, &taken_, &operation.data) != 0) return taken_;
+    const DeviceUse use(*this);
+    if (!use) return 0;
+    DWORD read = 0;
+    if (ReadFile(use.Device(), buffer, count, &read, &operation.data) != 0) return read;
     if (GetLastError() != ERROR_IO_PENDING) {
-        ClearError(device);
+        ClearError(use.Device());
         return 0;
     }
     waited = true;
     WaitForSingleObject(operation.data.hEvent, INFINITE);
-    GetOverlappedResult(device, &operation.data, &taken_, FALSE);
-    return taken_;
+    GetOverlappedResult(use.Device(), &operation.data, &read, FALSE);
+    return read;
 }
 
-void Line::PullInput(Overlapped &operation) {
+bool Line::PullInput(Overlapped &operation) {
     uint8_t byte = 0;
     bool waited = false;
-    if (ReadDevice(operation, &byte, 1, waited) == 0) return;
+    if (ReadDevice(operation, &byte, 1, waited) == 0) return waited;
     const std::lock_guard guard(pullLock);
     if (byte == settings.eventChar) eventPending = true;
     if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = byte;
     SetEvent(pulledEvent);
+    return true;
 }
 
 DWORD Line::TakePulled(uint8_t *buffer, DWORD count) {
@@ -84,8 +85,12 @@ bool SerialLine::Open(int32_t port) {
     const HANDLE handle = CreateFileA(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OVERLAPPED, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return false;
-    SetupComm(handle, kDriverBuffer, kDriverBuffer);
     Line &line = *line_;
+    // A watcher that did not end in time may still use the line.
+    if (line.IsOpen() || line.watched || SetupComm(handle, kDriverBuffer, kDriverBuffer) == 0) {
+        CloseHandle(handle);
+        return false;
+    }
     line.ending = false;
     line.watchesInput = false;
     line.pulledFirst = line.pulledCount = 0;
@@ -139,7 +144,7 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
         waited = true;
         // The watcher pulls what comes, unless this is the watcher.
         if (onWatcher) {
-            line.PullInput(line.reading);
+            if (!line.PullInput(line.reading)) break;
         } else {
             WaitForSingleObject(line.pulledEvent, static_cast<DWORD>(deadline - now));
         }
@@ -150,16 +155,16 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
 
 uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
     Line &line = *line_;
-    const HANDLE handle = line.handle.load();
+    const DeviceUse use(line);
+    if (!use) return 0;
     DWORD written = 0;
-    if (handle == INVALID_HANDLE_VALUE || line.ending) return 0;
-    if (WriteFile(handle, bytes, count, &written, &line.writing.data) != 0) return written;
+    if (WriteFile(use.Device(), bytes, count, &written, &line.writing.data) != 0) return written;
     if (GetLastError() != ERROR_IO_PENDING) {
-        ClearError(handle);
+        ClearError(use.Device());
         return 0;
     }
     WaitForSingleObject(line.writing.data.hEvent, INFINITE);
-    GetOverlappedResult(handle, &line.writing.data, &written, FALSE);
+    GetOverlappedResult(use.Device(), &line.writing.data, &written, FALSE);
     return written;
 }
 
@@ -168,7 +173,10 @@ void SerialLine::Close() {
     if (handle == INVALID_HANDLE_VALUE) return;
     line_->ending = true;
     SetEvent(line_->endEvent);
-    CancelIoEx(handle, nullptr);
+    // An operation that begins just now is not among those cancelled yet.
+    do {
+        CancelIoEx(handle, nullptr);
+    } while (line_->users > 0 && (::Sleep(1), true));
     CloseHandle(handle);
 }
 
