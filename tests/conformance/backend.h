@@ -4,16 +4,20 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-
-#include "support/client.h"
+#include <vector>
 
 namespace cc::test {
+
+using Bytes = std::vector<uint8_t>;
 
 /// Milliseconds of the backend's clock.
 int64_t BackendNow();
 
 /// Waits until `reached` gives true, at most 5 s. Result: whether it did.
 bool Eventually(const std::function<bool()> &reached);
+
+/// Whether the system lets one program alone open a device; a system that only imitates another may not.
+bool DevicesAreExclusive();
 
 /// The far end of COM9.
 class FarEnd {

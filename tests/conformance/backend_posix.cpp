@@ -51,6 +51,10 @@ bool Eventually(const std::function<bool()> &reached) {
     return reached();
 }
 
+bool DevicesAreExclusive() {
+    return true;
+}
+
 std::unique_ptr<FarEnd> FarEnd::Create() {
     return std::make_unique<TerminalFarEnd>();
 }

@@ -59,9 +59,11 @@ struct Line {
 
     /// One overlapped read of the device, ended by the read time-out. `waited`: it did not complete at once.
     DWORD ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited);
-    /// Pulls the next byte that comes within the read time-out and looks for the event character. Result:
-    /// false when the device fails at once.
+    /// Pulls the next byte that comes within the read time-out, with those that have come by then, and looks
+    /// for the event character. Result: false when the device fails at once.
     bool PullInput(Overlapped &operation);
+    /// Bytes that the driver holds; 0 on a closed line.
+    DWORD PendingInput();
     /// Moves up to `count` pulled bytes into `buffer`.
     DWORD TakePulled(uint8_t *buffer, DWORD count);
 };

@@ -15,12 +15,6 @@ constexpr DWORD kUnreportedMs = 200;
 
 constexpr DWORD kAfterFailureMs = 25;
 
-DWORD PendingInput(HANDLE handle) {
-    DWORD errors = 0;
-    COMSTAT status{};
-    return ClearCommError(handle, &errors, &status) != 0 ? status.cbInQue : 0;
-}
-
 // So many waits in a row that end without an event are the driver's failure; a change of the mask ends one
 // that way.
 constexpr int kMostEmptyWaits = 16;
@@ -43,7 +37,7 @@ Outcome WaitForEvent(Line &line, bool &pending) {
     }
     const HANDLE waits[] = {line.watching.data.hEvent, line.endEvent};
     const DWORD waited = WaitForMultipleObjects(2, waits, FALSE, kUnreportedMs);
-    if (waited == WAIT_TIMEOUT) return PendingInput(handle) > 0 ? Outcome::Unreported : Outcome::Nothing;
+    if (waited == WAIT_TIMEOUT) return line.PendingInput() > 0 ? Outcome::Unreported : Outcome::Nothing;
     if (waited != WAIT_OBJECT_0) return Outcome::Nothing;
     pending = false;
     DWORD unused = 0;

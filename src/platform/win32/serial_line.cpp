@@ -11,9 +11,9 @@ namespace {
 
 constexpr DWORD kDriverBuffer = 1024;
 
-// A controller and a head for each arm.
-Line lines[4];
-std::atomic<bool> taken[4];
+// A controller and a head for each arm, and as many again for programs that use the seam by themselves.
+Line lines[8];
+std::atomic<bool> taken[8];
 
 void ClearError(HANDLE handle) {
     DWORD errors = 0;
@@ -45,14 +45,27 @@ DWORD Line::ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool
 }
 
 bool Line::PullInput(Overlapped &operation) {
-    uint8_t byte = 0;
+    uint8_t bytes[256];
     bool waited = false;
-    if (ReadDevice(operation, &byte, 1, waited) == 0) return waited;
+    DWORD count = ReadDevice(operation, bytes, 1, waited);
+    if (count == 0) return waited;
+    // What has come with it belongs to it.
+    const DWORD more = std::min<DWORD>(PendingInput(), sizeof bytes - 1);
+    if (more > 0) count += ReadDevice(operation, bytes + 1, more, waited);
     const std::lock_guard guard(pullLock);
-    if (byte == settings.eventChar) eventPending = true;
-    if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = byte;
+    for (DWORD i = 0; i < count; ++i) {
+        if (bytes[i] == settings.eventChar) eventPending = true;
+        if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = bytes[i];
+    }
     SetEvent(pulledEvent);
     return true;
+}
+
+DWORD Line::PendingInput() {
+    const DeviceUse use(*this);
+    DWORD errors = 0;
+    COMSTAT status{};
+    return ClearCommError(use.Device(), &errors, &status) != 0 ? status.cbInQue : 0;
 }
 
 DWORD Line::TakePulled(uint8_t *buffer, DWORD count) {
@@ -70,7 +83,7 @@ SerialLine::SerialLine() : line_(nullptr) {
         line_ = &lines[i];
         return;
     }
-    std::abort();
+    std::abort();  // more lines than the library and its tests together have
 }
 
 SerialLine::~SerialLine() {

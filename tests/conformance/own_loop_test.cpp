@@ -1,0 +1,47 @@
+// What the backends must do that bring a message loop and message boxes of their own.
+#include <gtest/gtest.h>
+
+#include "conformance/backend.h"
+#include "platform/clock.h"
+#include "platform/message_box.h"
+#include "platform/message_loop.h"
+
+namespace cc::test {
+namespace {
+
+using namespace platform;
+
+int due;
+
+TEST(MessageLoop, RunsTheProcedureOnTheOwnersThreadOnly) {
+    due = 0;
+    EXPECT_EQ(LoopDispatch(), 0);
+    EXPECT_EQ(LoopDescriptor(), -1);
+    const uintptr_t id = StartWindowTimer(nullptr, 10, [] { ++due; });
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(StartWindowTimer(nullptr, 10, [] {}), 0u);
+    EXPECT_EQ(LoopDispatch(), 0);
+    Sleep(35);
+    EXPECT_EQ(LoopDispatch(), 1);  // the ticks missed are one
+    EXPECT_EQ(LoopDispatch(), 0);
+    const int ran = LoopRun(100);
+    EXPECT_GE(ran, 1);  // ten, unless the machine was busy with something else
+    EXPECT_LE(ran, 10);
+    EXPECT_EQ(due, ran + 1);
+    StopWindowTimer(nullptr, id);
+    const int64_t before = BackendNow();
+    EXPECT_EQ(LoopRun(30), 0);
+    EXPECT_GE(BackendNow() - before, 30);
+}
+
+TEST(MessageBoxConformance, GoesToTheHandler) {
+    std::string shown;
+    SetMessageBoxHandler([](const char *text, void *user) { *static_cast<std::string *>(user) = text; },
+                         &shown);
+    ShowMessageBox(" No ACK Received ");
+    SetMessageBoxHandler(nullptr, nullptr);
+    EXPECT_EQ(shown, " No ACK Received ");
+}
+
+}  // namespace
+}  // namespace cc::test
