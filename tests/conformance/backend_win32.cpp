@@ -1,7 +1,4 @@
-// clang-format off
-#include <winsock2.h>
-#include <windows.h>
-// clang-format on
+#include <winsock2.h>  // brings windows.h
 
 #include <chrono>
 #include <cstdlib>
@@ -22,8 +19,8 @@ class Sockets {
     ~Sockets() { WSACleanup(); }
 };
 
-// A connection to the server that makes a new COM9 for each, whose far end the connection is, and unplugs it when the
-// connection is closed. The server's port on this machine is in the environment.
+// A connection to the server that makes a new COM9 for each, whose far end the connection is, and unplugs it
+// when the connection is closed. The server's port on this machine is in the environment.
 class ServedFarEnd final : public FarEnd {
   public:
     ServedFarEnd() {

@@ -1,0 +1,52 @@
+#!/bin/sh
+# What can be seen of the library without running it. Arguments: build folder, compiler triplet, list of exports, table
+# of argument bytes.
+set -eu
+build=$1
+tool=$2
+table=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export LC_ALL=C
+
+# The exports are the list without the POSIX additions, undecorated.
+grep -vxE 'CC_LOOP_(FD|DISPATCH|RUN)|CC_SET_MESSAGE_BOX' "$3" > "$work/list"
+"$tool-objdump" -p "$build/CC_Interface.dll" > "$work/headers"
+sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' "$work/headers" | sort > "$work/exports"
+diff "$work/list" "$work/exports"
+echo "$(wc -l < "$work/exports") exports, undecorated, none more"
+
+# The table of argument bytes has them all. On 32 bits the compiler writes the bytes behind the name (none behind a
+# function of the C convention), in the library's objects and in its import library.
+cut -d' ' -f1 "$table" | sort | diff "$work/list" -
+if [ "$tool" = i686-w64-mingw32 ]; then
+  sed 's/ cdecl$//; s/ /@/; s/^/_/' "$table" | sort > "$work/decorated"
+  find "$build/src" -path '*cc_core*' -name '*.obj' -exec "$tool-nm" --defined-only {} + |
+    sed -n 's/^[0-9a-f]* T \(_\(CC\|L2\|L2S\|L2HI\|LEV2\|PH9\|CreateC\|DeleteC\|GetC\)[A-Za-z0-9]*.*\)/\1/p' |
+    grep -vE '^__Z|^_\.' | sort > "$work/compiled"
+  diff "$work/decorated" "$work/compiled"
+  "$tool-nm" "$build/libCC_Interface.dll.a" | sed -n 's/.* T //p' | sort | diff "$work/decorated" -
+  echo "argument bytes of $(wc -l < "$work/decorated") exports as in the table"
+fi
+
+# Nothing to ship beside the library, and beside the program only the library.
+imports() {
+  "$tool-objdump" -p "$1" | sed -n 's/^\tDLL Name: //p' | sort -f
+}
+system='KERNEL32.dll|msvcrt.dll|USER32.dll|WINMM.dll'
+imports "$build/CC_Interface.dll" | grep -q -x KERNEL32.dll
+if imports "$build/CC_Interface.dll" | grep -vixE "$system"; then exit 1; fi
+imports "$build/cmm.exe" | grep -q -x CC_Interface.dll
+if imports "$build/cmm.exe" | grep -vixE "$system|CC_Interface.dll"; then exit 1; fi
+echo "imports of system libraries only"
+
+# A DLL for the right processor, that may lie anywhere in memory, with a version.
+case $tool in
+  i686-*) format=pei-i386 ;;
+  *) format=pei-x86-64 ;;
+esac
+grep "file format $format\$" "$work/headers"
+grep -qE '^\s+DLL$' "$work/headers"
+grep -qE '^\s+DYNAMIC_BASE$' "$work/headers"
+grep -qE '^\s+NX_COMPAT$' "$work/headers"
+strings -el "$build/CC_Interface.dll" | grep -A1 -x FileVersion

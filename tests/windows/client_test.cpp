@@ -1,0 +1,152 @@
+// A measuring program as its users write it: loads the library, has a window, a message loop and an initialisation
+// file.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "cc_interface.h"
+
+namespace {
+
+struct Seen {
+    int points = 0;
+    int outsideTheLoop = 0;  // calls of the callback that no message was dispatched for, or on another thread
+    uint32_t lastTag = 0;
+};
+
+Seen seen[2];
+DWORD loopThread = 0;
+bool dispatching = false;
+
+void Notify(Seen &arm, int32_t event, void *data) {
+    if (!dispatching || GetCurrentThreadId() != loopThread) ++arm.outsideTheLoop;
+    if (event != CC_EVENT_POINT) return;
+    ++arm.points;
+    arm.lastTag = static_cast<PointRecord *>(data)->tag;
+}
+
+void CC_CALL NotifyArm1(int32_t event, uint32_t, void *data) {
+    Notify(seen[0], event, data);
+}
+void CC_CALL NotifyArm2(int32_t event, uint32_t, void *data) {
+    Notify(seen[1], event, data);
+}
+
+class MeasuringProgram : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(library, nullptr) << "error " << GetLastError();
+        init = Export<decltype(&CC_INIT)>("CC_INIT");
+        done = Export<decltype(&CC_DONE)>("CC_DONE");
+        setStatus = Export<decltype(&CC_SETSTATUS)>("CC_SETSTATUS");
+        getStatus = Export<decltype(&CC_GETSTATUS)>("CC_GETSTATUS");
+        move = Export<decltype(&CC_MOVE)>("CC_MOVE");
+        std::filesystem::current_path(std::filesystem::temp_directory_path());
+        for (const char *const file : kTraces) std::filesystem::remove(file);
+        seen[0] = seen[1] = {};
+        loopThread = GetCurrentThreadId();
+    }
+    void TearDown() override {
+        EXPECT_NE(FreeLibrary(library), FALSE);
+    }
+
+    template <typename Function>
+    Function Export(const char *name) {
+        const FARPROC found = GetProcAddress(library, name);
+        EXPECT_NE(found, nullptr) << name;
+        return reinterpret_cast<Function>(reinterpret_cast<void *>(found));
+    }
+
+    // The message loop, until `reached` or for 10 s. Result: whether it was reached.
+    static bool Loop(const std::function<bool()> &reached) {
+        const ULONGLONG end = GetTickCount64() + 10000;
+        for (ULONGLONG now = GetTickCount64(); now < end && !reached(); now = GetTickCount64()) {
+            MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
+            MSG message;
+            while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
+                dispatching = true;
+                DispatchMessageA(&message);
+                dispatching = false;
+            }
+        }
+        return reached();
+    }
+
+    static const char *IniFile(const char *text) {
+        static std::string path;
+        path = (std::filesystem::temp_directory_path() / "cc_client.ini").string();
+        std::ofstream(path) << text;
+        return path.c_str();
+    }
+
+    static constexpr const char *kTraces[] = {"wtraceArm1.log", "wtraceArm2.log"};
+    static constexpr double kTarget[6] = {10, 20, 30, 0, 0, -1};
+
+    HMODULE library = LoadLibraryA("CC_Interface.dll");
+    decltype(&CC_INIT) init = nullptr;
+    decltype(&CC_DONE) done = nullptr;
+    decltype(&CC_SETSTATUS) setStatus = nullptr;
+    decltype(&CC_GETSTATUS) getStatus = nullptr;
+    decltype(&CC_MOVE) move = nullptr;
+};
+
+TEST_F(MeasuringProgram, HasTheWorkerOfBothArmsRunFromTheTimerOfItsWindow) {
+    const HWND window = CreateWindowA("STATIC", "measuring", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
+                                      nullptr, nullptr);
+    ASSERT_NE(window, nullptr);
+    const char *const ini = IniFile("[Timers]\nLo Period=1\nHi Period=20\ntimeout=1\nLog file=1\n");
+    ASSERT_EQ(init(window, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION, ini), CC_OK);
+    ASSERT_EQ(init(window, 2, NotifyArm2, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION, ini), CC_OK);
+    for (const int16_t arm : {1, 2}) {
+        ASSERT_EQ(setStatus(arm, 1), 1);
+        move(arm, 2, kTarget, 40u + static_cast<uint32_t>(arm), 0, nullptr, nullptr, 0);
+    }
+    seen[0].outsideTheLoop = seen[1].outsideTheLoop = 0;  // the calls decode replies themselves
+    EXPECT_EQ(seen[0].points + seen[1].points, 0);        // but only the worker sends a move
+    EXPECT_TRUE(Loop([] { return seen[0].points == 1 && seen[1].points == 1; }));
+    EXPECT_EQ(seen[0].lastTag, 41u);
+    EXPECT_EQ(seen[1].lastTag, 42u);
+    EXPECT_EQ(seen[0].outsideTheLoop + seen[1].outsideTheLoop, 0);
+
+    done(1, 2);
+    EXPECT_EQ(getStatus(1), -1);
+    move(2, 2, kTarget, 43, 0, nullptr, nullptr, 0);
+    EXPECT_TRUE(Loop([] { return seen[1].points == 2; }));  // the timer is there as long as one arm needs it
+    done(2, 2);
+    EXPECT_EQ(KillTimer(window, 0), FALSE);  // gone with the last arm
+    EXPECT_NE(DestroyWindow(window), FALSE);
+    for (const char *const file : kTraces) EXPECT_GT(std::filesystem::file_size(file), 0u) << file;
+}
+
+TEST_F(MeasuringProgram, MayLeaveTheWindowToTheLibrary) {
+    const char *const ini = IniFile("[Timers]\nLo Period=1\nHi Period=20\ntimeout=1\n");
+    ASSERT_EQ(init(nullptr, 2, NotifyArm2, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION, ini), CC_OK);
+    ASSERT_EQ(setStatus(2, 1), 1);
+    move(2, 2, kTarget, 7, 0, nullptr, nullptr, 0);
+    EXPECT_TRUE(Loop([] { return seen[1].points == 1; }));
+    done(2, 2);
+    EXPECT_FALSE(std::filesystem::exists(kTraces[1]));  // as the file did not ask for one
+}
+
+TEST_F(MeasuringProgram, IsToldWhyAPortCannotBeOpened) {
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr), CC_PORT_NOT_OPENED);
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,z,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
+    EXPECT_EQ(getStatus(1), -1);
+}
+
+TEST_F(MeasuringProgram, MayEndWithAnArmOpen) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            init(nullptr, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION,
+                 IniFile("[Timers]\nLo Period=1\n"));
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

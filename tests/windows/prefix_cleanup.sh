@@ -1,0 +1,6 @@
+#!/bin/sh
+# Ends what runs in the Wine prefix and removes it. Argument: build folder.
+set -eu
+. "$(dirname "$0")/wine.sh"
+wineserver64 -k || true
+rm -rf "$WINEPREFIX"
