@@ -20,3 +20,17 @@ install(FILES cmake/CC_InterfaceConfig.cmake ${PROJECT_BINARY_DIR}/CC_InterfaceC
 
 configure_file(cmake/cc_interface.pc.in ${PROJECT_BINARY_DIR}/cc_interface.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/cc_interface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# cpack: the package for Windows, with what a user without this source needs.
+if(WIN32)
+  math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME CC_Interface-${PROJECT_VERSION}-windows${bits})
+  set(CPACK_STRIP_FILES ON)
+  set(CPACK_THREADS 0)
+  configure_file(cmake/windows_readme.txt.in ${PROJECT_BINARY_DIR}/README.txt @ONLY NEWLINE_STYLE CRLF)
+  install(FILES ${PROJECT_BINARY_DIR}/README.txt docs/windows.md DESTINATION .)
+  install(FILES demo/demo.ini DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES tests/client/client.c DESTINATION example)
+  include(CPack)
+endif()

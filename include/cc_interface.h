@@ -21,16 +21,18 @@
  *
  * THREADS
  *
- *   | Function                                   | May be called from | |
- * ------------------------------------------ | --------------------------------------------------------- | |
- * CC_INIT, CC_DONE                           | any thread while the worker does not run; two arms may be | |
- * | opened and closed on two threads at once                  | | CC_START, commands, queries, motion, head,
- * | the thread whose loop runs the worker, as both share the  | | scanning | arms' state without locks: the
- * one that made the first    | |                                            | CC_INIT, or owns its window.
- * While the worker does not    | |                                            | run, each arm may have a
- * thread of its own                | | CC_GETSTATUS, CC_CANSEND, CC_MOVING,       | as the commands; also
- * from inside the notification        | | CC_BUFFRESET, motion (filing only)         | callback, as they wait
- * for nothing                        | | LEV2_MANAGER                               | the multimedia timer |
+ *   | Function                            | May be called from                                          |
+ *   | ----------------------------------- | ----------------------------------------------------------- |
+ *   | CC_INIT, CC_DONE                    | as the commands; while the worker does not run, two arms    |
+ *   |                                     | may be opened and closed on two threads at once             |
+ *   | CC_START, commands, queries,        | the thread whose loop runs the worker, as both share the    |
+ *   | motion, head, scanning              | arms' state without locks: the one that made the first      |
+ *   |                                     | CC_INIT, or owns its window. While the worker does not run, |
+ *   |                                     | each arm may have a thread of its own                       |
+ *   | CC_GETSTATUS, CC_CANSEND,           | as the commands; also from inside the notification          |
+ *   | CC_MOVING, CC_BUFFRESET, motion     | callback, as they wait for nothing                          |
+ *   | (filing only)                       |                                                             |
+ *   | LEV2_MANAGER                        | any thread; the multimedia timer calls it                   |
  *
  *   The notification callback runs on the thread that decodes replies: inside a waiting call or inside the
  *   worker. It must not call a waiting command of the same arm.
@@ -211,8 +213,7 @@ CC_API int16_t CC_CALL L2HI_WORKER_TEMP(void);
 CC_API void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t message, uintptr_t user, uintptr_t data1,
                                  uintptr_t data2);
 
-/* One step of the controller simulator. armRecord: address of an arm's record; any other address is ignored.
- */
+/* One step of the controller simulator. armRecord: address of an arm's record; any other address is ignored. */
 CC_API void CC_CDECL LEV2_MANSOM(void *armRecord);
 
 /* ---------------------------------------------------------------- modes and settings */
@@ -230,7 +231,7 @@ CC_API int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n);
 CC_API int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s);
 
 /* Emergency stop with a code; its low byte is sent. Priority message, no wait. Result: 1 queued or not
- * needed. */
+   needed. */
 CC_API int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code);
 
 /* Starts zeroing of the machine axes. Waits for completion of the first step; the end arrives later
@@ -257,8 +258,7 @@ CC_API int16_t CC_CALL CC_ENDIS_STARTHOLD_MSG(int16_t arm, int16_t on);
 /* The controller's TP200 mode on or off. Waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_ENDIS_TP200(int16_t arm, int16_t on);
 
-/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info 8 (on) or 9 (off).
- */
+/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info 8 (on) or 9 (off). */
 CC_API int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on);
 
 /* Stores 10 bytes (u32, u32, u16, little-endian, packed) in the controller. Waits for link acknowledgement
@@ -291,7 +291,7 @@ CC_API void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode);
 CC_API int16_t CC_CALL CC_INFO(int16_t arm, void *out);
 
 /* The controller's two I/O words. read not 0: read them, waits for completion; 0: write them, waits for
- * nothing. */
+   nothing. */
 CC_API int16_t CC_CALL CC_IO(int16_t arm, int16_t read, uint16_t *words);
 
 /* Parameter set 1 to 7, converted per axis by the factors in docs/protocol.md. out: 5 doubles, one an axis;
@@ -412,8 +412,8 @@ CC_API void CC_CALL L2S_SetTreshold(const double *threshold);
    before it. Points arrive as CC_EVENT_SCAN_POINT, the end as CC_EVENT_SCAN_END. Result: 1 started. */
 CC_API int16_t CC_CALL L2S_StartScan(void);
 
-/* Stops the scan. Priority message, no wait. Result: 1 queued; 0 without a scan or outside measuring state.
- */
+/* Stops the scan. Priority message, no wait. Result: 1 queued; 0 without a scan or outside measuring
+   state. */
 CC_API int16_t CC_CALL L2S_StopScan(void);
 
 /* ---------------------------------------------------------------- single-arm entry points: arm 1 */

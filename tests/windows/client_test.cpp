@@ -49,9 +49,7 @@ class MeasuringProgram : public testing::Test {
         seen[0] = seen[1] = {};
         loopThread = GetCurrentThreadId();
     }
-    void TearDown() override {
-        EXPECT_NE(FreeLibrary(library), FALSE);
-    }
+    void TearDown() override { EXPECT_NE(FreeLibrary(library), FALSE); }
 
     template <typename Function>
     Function Export(const char *name) {
@@ -94,8 +92,8 @@ class MeasuringProgram : public testing::Test {
 };
 
 TEST_F(MeasuringProgram, HasTheWorkerOfBothArmsRunFromTheTimerOfItsWindow) {
-    const HWND window = CreateWindowA("STATIC", "measuring", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
-                                      nullptr, nullptr);
+    const HWND window = CreateWindowA("STATIC", "measuring", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr,
+                                      nullptr, nullptr, nullptr);
     ASSERT_NE(window, nullptr);
     const char *const ini = IniFile("[Timers]\nLo Period=1\nHi Period=20\ntimeout=1\nLog file=1\n");
     ASSERT_EQ(init(window, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION, ini), CC_OK);
@@ -132,8 +130,10 @@ TEST_F(MeasuringProgram, MayLeaveTheWindowToTheLibrary) {
 }
 
 TEST_F(MeasuringProgram, IsToldWhyAPortCannotBeOpened) {
-    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr), CC_PORT_NOT_OPENED);
-    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,z,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr),
+              CC_PORT_NOT_OPENED);
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,z,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr),
+              CC_BAD_PORT);
     EXPECT_EQ(init(nullptr, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
     EXPECT_EQ(getStatus(1), -1);
 }
