@@ -329,8 +329,10 @@ CC_API void CC_CALL CC_BUFFRESET(int16_t arm);
 CC_API int16_t CC_CALL CC_CANSEND(int16_t arm, int16_t ahead);
 
 /* Linear move. mode 0: move; 1: move with G06; 2: probing move, whose touch point arrives as CC_EVENT_POINT
-   with tag = low 16 bits of pointId (below 65504). classByte       sent with probing moves mValue, nValue
-   lengths or null; nValue counts in mode 2 only and stays in force feed            0: none */
+   with tag = low 16 bits of pointId (below 65504).
+     classByte       sent with probing moves
+     mValue, nValue  lengths or null; nValue counts in mode 2 only and stays in force
+     feed            0: none */
 CC_API void CC_CALL CC_MOVE(int16_t arm, int16_t mode, const double *position, uint32_t pointId,
                             uint8_t classByte, const double *mValue, const double *nValue, int16_t feed);
 
