@@ -34,6 +34,7 @@ struct Line {
     HANDLE thread = nullptr;
     DWORD threadId = 0;
     std::atomic<bool> watched{false};  // the watcher's thread runs, waited for or not
+    std::atomic<DWORD> mask{0};        // of the events waited for: the largest that the driver accepted
     DWORD events = 0;                  // the driver writes into it until its wait for events has ended
     std::atomic<bool> ending{false};
     HANDLE endEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
@@ -62,6 +63,8 @@ struct Line {
     /// Pulls the next byte that comes within the read time-out, with those that have come by then, and looks
     /// for the event character. Result: false when the device fails at once.
     bool PullInput(Overlapped &operation);
+    /// Whether the event character was pulled since the last call.
+    bool TakeEvent();
     /// Bytes that the driver holds; 0 on a closed line.
     DWORD PendingInput();
     /// Moves up to `count` pulled bytes into `buffer`.

@@ -10,7 +10,7 @@ namespace {
 constexpr DWORD kEventMask = EV_RXFLAG | EV_TXEMPTY | EV_CTS | EV_DSR | EV_RLSD | EV_BREAK | EV_ERR;  // 254
 constexpr DWORD kReducedMask = EV_RXFLAG;
 
-// A driver that lets input lie this long without an event does not report the event character.
+// A driver that has never reported the event character and lets input lie this long does not know it.
 constexpr DWORD kUnreportedMs = 200;
 
 constexpr DWORD kAfterFailureMs = 25;
@@ -45,11 +45,18 @@ Outcome WaitForEvent(Line &line, bool &pending) {
     return completed && line.events != 0 ? Outcome::Event : Outcome::Empty;
 }
 
+// Waits for these events from now on. Result: whether the driver accepts them.
+bool SetMask(Line &line, DWORD mask) {
+    line.mask = mask;
+    const DeviceUse use(line);
+    return SetCommMask(use.Device(), mask) != 0;
+}
+
 // Watches by line events. Ends with the line, or when the driver turns out not to report the event character.
 void WatchEvents(Line &line) {
-    DWORD mask = kEventMask;
-    if (SetCommMask(line.handle, mask) == 0) SetCommMask(line.handle, mask = kReducedMask);
+    if (!SetMask(line, kEventMask)) SetMask(line, kReducedMask);
     bool pending = false;
+    bool reports = false;
     int emptyWaits = 0;
     while (!line.ending) {
         ::Sleep(0);
@@ -58,18 +65,21 @@ void WatchEvents(Line &line) {
         if (emptyWaits > kMostEmptyWaits) outcome = Outcome::Failed;
         switch (outcome) {
             case Outcome::Event:
-                if ((line.events & EV_RXFLAG) != 0 && !line.ending) line.procedure(line.user);
+                if ((line.events & EV_RXFLAG) == 0 || line.ending) break;
+                reports = true;
+                line.procedure(line.user);
                 break;
             case Outcome::Empty:
             case Outcome::Nothing:
                 break;
             case Outcome::Failed:
-                if (mask == kReducedMask) return;
-                SetCommMask(line.handle, mask = kReducedMask);
+                if (line.mask == kReducedMask) return;
+                SetMask(line, kReducedMask);
                 emptyWaits = 0;
                 break;
             case Outcome::Unreported:
-                return;
+                if (!reports) return;
+                break;  // its reader takes its time
         }
     }
 }
@@ -86,14 +96,11 @@ void EndWait(Line &line) {
 void WatchInput(Line &line) {
     line.watchesInput = true;
     while (!line.ending) {
-        if (!line.PullInput(line.pulling)) WaitForSingleObject(line.endEvent, kAfterFailureMs);
-        bool report = false;
-        {
-            const std::lock_guard guard(line.pullLock);
-            report = line.eventPending;
-            line.eventPending = false;
+        if (line.TakeEvent()) {
+            line.procedure(line.user);
+        } else if (!line.PullInput(line.pulling)) {
+            WaitForSingleObject(line.endEvent, kAfterFailureMs);
         }
-        if (report && !line.ending) line.procedure(line.user);
     }
 }
 
@@ -129,7 +136,7 @@ bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEv
 void LineWatcher::Rearm() {
     if (line_ == nullptr || line_->watchesInput) return;
     const DeviceUse use(*line_);
-    if (use) SetCommMask(use.Device(), kEventMask);
+    if (use) SetCommMask(use.Device(), line_->mask);
 }
 
 bool LineWatcher::Stop(uint32_t milliseconds) {

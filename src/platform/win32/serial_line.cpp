@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/win32/line.h"
 
@@ -59,6 +60,11 @@ bool Line::PullInput(Overlapped &operation) {
     }
     SetEvent(pulledEvent);
     return true;
+}
+
+bool Line::TakeEvent() {
+    const std::lock_guard guard(pullLock);
+    return std::exchange(eventPending, false);
 }
 
 DWORD Line::PendingInput() {
