@@ -27,6 +27,7 @@ struct Options {
     std::string folder;
     int port = 1;
     bool paced = false;
+    int gap = 2;  // ms
     bool log = false;
     std::string part = "sphere";
     double formError = 0.008;
@@ -78,6 +79,7 @@ class EventPlan {
 
 int Run(Options &options) {
     options.controller.part = MakePart(options);
+    options.controller.link.frameGap = options.gap * kMillisecond;
     Controller controller(options.controller);
     controller.Faults().Seed(options.seed);
     for (const std::string &fault : options.faults) controller.Faults().Add(ParseFault(fault));
@@ -128,6 +130,9 @@ int main(int argc, char **argv) {
         ->excludes(device);
     app.add_option("--port", options.port, "N of comN")->capture_default_str();
     app.add_flag("--paced", options.paced, "Send at the speed of the line, 9600 baud");
+    app.add_option("--gap", options.gap, "Least time from one frame to the host to the next, ms")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     app.add_flag("--log", options.log, "Print each frame in plain words");
     app.add_option("--part", options.part, "What stands on the table")
         ->check(CLI::IsMember({"sphere", "plane", "none"}))

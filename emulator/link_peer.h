@@ -11,7 +11,7 @@ namespace emulator {
 
 struct LinkOptions {
     int64_t ackTimeout = kSecond;         // until a data frame is repeated, and between start-links
-    int64_t frameGap = 2 * kMillisecond;  // least time between two frames to the host
+    int64_t frameGap = 2 * kMillisecond;  // least time from one frame to the host to the next
 };
 
 /// Sends and receives messages over the link. Frames to the host are put out one by one, never two at a time
