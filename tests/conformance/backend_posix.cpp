@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
-#include <thread>
 
 #include "conformance/backend.h"
 #include "pseudo_terminal.h"
@@ -39,17 +37,6 @@ class TerminalFarEnd final : public FarEnd {
 };
 
 }  // namespace
-
-int64_t BackendNow() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-bool Eventually(const std::function<bool()> &reached) {
-    const int64_t deadline = BackendNow() + 5000;
-    while (!reached() && BackendNow() < deadline) std::this_thread::yield();
-    return reached();
-}
 
 bool DevicesAreExclusive() {
     return true;

@@ -1,6 +1,5 @@
 #include <winsock2.h>  // brings windows.h
 
-#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -70,19 +69,6 @@ class ServedFarEnd final : public FarEnd {
 };
 
 }  // namespace
-
-int64_t BackendNow() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-bool Eventually(const std::function<bool()> &reached) {
-    const int64_t deadline = BackendNow() + 5000;
-    for (; !reached(); Sleep(1)) {
-        if (BackendNow() >= deadline) return false;
-    }
-    return true;
-}
 
 bool DevicesAreExclusive() {
     // Wine, which has this function, shares its COM ports.

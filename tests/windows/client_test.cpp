@@ -129,6 +129,22 @@ TEST_F(MeasuringProgram, MayLeaveTheWindowToTheLibrary) {
     EXPECT_FALSE(std::filesystem::exists(kTraces[1]));  // as the file did not ask for one
 }
 
+TEST_F(MeasuringProgram, GetsEveryHandleBack) {
+    const char *const ini = IniFile("[Timers]\nLo Period=1\ntimeout=0\nLog file=1\n");
+    const auto handlesAfterASession = [&] {
+        EXPECT_EQ(init(nullptr, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION, ini), CC_OK);
+        EXPECT_EQ(init(nullptr, 2, NotifyArm2, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, ini),
+                  CC_PORT_NOT_OPENED);
+        done(1, 2);
+        DWORD handles = 0;
+        EXPECT_NE(GetProcessHandleCount(GetCurrentProcess(), &handles), FALSE);
+        return handles;
+    };
+    const DWORD first = handlesAfterASession();  // the system keeps some from then on
+    handlesAfterASession();
+    EXPECT_EQ(handlesAfterASession(), first);
+}
+
 TEST_F(MeasuringProgram, IsToldWhyAPortCannotBeOpened) {
     EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr),
               CC_PORT_NOT_OPENED);

@@ -53,6 +53,12 @@ TEST(Profile, IsReadFromTheFileOnly) {
     EXPECT_STREQ(value, "FALSE");
 }
 
+DWORD Handles() {
+    DWORD handles = 0;
+    EXPECT_NE(GetProcessHandleCount(GetCurrentProcess(), &handles), FALSE);
+    return handles;
+}
+
 class Port final : public CSerial {
   public:
     std::atomic<int> events{0};
@@ -70,6 +76,7 @@ TEST(SerialPortWindows, IsConfiguredOpenedReadWrittenAndPurged) {
     EXPECT_EQ(port.Configure(FarEnd::kPort, 9600, 'Z', 8, 1, 3, 8), 0);
     EXPECT_EQ(port.Open(8), 0);  // nothing was stored
     EXPECT_EQ(port.Configure(FarEnd::kPort, 9600, 'E', 8, 1, 3, 8), 1);
+    const DWORD handles = Handles();
     ASSERT_EQ(port.Open(8), 1);
     EXPECT_EQ(port.Configure(FarEnd::kPort, 19200, 'N', 0, 2, 1, 8), 1);  // on the open port
 
@@ -89,6 +96,7 @@ TEST(SerialPortWindows, IsConfiguredOpenedReadWrittenAndPurged) {
     EXPECT_EQ(port.Close(), 1);
     EXPECT_EQ(port.IsOpen(), 0);
     EXPECT_EQ(port.Close(), 1);
+    EXPECT_EQ(Handles(), handles);
 }
 
 TEST(SerialPortWindows, OfTheHeadRaisesAFlagAtACarriageReturn) {
