@@ -21,7 +21,8 @@ set_target_properties(CC_Interface PROPERTIES PREFIX "")
 
 # 32-bit programs know the exports by decorated names, the name and the bytes of its arguments; the DLL has the plain ones.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-  file(STRINGS platform/win32/argument_bytes.txt exports)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS exports.txt)
+  file(STRINGS exports.txt exports REGEX " (cdecl|[0-9]+)$")
   string(REGEX REPLACE " cdecl" "" exports "${exports}")
   string(REGEX REPLACE " ([0-9]+)" "@\\1" exports "${exports}")
   list(JOIN exports "\n" exports)

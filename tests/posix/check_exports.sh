@@ -1,5 +1,6 @@
-#!/bin/sh
-# The library's dynamic symbols are exactly those of the list. Arguments: library, list.
+#!/bin/bash
+# The library's dynamic symbols are exactly those of the table. Arguments: library, table of exports.
 set -eu
-nm -D --defined-only "$1" | awk '{print $3}' | LC_ALL=C sort | diff "$2" -
+export LC_ALL=C
+diff <(cut -d' ' -f1 "$2") <(nm -D --defined-only "$1" | awk '{print $3}' | sort)
 echo "$(wc -l < "$2") exports, none more"

@@ -1,26 +1,25 @@
 #!/bin/sh
-# What can be seen of the library without running it. Arguments: build folder, compiler triplet, list of exports, table
-# of argument bytes.
+# What can be seen of the library without running it. Arguments: build folder, compiler triplet, table
+# of exports with the bytes of their arguments.
 set -eu
 build=$1
 tool=$2
-table=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export LC_ALL=C
 
-# The exports are the list without the POSIX additions, undecorated.
-grep -vxE 'CC_LOOP_(FD|DISPATCH|RUN)|CC_SET_MESSAGE_BOX' "$3" > "$work/list"
+# The exports are those of the table without the POSIX additions, undecorated.
+grep -v ' posix$' "$3" > "$work/table"
+cut -d' ' -f1 "$work/table" > "$work/list"
 "$tool-objdump" -p "$build/CC_Interface.dll" > "$work/headers"
 sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' "$work/headers" | sort > "$work/exports"
 diff "$work/list" "$work/exports"
 echo "$(wc -l < "$work/exports") exports, undecorated, none more"
 
-# The table of argument bytes has them all. On 32 bits the compiler writes the bytes behind the name (none behind a
-# function of the C convention), in the library's objects and in its import library.
-cut -d' ' -f1 "$table" | sort | diff "$work/list" -
+# On 32 bits the compiler writes the bytes of the arguments behind the name (none behind a function of the C convention),
+# in the library's objects and in its import library.
 if [ "$tool" = i686-w64-mingw32 ]; then
-  sed 's/ cdecl$//; s/ /@/; s/^/_/' "$table" | sort > "$work/decorated"
+  sed 's/ cdecl$//; s/ /@/; s/^/_/' "$work/table" | sort > "$work/decorated"
   find "$build/src" -path '*cc_core*' -name '*.obj' -exec "$tool-nm" --defined-only {} + |
     sed -n 's/^[0-9a-f]* T \(_\(CC\|L2\|L2S\|L2HI\|LEV2\|PH9\|CreateC\|DeleteC\|GetC\)[A-Za-z0-9]*.*\)/\1/p' |
     grep -vE '^__Z|^_\.' | sort > "$work/compiled"
