@@ -7,7 +7,8 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 unzip -q "$build"/CC_Interface-*-windows"$3".zip -d "$folder"
 cd "$folder"/CC_Interface-*-windows"$3"
-for file in README.txt windows.md bin/CC_Interface.dll bin/demo.ini lib/cmake/CC_Interface/CC_InterfaceConfig.cmake; do
+for file in README.txt windows.md protocol.md bin/CC_Interface.dll bin/demo.ini \
+  lib/cmake/CC_Interface/CC_InterfaceConfig.cmake; do
   [ -s "$file" ]
 done
 "$2-gcc" -std=c99 -Wall -Wextra -Wpedantic -Werror -Iinclude example/client.c -Llib -lCC_Interface -o bin/client.exe
