@@ -198,14 +198,5 @@ TEST_F(PosixLine, ControllerAndHeadWorkAtOnce) {
     StopHost();
 }
 
-TEST_F(PosixLine, APortIsOpenedByOneArmOnly) {
-    Serve(1, Quick());
-    ASSERT_EQ(Open(1), CC_OK);
-    EXPECT_EQ(CC_INIT(nullptr, 2, nullptr, "COM1", nullptr, 1, 1, 1, 0, nullptr), CC_PORT_NOT_OPENED);
-    EXPECT_EQ(CC_INIT(nullptr, 2, nullptr, "COM9", nullptr, 1, 1, 1, 0, nullptr), CC_PORT_NOT_OPENED);
-    CC_DONE(1, 2);
-    EXPECT_EQ(Open(1), CC_OK);
-}
-
 }  // namespace
 }  // namespace cc::test

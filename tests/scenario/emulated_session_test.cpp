@@ -295,37 +295,6 @@ TEST_F(EmulatedTest, AScanGivesPointsAndEndsByItselfOrByStop) {
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
 }
 
-TEST_F(EmulatedTest, UnpluggingEndsInFailuresNotInHanging) {
-    Controller controller(WithSphere());
-    const VirtualPeer peer(kPort, controller);
-    ASSERT_EQ(Open(1, kPort), 0);
-    ASSERT_TRUE(StartMeasuring(1));
-    controller.Faults().Add({FaultKind::Unplug, Direction::ToController,
-                             controller.Faults().Frames(Direction::ToController) + 1, 0, 0});
-    CC_FEED(1, 50);
-    EXPECT_EQ(CC_FEED(1, 50), 0);
-    EXPECT_EQ(CC_SETSTATUS(1, 0), 1);  // as without an acknowledgement
-    EXPECT_FALSE(World::Instance().messageBoxes.empty());
-    CC_DONE(1, 2);
-    EXPECT_EQ(CC_LOOP_FD(), -1);
-}
-
-TEST_F(EmulatedTest, TwoArmsOnTwoLines) {
-    Controller first(WithSphere()), second(WithSphere());
-    const VirtualPeer peer1(kPort, first), peer2(kPort + 1, second);
-    ASSERT_EQ(Open(1, kPort), 0);
-    ASSERT_EQ(Open(2, kPort + 1), 0);
-    for (const int16_t arm : {1, 2}) {
-        ASSERT_TRUE(StartMeasuring(arm));
-        FileProbing(arm);
-    }
-    CC_LOOP_RUN(30000);
-    for (const int arm : {1, 2}) {
-        EXPECT_EQ(EventsOf(arm, 5).size(), 3u);
-        EXPECT_EQ(EventsOf(arm, 16).size(), 9u);
-    }
-}
-
 TEST(Faults, AreReadAsWritten) {
     const Fault fault = ParseFault("to-controller:silence=250@7");
     EXPECT_EQ(fault.kind, FaultKind::Silence);

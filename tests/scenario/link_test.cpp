@@ -283,26 +283,13 @@ TEST_F(LinkTest, APriorityMessageOvertakesAtTheNextExpiry) {
     EXPECT_EQ(arm1.link.priorityInFlight, 0u);
 }
 
-TEST_F(LinkTest, ArrivingReplyAnswersACommandOnTheWire) {
-    wire.onFrame = [this](const Bytes &frame) {
-        if (frame[0] != 3) return;
-        wire.onFrame = nullptr;
-        VirtualPort::Number(kPort).Send(Hex("02 08"));
-        VirtualPort::Number(kPort).Send(Hex("03 04 03 1B 28 1A 00 15 08"));
-    };
-    EXPECT_EQ(CC_OPBUF(1, 1), 1);
-    EXPECT_EQ(wire.Take(), (Messages{Hex("03 04 01 'S' '2' '6' 52 08"), Hex("02 08")}));
-}
-
 TEST_F(LinkTest, WithoutAcknowledgementTheOperatorSeesABox) {
     const struct {
         std::function<int()> call;
         int result;
-    } kCases[] = {{[] { return CC_NCONOFF(1, 1); }, 1},
-                  {[] { return CC_OPBUF(1, 1); }, 1},
-                  {[] { return CC_FEED(1, 1); }, 0},
-                  {[] { return CC_GETCOORD(1); }, 0},
-                  {[] { return CC_ENDIS_TP200(1, 1); }, 0}};
+    } kCases[] = {{[] { return CC_NCONOFF(1, 1); }, 1},   {[] { return CC_OPBUF(1, 1); }, 1},
+                  {[] { return CC_SETSTATUS(1, 5); }, 1}, {[] { return CC_FEED(1, 1); }, 0},
+                  {[] { return CC_GETCOORD(1); }, 0},     {[] { return CC_ENDIS_TP200(1, 1); }, 0}};
     for (const auto &c : kCases) {
         World::Instance().messageBoxes.clear();
         const int64_t before = World::Instance().Now();

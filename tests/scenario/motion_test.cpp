@@ -138,18 +138,6 @@ TEST_F(MotionTest, ProbingComesBackAsPointAndAcknowledgement) {
     EXPECT_EQ(moves.movesInFlight, 0);
 }
 
-TEST_F(MotionTest, BothArmsMoveAtOnce) {
-    ASSERT_EQ(OpenSimulated(2, IniFile("[Timers]\ntimeout=1\n", 2)), 0);
-    for (const int16_t arm : {1, 2}) {
-        ASSERT_EQ(CC_SETSTATUS(arm, 1), 1);
-        for (int i = 0; i < 10; ++i) CC_MOVE(arm, arm == 1 ? 0 : 2, kTarget, 3, 0, nullptr, nullptr, 0);
-    }
-    CC_LOOP_RUN(2000);
-    EXPECT_EQ(EventsOf(1, 16), std::vector<Event>(10, Of(16, 0)));
-    EXPECT_EQ(EventsOf(2, 16), std::vector<Event>(10, Of(16, 1)));
-    EXPECT_TRUE(EventsOf(1, 5).empty());
-}
-
 TEST_F(MotionTest, ACallbackMayResetTheBuffer) {
     static int rejected;
     rejected = 0;
