@@ -13,21 +13,24 @@ using namespace platform;
 
 int due;
 
-TEST(MessageLoop, RunsTheProcedureOnTheOwnersThreadOnly) {
+TEST(MessageLoop, RunsTheProcedureOncePerPeriodAtTheMost) {
     due = 0;
     EXPECT_EQ(LoopDispatch(), 0);
     EXPECT_EQ(LoopDescriptor(), -1);
+    const int64_t start = BackendNow();
     const uintptr_t id = StartWindowTimer(nullptr, 10, [] { ++due; });
     ASSERT_NE(id, 0u);
     EXPECT_EQ(StartWindowTimer(nullptr, 10, [] {}), 0u);
-    EXPECT_EQ(LoopDispatch(), 0);
+    int ran = LoopDispatch();
     Sleep(35);
-    EXPECT_EQ(LoopDispatch(), 1);  // the ticks missed are one
-    EXPECT_EQ(LoopDispatch(), 0);
-    const int ran = LoopRun(100);
-    EXPECT_GE(ran, 1);  // ten, unless the machine was busy with something else
-    EXPECT_LE(ran, 10);
-    EXPECT_EQ(due, ran + 1);
+    ran += LoopDispatch();
+    EXPECT_GE(ran, 1);
+    ran += LoopDispatch();
+    const int inLoop = LoopRun(100);
+    EXPECT_GE(inLoop, 1);  // ten, unless the machine was busy with something else
+    EXPECT_EQ(due, ran + inLoop);
+    // Once a period at the most, and the three ticks or more that the sleep missed are one.
+    EXPECT_LE(due, (BackendNow() - start) / 10 - 2);
     StopWindowTimer(nullptr, id);
     const int64_t before = BackendNow();
     EXPECT_EQ(LoopRun(30), 0);
