@@ -5,7 +5,7 @@ set -eu
 . "$(dirname "$0")/wine.sh"
 log=$(mktemp)
 picture=$WINEPREFIX/picture.svg
-"$2" --link-dir "$devices" --port 3 --head --head-speed 720 --speed 300 --probing-speed 300 --gap 80 \
+"$2" --link-dir "$devices" --port 3 --head --head-speed 720 --speed 300 --probing-speed 300 --gap 150 \
   --log > "$log" &
 emulator=$!
 trap 'kill $emulator 2> /dev/null || true; rm -f "$log"' EXIT
