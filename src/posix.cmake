@@ -2,7 +2,8 @@
 set(portable_sources
   platform/portable/port_definition.cpp
   platform/portable/profile_scanner.cpp
-  platform/posix/profile.cpp)
+  platform/posix/profile.cpp
+  platform/posix/thread.cpp)
 
 add_library(cc_platform_posix OBJECT
   ${portable_sources}

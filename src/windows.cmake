@@ -9,7 +9,8 @@ add_library(cc_platform_win32 OBJECT
   platform/win32/periodic_timer.cpp
   platform/win32/port_definition.cpp
   platform/win32/profile.cpp
-  platform/win32/serial_line.cpp)
+  platform/win32/serial_line.cpp
+  platform/win32/thread.cpp)
 target_include_directories(cc_platform_win32 PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 
 enable_language(RC)

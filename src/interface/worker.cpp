@@ -83,13 +83,14 @@ void WorkerStep(int16_t arm) {
     ServeHead(context, arm);
 }
 
-void RunWorker() {
+bool RunWorker() {
     static std::atomic<bool> running{false};
-    if (running.exchange(true, std::memory_order_acquire)) return;
+    if (running.exchange(true, std::memory_order_acquire)) return false;
     for (const int16_t arm : {1, 2}) {
         if (SelectArm(arm).connection.workerRegistered == 1) WorkerStep(arm);
     }
     running.store(false, std::memory_order_release);
+    return true;
 }
 
 }  // namespace cc

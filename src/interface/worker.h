@@ -6,8 +6,8 @@
 namespace cc {
 
 /// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another,
-/// dispatched by a message box, does nothing.
-void RunWorker();
+/// dispatched by a message box, does nothing. Result: whether it ran.
+bool RunWorker();
 
 /// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head.
 /// May wait for the commands that it sends.

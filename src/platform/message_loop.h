@@ -5,7 +5,8 @@
 
 namespace cc::platform {
 
-using WindowTimerProcedure = void (*)();
+/// Result: whether it did its work, which it may refuse.
+using WindowTimerProcedure = bool (*)();
 
 /// Starts the timer on `window` (may be null), owned by the calling thread. One such timer exists at a time.
 /// Result: its id, 0 when it could not be created.
@@ -20,10 +21,11 @@ void StopWindowTimer(void *window, uintptr_t timerId);
 /// A descriptor that polls readable when the procedure is due; -1 without a timer, or where time is virtual.
 int LoopDescriptor();
 
-/// Runs the procedure once if it is due and the calling thread owns the timer. Result: 1 if it ran, else 0.
+/// Runs the procedure once if it is due and the calling thread owns the timer. Result: 1 if it did its work,
+/// else 0; a tick that it refused is over.
 int LoopDispatch();
 
-/// Dispatches for `milliseconds`. Result: how often the procedure ran.
+/// Dispatches for `milliseconds`. Result: how often the procedure did its work.
 int LoopRun(int milliseconds);
 
 }  // namespace cc::platform

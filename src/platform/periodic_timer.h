@@ -9,7 +9,8 @@ namespace cc::platform {
 using TimerCallback = void (*)(uint32_t timerId);
 
 /// Starts ticks every `periodMs` (1 to 1000) on absolute deadlines of a monotonic clock: a late tick does not
-/// shift the following ones. Result: the timer's id, never used twice; 0 when it could not be started.
+/// shift the following ones. What a host missed that stood still, as a stopped process does, is one tick.
+/// Result: the timer's id, never used twice; 0 when it could not be started.
 uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback);
 
 /// Stops a timer; when it returns, its callback has ended and is not called again. From inside the callback

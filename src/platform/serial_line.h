@@ -43,6 +43,17 @@ class SerialLine {
     ReadResult Read(uint8_t *buffer, uint32_t count);
     /// Writes as much as the device takes within the write time-out. Result: bytes written.
     uint32_t Write(const uint8_t *bytes, uint32_t count);
+    /// Hands the device what it takes at once, without waiting: never blocks a timer's thread. Result: bytes
+    /// taken.
+    uint32_t Post(const uint8_t *bytes, uint32_t count);
+    /// Whether an event character lies in the input, for its reader. A backend that cannot look into the
+    /// device's input takes any of it for one.
+    bool HoldsEventChar();
+    /// The same for other threads, which see input also in the watcher's hands: while its report is due or
+    /// running.
+    bool HasUnreadEvent();
+    /// Makes the watcher report an event character that lies in the input once more.
+    void ReportAgain();
     /// Closes the device once no Read or Write uses it any more.
     void Close();
 

@@ -77,6 +77,12 @@ uint32_t SerialPort::Write(const uint8_t *bytes, uint32_t count) {
     return written;
 }
 
+uint32_t SerialPort::Post(const uint8_t *bytes, uint32_t count) {
+    if (IsOpen() == 0) return 0;
+    const std::unique_lock guard(writeLock, std::try_to_lock);
+    return guard.owns_lock() ? line_.Post(bytes, count) : 0;
+}
+
 uint32_t SerialPort::Purge() {
     if (IsOpen() == 0) return 0;
     const std::lock_guard guard(purgeLock);

@@ -43,6 +43,17 @@ class SerialPort {
     /// port.
     uint32_t Write(const uint8_t *bytes, uint32_t count);
 
+    /// Hands the device what it takes at once, for the timer thread, which no line may block. Result: bytes
+    /// taken; 0 on a closed port and while another thread writes.
+    uint32_t Post(const uint8_t *bytes, uint32_t count);
+
+    /// Whether an event character lies in the input; on the line-event thread.
+    bool HoldsEventChar() { return IsOpen() != 0 && line_.HoldsEventChar(); }
+    /// Whether one lies there, or is in the hands of the line-event thread; on other threads.
+    bool HasUnreadEvent() { return IsOpen() != 0 && line_.HasUnreadEvent(); }
+    /// Makes the line-event thread report an event character that lies in the input.
+    void ReportAgain() { line_.ReportAgain(); }
+
     /// Discards the pending input. Result: bytes discarded.
     uint32_t Purge();
 

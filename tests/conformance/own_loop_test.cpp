@@ -18,9 +18,9 @@ TEST(MessageLoop, RunsTheProcedureOncePerPeriodAtTheMost) {
     EXPECT_EQ(LoopDispatch(), 0);
     EXPECT_EQ(LoopDescriptor(), -1);
     const int64_t start = BackendNow();
-    const uintptr_t id = StartWindowTimer(nullptr, 10, [] { ++due; });
+    const uintptr_t id = StartWindowTimer(nullptr, 10, [] { return ++due != 0; });
     ASSERT_NE(id, 0u);
-    EXPECT_EQ(StartWindowTimer(nullptr, 10, [] {}), 0u);
+    EXPECT_EQ(StartWindowTimer(nullptr, 10, [] { return true; }), 0u);
     const int early = LoopDispatch();  // none, unless the machine was busy with something else
     Sleep(35);
     EXPECT_EQ(LoopDispatch(), 1);

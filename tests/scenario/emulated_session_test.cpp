@@ -200,7 +200,7 @@ TEST_F(EmulatedTest, OpeningsThatFailHaveTheirCodesAndCloseThePort) {
     EXPECT_EQ(Open(1, kPort), 525);
     EXPECT_EQ(OpenSimulated(1), 525);
     World::Instance().refusesTimers = false;
-    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] {});
+    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] { return true; });
     EXPECT_EQ(Open(1, kPort), 771);
     platform::StopWindowTimer(nullptr, taken);
     EXPECT_FALSE(platform::VirtualPort::Number(kPort).IsOpen());

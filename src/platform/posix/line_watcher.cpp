@@ -16,14 +16,15 @@ void *Watch(void *state) {
     while (!line.ending) {
         if (line.eventPending) {
             line.eventPending = false;
+            line.reporting = true;
             line.monitor.unlock();
             line.procedure(line.user);
             line.monitor.lock();
+            line.reporting = false;
             continue;
         }
         ++line.users;
-        line.Poll(POLLIN, -1);
-        line.Pull();
+        line.PollForWatcher();
         line.Release();
     }
     line.watched = false;

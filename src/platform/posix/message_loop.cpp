@@ -65,9 +65,7 @@ int LoopDescriptor() {
 
 int LoopDispatch() {
     const WindowTimerProcedure due = TakeDueTick();
-    if (due == nullptr) return 0;
-    due();
-    return 1;
+    return due != nullptr && due() ? 1 : 0;
 }
 
 int LoopRun(int milliseconds) {

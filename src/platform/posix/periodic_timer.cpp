@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "platform/portable/tick_grid.h"
 #include "platform/posix/monotonic.h"
 
 namespace cc::platform {
@@ -15,9 +16,7 @@ struct Timer {
     int64_t due;     // ns, MonotonicNow's time
 };
 
-// A callback that was kept waiting, by a line's write time-out at the worst, makes up for the ticks it
-// missed; a process that was stopped for longer than this does not.
-constexpr int64_t kLongestCatchUp = 10'000'000'000;
+constexpr int64_t kMillisecond = 1'000'000;  // ns
 
 Monitor monitor;
 Timer timers[8];
@@ -49,7 +48,7 @@ void *RunTimers(void *) {
             monitor.WaitUntil(next->due);
             continue;
         }
-        next->due = std::max(next->due, now - kLongestCatchUp) + next->period;
+        next->due = NextTick(next->due, now, next->period, kMillisecond);
         runningId = next->id;
         const TimerCallback callback = next->callback;
         guard.unlock();
@@ -82,7 +81,7 @@ uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback) {
     const std::lock_guard guard(monitor);
     Timer *const timer = FindTimer(0);
     if (timer == nullptr || periodMs == 0) return 0;
-    const int64_t period = int64_t{periodMs} * 1'000'000;
+    const int64_t period = periodMs * kMillisecond;
     *timer = {++lastId, callback, period, MonotonicNow() + period};
     if (!StartThread()) {
         timer->id = 0;

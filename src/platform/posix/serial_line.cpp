@@ -5,6 +5,8 @@
 #include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <mutex>
 
 #include "platform/posix/line.h"
@@ -84,6 +87,39 @@ termios RawMode(const LineSettings &settings, speed_t speed) {
     return mode;
 }
 
+// Waits without the line's lock, which the caller holds; the first of `waits` is the device.
+void PollUnlocked(Line &line, pollfd *waits, nfds_t count, const timespec *limit) {
+    line.monitor.unlock();
+    ppoll(waits, count, limit, nullptr);
+    line.monitor.lock();
+    // A line that has hung up stays ready for ever; it is lost once its last bytes have been pulled.
+    const short ready = waits[0].revents;
+    if ((ready & POLLIN) == 0 && (ready & (POLLHUP | POLLERR | POLLNVAL)) != 0) line.lost = true;
+}
+
+void SetEventDescriptor(int descriptor) {
+    const uint64_t one = 1;
+    if (write(descriptor, &one, sizeof one) != sizeof one)
+        std::abort();  // an eventfd of our own takes a 1 at any time
+}
+
+void CloseAll(std::initializer_list<int> descriptors) {
+    for (const int descriptor : descriptors) {
+        if (descriptor >= 0) close(descriptor);
+    }
+}
+
+// Whether another program may be kept from the device for good by a mark on it. The mark on a pseudo-terminal
+// would outlive a program that is killed, for as long as its far end holds the terminal; there the file lock,
+// which ends with the process, must do.
+bool MayBeMarkedExclusive(int device) {
+    constexpr unsigned kFirstPseudoTerminal = 136, kLastPseudoTerminal = 143;  // device numbers of the kernel
+    struct stat status {};
+    if (fstat(device, &status) != 0) return false;
+    const unsigned number = major(status.st_rdev);
+    return number < kFirstPseudoTerminal || number > kLastPseudoTerminal;
+}
+
 }  // namespace
 
 void Line::Pull() {
@@ -113,23 +149,36 @@ size_t Line::TakePulled(uint8_t *buffer, size_t count) {
 }
 
 void Line::Poll(short events, int64_t deadline) {
+    const timespec limit = ToTimespec(std::max<int64_t>(deadline - MonotonicNow(), 0));
     pollfd waits[] = {{lost ? -1 : device, events, 0}, {wake, POLLIN, 0}};
-    const int64_t left = deadline < 0 ? 0 : std::max<int64_t>(deadline - MonotonicNow(), 0);
-    const timespec limit = ToTimespec(left);
-    monitor.unlock();
-    ppoll(waits, 2, deadline < 0 ? nullptr : &limit, nullptr);
-    monitor.lock();
-    // A line that has hung up stays ready for ever; it is lost once its last bytes have been pulled.
-    if ((waits[0].revents & POLLIN) == 0 && (waits[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0)
-        lost = true;
+    PollUnlocked(*this, waits, 2, &limit);
+}
+
+void Line::PollForWatcher() {
+    pollfd waits[] = {{lost ? -1 : device, POLLIN, 0}, {wake, POLLIN, 0}, {nudge, POLLIN, 0}};
+    PollUnlocked(*this, waits, 3, nullptr);
+    uint64_t wanted = 0;
+    const bool again = read(nudge, &wanted, sizeof wanted) == sizeof wanted;
+    Pull();
+    if (again && HasPulledEventChar()) eventPending = true;
+}
+
+bool Line::HasPulledEventChar() const {
+    for (size_t i = 0; i < pulledCount; ++i) {
+        if (pulled[(pulledFirst + i) % sizeof pulled] == eventChar) return true;
+    }
+    return false;
+}
+
+int64_t Line::WriteSome(const uint8_t *bytes, uint32_t count) {
+    const ssize_t written = write(device, bytes, count);
+    return written < 0 && (errno == EAGAIN || errno == EINTR) ? 0 : written;
 }
 
 void Line::End() {
     if (ending || device < 0) return;
     ending = true;
-    const uint64_t one = 1;
-    if (write(wake, &one, sizeof one) != sizeof one)
-        std::abort();  // an eventfd of our own takes a 1 at any time
+    SetEventDescriptor(wake);
     monitor.NotifyAll();
 }
 
@@ -161,18 +210,19 @@ bool SerialLine::Open(int32_t port) {
     const int device = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (device < 0) return false;
     const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    const int nudge = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     const bool exclusive = isatty(device) != 0 && flock(device, LOCK_EX | LOCK_NB) == 0;
     const std::lock_guard guard(line_->monitor);
     // A watcher that did not end in time may still use the line.
-    if (wake < 0 || !exclusive || line_->watched || line_->device >= 0) {
-        close(device);
-        if (wake >= 0) close(wake);
+    if (wake < 0 || nudge < 0 || !exclusive || line_->watched || line_->device >= 0) {
+        CloseAll({device, wake, nudge});
         return false;
     }
-    ioctl(device, TIOCEXCL);
+    if (MayBeMarkedExclusive(device)) ioctl(device, TIOCEXCL);
     tcflush(device, TCIFLUSH);  // what came before belongs to nobody
     line_->device = device;
     line_->wake = wake;
+    line_->nudge = nudge;
     line_->ending = line_->lost = line_->eventPending = false;
     line_->pulledFirst = line_->pulledCount = 0;
     return true;
@@ -235,17 +285,45 @@ uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
     const int64_t deadline = MonotonicNow() + int64_t{line.writeTimeoutMs} * 1'000'000;
     uint32_t written = 0;
     while (!line.lost && !line.ending) {
-        const ssize_t step = write(line.device, bytes + written, count - written);
-        if (step >= 0) {
-            written += static_cast<uint32_t>(step);
-        } else if (errno != EAGAIN && errno != EINTR) {
-            break;
-        }
+        const int64_t step = line.WriteSome(bytes + written, count - written);
+        if (step < 0) break;
+        written += static_cast<uint32_t>(step);
         if (written == count || MonotonicNow() >= deadline) break;
         line.Poll(POLLOUT, deadline);
     }
     line.Release();
     return written;
+}
+
+uint32_t SerialLine::Post(const uint8_t *bytes, uint32_t count) {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0 || line.ending || line.lost) return 0;
+    return static_cast<uint32_t>(std::max<int64_t>(line.WriteSome(bytes, count), 0));
+}
+
+bool SerialLine::HoldsEventChar() {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0 || line.ending) return false;
+    line.Pull();
+    return line.HasPulledEventChar();
+}
+
+bool SerialLine::HasUnreadEvent() {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device < 0 || line.ending) return false;
+    // The watcher alone pulls what it then reports; bytes in the device wake it.
+    int inDevice = 0;
+    if (!line.lost && ioctl(line.device, FIONREAD, &inDevice) == 0 && inDevice > 0) return true;
+    return line.eventPending || line.reporting || line.HasPulledEventChar();
+}
+
+void SerialLine::ReportAgain() {
+    Line &line = *line_;
+    const std::lock_guard guard(line.monitor);
+    if (line.device >= 0 && !line.ending) SetEventDescriptor(line.nudge);
 }
 
 void SerialLine::Close() {
@@ -255,9 +333,8 @@ void SerialLine::Close() {
     line.End();
     while (line.users > 0) line.monitor.Wait();
     ioctl(line.device, TIOCNXCL);  // would outlast this descriptor if another one is open
-    close(line.device);
-    close(line.wake);
-    line.device = line.wake = -1;
+    CloseAll({line.device, line.wake, line.nudge});
+    line.device = line.wake = line.nudge = -1;
 }
 
 }  // namespace cc::platform

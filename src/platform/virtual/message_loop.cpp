@@ -34,8 +34,7 @@ int LoopDispatch() {
     const int64_t now = World::Instance().Now();
     if (timer.procedure == nullptr || timer.due > now) return 0;
     timer.due += ((now - timer.due) / timer.period + 1) * timer.period;
-    timer.procedure();
-    return 1;
+    return timer.procedure() ? 1 : 0;
 }
 
 int LoopRun(int milliseconds) {

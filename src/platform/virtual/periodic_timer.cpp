@@ -1,7 +1,9 @@
 #include "platform/periodic_timer.h"
 
+#include <algorithm>
 #include <map>
 
+#include "platform/portable/tick_grid.h"
 #include "platform/virtual/world.h"
 
 namespace cc::platform {
@@ -13,8 +15,10 @@ std::map<uint32_t, World::Entry> &Timers() {
 }
 
 void PutOnAgenda(uint32_t id, int64_t due, int64_t period, TimerCallback callback) {
-    Timers()[id] = World::Instance().At(due, [=] {
-        PutOnAgenda(id, due + period, period, callback);
+    World &world = World::Instance();
+    Timers()[id] = world.At(std::max(due, world.StillUntil()), [=, &world] {
+        if (world.StandsStill()) return PutOnAgenda(id, due, period, callback);
+        PutOnAgenda(id, NextTick(due, world.Now(), period, kMillisecond), period, callback);
         callback(id);
     });
 }

@@ -44,8 +44,17 @@ void VirtualPort::Arrive(uint8_t byte) {
     if (byte == settings_.eventChar) eventPending_ = true;
 }
 
+bool VirtualPort::HoldsEventChar() const {
+    return std::find(received_.begin(), received_.end(), settings_.eventChar) != received_.end();
+}
+
 void VirtualPort::ReportEvents() {
     if (reporting_ || reading_) return;
+    World &world = World::Instance();
+    if (world.StandsStill()) {
+        world.At(world.StillUntil() + 1, [this] { ReportEvents(); });
+        return;
+    }
     reporting_ = true;
     while (eventPending_ && procedure_ != nullptr) {
         eventPending_ = false;
@@ -119,6 +128,29 @@ uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
         });
     }
     return written;
+}
+
+uint32_t SerialLine::Post(const uint8_t *bytes, uint32_t count) {
+    return Write(bytes, count);
+}
+
+bool SerialLine::HoldsEventChar() {
+    return line_->port != nullptr && line_->port->HoldsEventChar();
+}
+
+bool SerialLine::HasUnreadEvent() {
+    const VirtualPort *const port = line_->port;
+    return port != nullptr && (port->eventPending_ || port->reporting_ || port->HoldsEventChar());
+}
+
+void SerialLine::ReportAgain() {
+    VirtualPort *const port = line_->port;
+    if (port == nullptr) return;
+    World &world = World::Instance();
+    world.At(world.Now(), [port] {
+        if (port->HoldsEventChar()) port->eventPending_ = true;
+        port->ReportEvents();
+    });
 }
 
 void SerialLine::Close() {

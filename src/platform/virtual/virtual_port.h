@@ -40,6 +40,7 @@ class VirtualPort {
     friend class LineWatcher;
 
     void Arrive(uint8_t byte);
+    bool HoldsEventChar() const;
     void ReportEvents();
 
     bool open_ = false;

@@ -34,16 +34,18 @@ bool World::Step(int64_t deadline) {
 }
 
 void World::Pass(int64_t microseconds) {
-    const int64_t deadline = now_ + microseconds;
-    while (Step(deadline)) {
-    }
+    PassUntil(now_ + microseconds, [] { return false; });
 }
 
 bool World::PassUntil(int64_t deadline, const std::function<bool()> &reached) {
-    while (!reached()) {
+    for (;;) {
+        // Who waits on the host cannot look while it stands still.
+        while (StandsStill()) {
+            if (!Step(stillUntil_ - 1)) now_ = stillUntil_;
+        }
+        if (reached()) return true;
         if (!Step(deadline)) return reached();
     }
-    return true;
 }
 
 }  // namespace cc::platform

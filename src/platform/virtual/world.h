@@ -34,6 +34,13 @@ class World {
     /// Lets time pass until `reached` gives true, at most until `deadline`. Result: what `reached` gave last.
     bool PassUntil(int64_t deadline, const std::function<bool()> &reached);
 
+    /// The host stands still from now on, as a stopped process does: nothing of it runs, while the far ends of
+    /// its lines go on. Afterwards waits that are over end first, then timers tick, and lines report last.
+    void StandStill(int64_t microseconds) { stillUntil_ = now_ + microseconds; }
+    bool StandsStill() const { return now_ < stillUntil_; }
+    /// When the host goes on, or went on last.
+    int64_t StillUntil() const { return stillUntil_; }
+
     /// Whether periodic timers cannot be started.
     bool refusesTimers = false;
     /// Texts of the message boxes shown so far.
@@ -45,6 +52,7 @@ class World {
     bool Step(int64_t deadline);
 
     int64_t now_ = 0;
+    int64_t stillUntil_ = 0;
     uint64_t made_ = 0;
     std::map<Entry, Action> agenda_;
 };
