@@ -22,6 +22,7 @@ namespace cc {
 /// What the opening and closing of an arm keeps. Used on the caller's thread but for the timer's id.
 struct ConnectionState {
     int32_t armNumber = 0;               // as given to CC_INIT
+    uint32_t openings = 0;               // calls of CC_INIT so far, wrapping
     std::atomic<uint32_t> mmTimerId{0};  // 0: no timer. Relaxed: a tick that misses a change is one tick late
     uint32_t portOpen = 0;
     uint32_t mmTimerRunning = 0;

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "interface/arm_context.h"
+#include "interface/tick_counters.h"
 #include "link/command_message.h"
 
 namespace cc {
@@ -12,18 +13,35 @@ inline constexpr uint32_t kAckTimeoutMs = 3000;
 
 /// Waits until the controller has acknowledged the message in flight. Result: 1, at once in simulation mode
 /// and without an acknowledgement event; 0 after a time-out, once the operator has closed the box " No ACK
-/// Received ".
+/// Received ". Time in which the host stands still counts little, and frames that lie unread in the input at
+/// the end are waited for, a second at the most.
 int16_t WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
 
 /// Whether the arm's ticks go on, without which no wait would end: the client may have closed the arm in its
 /// callback.
 bool IsTicking(const ArmContext &context);
 
-/// Ticks that a completion wait of the arm may take.
-uint16_t CompletionLimit(const ArmContext &context);
+/// The time that a wait may take: timeoutTicks, twice as many while the worker does not serve the arm. When
+/// frames lie unread in the input at its end, a second more, once.
+class WaitLimit {
+  public:
+    explicit WaitLimit(ArmContext &context);
+    WaitLimit(const WaitLimit &) = delete;
+    WaitLimit &operator=(const WaitLimit &) = delete;
 
-/// Decodes replies, one every 10 ms, until the awaited one has come. Result: 1 when it has, 0 after
-/// CompletionLimit ticks, or at once when no tick counter is free or the arm does not tick.
+    /// Whether a tick counter was free; without one there is no waiting.
+    bool IsCounted() const { return counter_.IsTaken(); }
+    bool IsOver();
+
+  private:
+    ArmContext &context_;
+    const TickCounter counter_;
+    uint32_t limit_;
+    bool extended_ = false;
+};
+
+/// Decodes replies, one every 10 ms, until the awaited one has come. Result: 1 when it has; 0 at the end of
+/// WaitLimit, or at once when no tick counter is free or the arm does not tick.
 int16_t WaitForCompletion(int16_t arm);
 
 /// Sends a message whose reply did not come up to four times, then once more after a restart of the link;

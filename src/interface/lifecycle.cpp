@@ -20,32 +20,39 @@ constexpr int32_t kTableEntries = 128;
 constexpr int32_t kEntryWords = 4;
 constexpr uint16_t kHandshakeFailed = CC_NO_ANSWER - 1;  // the handshake's own results are added to it
 
-// The worker timer that both arms share; guarded by timerLock.
-std::mutex timerLock;
-uintptr_t workerTimerId = 0;
-void *workerTimerWindow = nullptr;
-int32_t workerTimerRefs = 0;
+// The worker timer that both arms share.
+struct WorkerTimer {
+    // A client may unload the library without closing its arms.
+    ~WorkerTimer() {
+        if (workerTimerId != 0) platform::StopWindowTimer(window, workerTimerId);
+    }
+
+    std::mutex timerLock;  // guards the fields below
+    uintptr_t workerTimerId = 0;
+    void *window = nullptr;
+    int32_t workerTimerRefs = 0;
+} workerTimer;
 
 bool RegisterWorker(ArmContext &context, void *window) {
-    const std::lock_guard guard(timerLock);
-    if (workerTimerId == 0) {
+    const std::lock_guard guard(workerTimer.timerLock);
+    if (workerTimer.workerTimerId == 0) {
         const auto period = static_cast<uint32_t>(context.settings.hiPeriodMs);
-        workerTimerId = platform::StartWindowTimer(window, period, RunWorker);
-        workerTimerWindow = window;
+        workerTimer.workerTimerId = platform::StartWindowTimer(window, period, RunWorker);
+        workerTimer.window = window;
     }
-    if (workerTimerId == 0) return false;
-    ++workerTimerRefs;
+    if (workerTimer.workerTimerId == 0) return false;
+    ++workerTimer.workerTimerRefs;
     context.connection.workerRegistered = 1;
     return true;
 }
 
 void ReleaseWorker(ArmContext &context) {
     if (context.connection.workerRegistered == 0) return;
-    const std::lock_guard guard(timerLock);
-    --workerTimerRefs;
-    if (workerTimerId != 0 && workerTimerRefs == 0) {
-        platform::StopWindowTimer(workerTimerWindow, workerTimerId);
-        workerTimerId = 0;
+    const std::lock_guard guard(workerTimer.timerLock);
+    --workerTimer.workerTimerRefs;
+    if (workerTimer.workerTimerId != 0 && workerTimer.workerTimerRefs == 0) {
+        platform::StopWindowTimer(workerTimer.window, workerTimer.workerTimerId);
+        workerTimer.workerTimerId = 0;
     }
     context.connection.workerRegistered = 0;
 }
@@ -80,6 +87,7 @@ void ResetRecord(ArmContext &context, CC_NOTIFY notifyCallback, int16_t extended
     session.askCoordMode = 0;
     session.coordPollTicks = 0;
     context.connection.workerActive = 0;
+    context.head = {};
     context.motion.maxMovesInFlight = simulation ? kSimulatedMovesInFlight : kMovesInFlight;
 }
 
@@ -87,10 +95,6 @@ uint16_t StartHead(ArmContext &context, int16_t arm, const char *headPortDef, bo
     HeadRecord &head = context.head;
     head.headInUse = simulated || headPortDef != nullptr ? 1 : 0;
     if (head.headInUse == 0) return CC_OK;
-    if (simulated) {
-        head.levePresent = 0;
-        head.manualMode = 0;
-    }
     const uint16_t opened = OpenHead(context, arm, headPortDef, simulated);
     if (opened == CC_OK && !simulated) context.connection.headPortOpen = 1;
     return opened;
@@ -135,7 +139,7 @@ Handshake StartupHandshake(ArmContext &context, int16_t arm) {
     ReplyState &replies = context.replies;
     ResetControllerInfo(replies.controllerInfo);
     replies.controllerState = state::kUnknown;
-    if (!AskController(context, arm)) return Handshake::NoAnswer;
+    if (!AskController(context, arm) || !IsTicking(context)) return Handshake::NoAnswer;
     if (context.connection.simulationMode != 0) {
         const std::lock_guard guard(context.link.lock);
         replies.controllerState = state::kReady;
@@ -219,6 +223,13 @@ void ReleaseArm(ArmContext &context) {
     context.connection.ackEvent.Close();
 }
 
+// Gives everything back that an opening holds. Result: the code with which it failed.
+uint16_t Release(ArmContext &context, uint16_t failure) {
+    if (context.connection.connectionOpen != 0) ReleaseConnection(context);
+    ReleaseArm(context);
+    return failure;
+}
+
 }  // namespace
 
 uint16_t CC_CALL CC_INIT(void *window, int16_t arm, CC_NOTIFY notifyCallback, const char *portDef,
@@ -229,33 +240,25 @@ uint16_t CC_CALL CC_INIT(void *window, int16_t arm, CC_NOTIFY notifyCallback, co
     ReleaseArm(context);
     ResetRecord(context, notifyCallback, extendedStart, simulation);
     context.connection.armNumber = arm;
+    const uint32_t opening = ++context.connection.openings;
     ReadSettings(context.settings, iniFile);
     if (flags == 0) context.connection.ackEvent.OpenShared(kAckEventName);
     const uint16_t connected =
         OpenConnection(context, portDef, simulation, context.settings.loPeriodMs, iniFile);
-    if (connected != CC_OK) return connected;
+    if (connected != CC_OK) return Release(context, connected);
     context.connection.connectionOpen = 1;
     const uint16_t headStarted = StartHead(context, arm, headPortDef, (flags & CC_SIMULATED_HEAD) != 0);
-    if (headStarted != CC_OK) {
-        ReleaseConnection(context);
-        return headStarted;
-    }
+    if (headStarted != CC_OK) return Release(context, headStarted);
     CC_BUFFRESET(arm);
     context.axes.linearScale = linearScale;
     context.axes.wristScale = wristScale;
-    if (!RegisterWorker(context, window)) {
-        ReleaseConnection(context);
-        ReleaseHead(context);
-        return CC_WORKER_FAILED;
-    }
+    if (!RegisterWorker(context, window)) return Release(context, CC_WORKER_FAILED);
     context.connection.workerActive = 1;
     const Handshake handshake = StartupHandshake(context, arm);
-    if (handshake != Handshake::Done) {
-        ReleaseConnection(context);
-        ReleaseHead(context);
-        ReleaseWorker(context);
-        return static_cast<uint16_t>(kHandshakeFailed + static_cast<uint16_t>(handshake));
-    }
+    // The client may have closed the arm in its callback, and even opened it anew.
+    if (context.connection.connectionOpen == 0 || context.connection.openings != opening) return CC_NO_ANSWER;
+    if (handshake != Handshake::Done)
+        return Release(context, static_cast<uint16_t>(kHandshakeFailed + static_cast<uint16_t>(handshake)));
     SetAxes(context.axes, context.settings.axesConvention != 0);
     LayDownTemplate(context.motion.moveTemplate);
     return CC_OK;

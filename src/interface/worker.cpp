@@ -9,6 +9,7 @@
 #include "motion/flush.h"
 #include "probehead/head_protocol.h"
 #include "replies/decoder.h"
+#include "replies/worker_hold.h"
 
 namespace cc {
 namespace {
@@ -64,6 +65,23 @@ void ServeHead(ArmContext &context, int16_t arm) {
     }
 }
 
+// One run at a time, also when an exception of the client's callback ends it.
+class WorkerRun {
+  public:
+    WorkerRun() : first_(!running.exchange(true, std::memory_order_acquire)) {}
+    ~WorkerRun() {
+        if (first_) running.store(false, std::memory_order_release);
+    }
+    WorkerRun(const WorkerRun &) = delete;
+    WorkerRun &operator=(const WorkerRun &) = delete;
+
+    bool IsFirst() const { return first_; }
+
+  private:
+    static inline std::atomic<bool> running{false};
+    const bool first_;
+};
+
 void Tick(ArmContext &context, uint32_t timerId) {
     if (timerId != context.connection.mmTimerId.load(std::memory_order_relaxed)) return;
     AdvanceTickCounters(context.counters);
@@ -78,18 +96,21 @@ void WorkerStep(int16_t arm) {
     DecodeReplies(arm);
     if (context.connection.connectionOpen == 0) return;  // the client closed the arm in its callback
     if (context.replies.awaitedReply == kNothingAwaited) SendAutomaticCommands(context, arm);
+    if (context.connection.connectionOpen == 0) return;
     FlushMoveRing(arm);
     AutoCoordTick(context);
     ServeHead(context, arm);
 }
 
 bool RunWorker() {
-    static std::atomic<bool> running{false};
-    if (running.exchange(true, std::memory_order_acquire)) return false;
+    const WorkerRun run;
+    if (!run.IsFirst()) return false;
+    for (const int16_t arm : {1, 2}) {
+        if (IsWorkerHeld(SelectArm(arm).replies)) return false;
+    }
     for (const int16_t arm : {1, 2}) {
         if (SelectArm(arm).connection.workerRegistered == 1) WorkerStep(arm);
     }
-    running.store(false, std::memory_order_release);
     return true;
 }
 

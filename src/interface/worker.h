@@ -5,8 +5,9 @@
 
 namespace cc {
 
-/// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another,
-/// dispatched by a message box, does nothing. Result: whether it ran.
+/// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another, or in
+/// the middle of a call of this thread, dispatched by the client's callback or the operator's box, does nothing.
+/// Result: whether it ran.
 bool RunWorker();
 
 /// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head.

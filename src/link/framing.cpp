@@ -39,6 +39,7 @@ int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, u
     if (slot.IsBusy()) return -1;
     const MessageSum sum = Sum(message, length);
     if (sum.frameBytes > MessageSlot::kBytes) return -1;
+    slot.data[0] = kNotTransmitted;
     uint8_t *out = slot.data + 1;
     for (uint16_t i = 0; i < length; ++i) out = PutStuffed(out, message[i]);
     out = PutStuffed(out, sum.checksum);

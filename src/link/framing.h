@@ -22,9 +22,11 @@ enum FrameType : uint8_t {
     kStartLink = 9,
 };
 
+/// Type byte of a frame that waits for its first transmission, which gives it its type.
+inline constexpr uint8_t kNotTransmitted = 0;
+
 /// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`.
-/// The frame's type, byte 0, is left to the transmission. Result: 0, or -1 with nothing changed when the slot
-/// is busy or the frame would not fit it.
+/// Result: 0, or -1 with nothing changed when the slot is busy or the frame would not fit it.
 int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
                    const uint8_t *message);
 

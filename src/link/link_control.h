@@ -13,8 +13,16 @@ inline constexpr uint32_t kReceiveBytes = 100;
 /// Sends a control frame. Result: 0 when both bytes were written, else 1.
 int SendControl(ArmContext &arm, uint8_t type);
 
-/// Reads one frame from the port and handles it; on the line-event thread, when the terminator has come.
+/// Reads one frame from the port and handles it, or all that lie there when that was asked for; on the
+/// line-event thread, when the terminator has come.
 void OnFrameReceived(ArmContext &arm);
+
+/// Whether frames have come that reception has not handled; it is then asked to handle them all. Whoever counts
+/// time against the controller waits for that first, within bounds: a host that stood still, or whose
+/// line-event thread was kept waiting, may have the answer in its input. Takes the link lock; not under it.
+bool IsReceptionBehind(ArmContext &arm);
+/// The same under the link lock.
+bool AskReceptionToCatchUp(ArmContext &arm);
 
 /// Handles one received frame of 1 to kReceiveBytes bytes.
 void ProcessFrame(ArmContext &arm, const uint8_t *bytes, uint32_t count);
@@ -30,7 +38,8 @@ int LinkStart(ArmContext &arm);
 void ForceLinkDown(ArmContext &arm);
 
 /// One multimedia tick of the link: sends or repeats the frame at the head of the queues, gives it up after
-/// four transmissions, and starts a link that is down.
+/// four transmissions, and starts a link that is down. What it repeats waits for frames in the input first, for
+/// a second at the most. Never blocks: what a line does not take at once counts as sent, and is repeated.
 void LinkTick(ArmContext &arm);
 
 }  // namespace cc

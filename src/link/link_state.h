@@ -60,6 +60,8 @@ struct LinkState {
     int32_t retryCount = 0;         // transmissions of the frame in flight
     uint16_t ackTimeoutTicks = 0;   // reload value of retryTicks: about one second
     uint32_t priorityInFlight = 0;  // 1: the frame in flight came from the priority queue
+    bool catchingUp = false;        // reception reads all frames that lie in the input, not one an event
+    uint16_t postponedTicks = 0;    // ticks that what is due has waited for reception
     LinkStatistics statistics;
     FrameHistory history;
 

@@ -8,10 +8,27 @@ namespace {
 
 constexpr int32_t kMostTransmissions = 4;
 
+// Whether what is due waits for frames in the input, which may hold the answer. Not for longer than a second: a
+// line may pour for ever, and its thread may show a message box.
+bool WaitsForReception(ArmContext &arm) {
+    LinkState &link = arm.link;
+    if (link.postponedTicks >= link.ackTimeoutTicks || !AskReceptionToCatchUp(arm)) return false;
+    ++link.postponedTicks;
+    return true;
+}
+
+void SendStartLink(ArmContext &arm) {
+    LinkState &link = arm.link;
+    const uint8_t frame[] = {kStartLink, kTerminator};
+    link.retryTicks = link.ackTimeoutTicks;
+    ++link.statistics.startLinksSent;
+    arm.port.Post(frame, sizeof frame);
+    link.awaitingStartAck.store(1, std::memory_order_relaxed);
+}
+
 // Sends the frame at the head of a queue, again if its acknowledgement has not come in time.
 void ServeFrame(ArmContext &arm, MessageSlot &slot, bool priority) {
     LinkState &link = arm.link;
-    if (link.retryTicks != 0) return;
     if (link.retryCount >= kMostTransmissions) {
         ++link.statistics.framesGivenUp;
         link.retryCount = 0;
@@ -24,7 +41,11 @@ void ServeFrame(ArmContext &arm, MessageSlot &slot, bool priority) {
     if (priority) link.priorityInFlight = 1;
     slot.data[0] = link.dataTypeBySeq[link.txSequence];
     link.history.Add(true, slot.data, slot.Length());
-    arm.port.Write(slot.data, slot.Length());
+    arm.port.Post(slot.data, slot.Length());
+}
+
+bool IsTransmitted(const MessageSlot &slot) {
+    return slot.IsBusy() && slot.data[0] != kNotTransmitted;
 }
 
 }  // namespace
@@ -39,20 +60,20 @@ void LinkTick(ArmContext &arm) {
     const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
     if (link.linkRunning == 0) return;
     link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
-    if (link.txSequence == kLinkDown) {
-        if (link.retryTicks != 0) return;
-        link.retryTicks = link.ackTimeoutTicks;
-        ++link.statistics.startLinksSent;
-        SendControl(arm, kStartLink);
-        link.awaitingStartAck.store(1, std::memory_order_relaxed);
-        return;
-    }
+    if (link.retryTicks != 0) return;
+    const bool down = link.txSequence == kLinkDown;
     MessageQueues &queues = arm.queues;
     MessageSlot &urgent = queues.prioritySendQueue[queues.priorityRead];
     MessageSlot &normal = queues.sendQueue[queues.sendRead];
-    if (urgent.IsBusy()) {
+    if (!down && !urgent.IsBusy() && !normal.IsBusy()) return;
+    const bool awaitsAnswer = down || IsTransmitted(urgent) || IsTransmitted(normal);
+    if (awaitsAnswer && WaitsForReception(arm)) return;
+    link.postponedTicks = 0;
+    if (down) {
+        SendStartLink(arm);
+    } else if (urgent.IsBusy()) {
         ServeFrame(arm, urgent, true);
-    } else if (normal.IsBusy()) {
+    } else {
         ServeFrame(arm, normal, false);
     }
 }

@@ -11,6 +11,10 @@ namespace {
 
 constexpr int kStartAttempts = 12;
 constexpr uint32_t kStartIntervalMs = 500;
+constexpr uint32_t kLookMs = 10;  // between looks at an input that is being read
+
+// Frames that reception takes in one go; a line that goes on pouring is not waited for.
+constexpr int kMostCaughtUp = 4096;
 
 // A data frame of these bytes holds an empty message: type, checksum, terminator.
 constexpr uint16_t kEmptyFrameBytes = 3;
@@ -18,21 +22,24 @@ constexpr uint16_t kEmptyFrameBytes = 3;
 void ReceiveAck(ArmContext &arm, uint8_t type) {
     LinkState &link = arm.link;
     if (link.txSequence == kLinkDown || type != link.ackTypeBySeq[link.txSequence]) return;
-    // Without a frame in flight it acknowledges nothing; taking it would lose the next frame or jam the
-    // queue.
-    if (link.retryCount == 0) return;
+    MessageQueues &queues = arm.queues;
+    const bool priority = link.priorityInFlight != 0;
+    MessageSlot &acknowledged =
+        priority ? queues.prioritySendQueue[queues.priorityRead] : queues.sendQueue[queues.sendRead];
+    // Only a frame that was sent in this sequence is acknowledged by it; taking another for it would lose the
+    // next frame or jam the queue.
+    if (!acknowledged.IsBusy() || acknowledged.data[0] != link.dataTypeBySeq[link.txSequence]) return;
     ++link.statistics.acknowledgements;
     link.retryTicks = 0;
     link.retryCount = 0;
+    link.postponedTicks = 0;
     arm.connection.ackEvent.Signal();
     link.txSequence ^= 1;
-    MessageQueues &queues = arm.queues;
-    if (link.priorityInFlight != 0) {
-        queues.prioritySendQueue[queues.priorityRead].Free();
+    acknowledged.Free();
+    if (priority) {
         queues.priorityRead = NextIndex(queues.priorityRead, kPrioritySlots);
         link.priorityInFlight = 0;
     } else {
-        queues.sendQueue[queues.sendRead].Free();
         queues.sendRead = NextIndex(queues.sendRead, kSendSlots);
     }
 }
@@ -98,23 +105,8 @@ const char *ActOnFrame(ArmContext &arm, MessageSlot &frame) {
     }
 }
 
-int32_t TransmitSequence(ArmContext &arm) {
-    const std::lock_guard guard(arm.link.lock);
-    return arm.link.txSequence;
-}
-
-}  // namespace
-
-void CArmPort::OnEventChar() {
-    OnFrameReceived(arm_);
-}
-
-int SendControl(ArmContext &arm, uint8_t type) {
-    const uint8_t frame[] = {type, kTerminator};
-    return arm.port.Write(frame, sizeof frame) == sizeof frame ? 0 : 1;
-}
-
-void OnFrameReceived(ArmContext &arm) {
+// Reads and handles one frame. Result: whether anything was there.
+bool ReceiveFrame(ArmContext &arm) {
     uint8_t frame[kReceiveBytes];
     uint32_t count = 0;
     uint8_t byte = 0;
@@ -129,6 +121,52 @@ void OnFrameReceived(ArmContext &arm) {
     } else if (count > 0) {
         ProcessFrame(arm, frame, count);
     }
+    return count > 0;
+}
+
+bool IsCatchingUp(ArmContext &arm) {
+    const std::lock_guard guard(arm.link.lock);
+    return arm.link.catchingUp;
+}
+
+void EndCatchingUp(ArmContext &arm) {
+    const std::lock_guard guard(arm.link.lock);
+    arm.link.catchingUp = false;
+}
+
+bool IsUp(ArmContext &arm) {
+    const std::lock_guard guard(arm.link.lock);
+    return arm.link.txSequence != kLinkDown;
+}
+
+}  // namespace
+
+void CArmPort::OnEventChar() {
+    OnFrameReceived(arm_);
+}
+
+int SendControl(ArmContext &arm, uint8_t type) {
+    const uint8_t frame[] = {type, kTerminator};
+    return arm.port.Write(frame, sizeof frame) == sizeof frame ? 0 : 1;
+}
+
+void OnFrameReceived(ArmContext &arm) {
+    bool received = ReceiveFrame(arm);
+    for (int frames = 0; received && frames < kMostCaughtUp && IsCatchingUp(arm); ++frames)
+        received = arm.port.HoldsEventChar() && ReceiveFrame(arm);
+    EndCatchingUp(arm);
+}
+
+bool IsReceptionBehind(ArmContext &arm) {
+    const std::unique_lock guard(arm.link.lock, std::try_to_lock);
+    return !guard.owns_lock() || AskReceptionToCatchUp(arm);
+}
+
+bool AskReceptionToCatchUp(ArmContext &arm) {
+    if (!arm.port.HasUnreadEvent()) return false;
+    if (!arm.link.catchingUp) arm.port.ReportAgain();
+    arm.link.catchingUp = true;
+    return true;
 }
 
 void ProcessFrame(ArmContext &arm, const uint8_t *bytes, uint32_t count) {
@@ -158,6 +196,8 @@ void LinkReset(ArmContext &arm) {
     link.retryTicks = 0;
     link.retryCount = 0;
     link.priorityInFlight = 0;
+    link.catchingUp = false;
+    link.postponedTicks = 0;
     link.linkRxIndex = 0;
     link.awaitingPeerStart.store(1, std::memory_order_relaxed);
     link.awaitingStartAck.store(1, std::memory_order_relaxed);
@@ -171,11 +211,13 @@ void LinkReset(ArmContext &arm) {
 }
 
 int LinkStart(ArmContext &arm) {
-    if (TransmitSequence(arm) != kLinkDown) return 0;
+    if (IsUp(arm)) return 0;
     for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
         SendControl(arm, kStartLink);
         platform::Sleep(kStartIntervalMs);
-        if (TransmitSequence(arm) != kLinkDown) return 0;
+        for (uint32_t ms = 0; ms < kStartIntervalMs && !IsUp(arm) && IsReceptionBehind(arm); ms += kLookMs)
+            platform::Sleep(kLookMs);
+        if (IsUp(arm)) return 0;
     }
     return 1;
 }

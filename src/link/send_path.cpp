@@ -6,7 +6,16 @@
 namespace cc {
 namespace {
 
+// One step of simulation mode, under the link lock.
+void Pump(ArmContext &arm) {
+    AdvanceTickCounters(arm.counters);
+    if (arm.link.linkRunning != 0) StepSimulator(arm.simulator, arm.queues);
+}
+
+// Filing a message and the simulator's step on it are one: a tick that saw the message in between would take it
+// for one that the simulator leaves waiting, and count it as transmitted.
 int16_t QueueForSimulator(ArmContext &arm, uint16_t priority, uint16_t length, const uint8_t *bytes) {
+    const std::lock_guard guard(arm.link.lock);
     MessageQueues &queues = arm.queues;
     MessageSlot *const queue = priority != 0 ? queues.prioritySendQueue : queues.sendQueue;
     int32_t &writeIndex = priority != 0 ? queues.priorityWrite : queues.sendWrite;
@@ -15,14 +24,15 @@ int16_t QueueForSimulator(ArmContext &arm, uint16_t priority, uint16_t length, c
     std::memcpy(slot.data, bytes, length);
     slot.Publish(length);
     writeIndex = NextIndex(writeIndex, priority != 0 ? kPrioritySlots : kSendSlots);
-    PumpSimulator(arm);
+    Pump(arm);
     return 0;
 }
 
 }  // namespace
 
 int16_t QueueMessage(ArmContext &arm, uint16_t priority, int32_t length, const uint8_t *bytes) {
-    if (length < 0) return -1;
+    // The client may have closed the arm in its callback, in the middle of a command.
+    if (length < 0 || arm.connection.mmTimerRunning == 0) return -1;
     const auto messageLength = static_cast<uint16_t>(length);
     TraceCommand(arm.trace, bytes, messageLength);
     if (arm.connection.simulationMode != 0) return QueueForSimulator(arm, priority, messageLength, bytes);
@@ -46,9 +56,8 @@ uint16_t TakeReply(ArmContext &arm, uint16_t &length, uint8_t *buffer) {
 }
 
 void PumpSimulator(ArmContext &arm) {
-    AdvanceTickCounters(arm.counters);
     const std::lock_guard guard(arm.link.lock);
-    if (arm.link.linkRunning != 0) StepSimulator(arm.simulator, arm.queues);
+    Pump(arm);
 }
 
 void ResetQueues(MessageQueues &queues) {

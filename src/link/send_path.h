@@ -10,8 +10,8 @@ namespace cc {
 
 /// Queues a command message; `length` counts all its bytes. With priority not 0 it overtakes the normal ones.
 /// In simulation mode the simulator then takes one step. Must not run for one arm on two threads at once.
-/// Result: 0, or -1 when the queue is full or the message fits no slot (too long, of negative length, or
-/// empty in simulation mode).
+/// Result: 0, or -1 when the arm is closed, the queue is full or the message fits no slot (too long, of
+/// negative length, or empty in simulation mode).
 int16_t QueueMessage(ArmContext &arm, uint16_t priority, int32_t length, const uint8_t *bytes);
 
 inline constexpr uint16_t kNormal = 0;

@@ -25,6 +25,7 @@ void ResetMoveBuffer(MoveBuffer &moves) {
     moves.movesInFlight = 0;
     moves.scanActive = 0;
     moves.flushedTo = kNotFlushed;
+    ++moves.resets;
 }
 
 void LayDownTemplate(MoveTemplate &moveTemplate) {

@@ -63,10 +63,11 @@ struct MoveBuffer {
     MoveHistoryEntry moveHistory[kHistoryEntries];
     int32_t moveHistoryWrite = -1;  // entry written last
     int32_t moveHistoryRead = 0;    // oldest entry not consumed
-    int32_t movesInFlight = 0;      // messages sent and not acknowledged
+    int32_t movesInFlight = 0;      // messages flushed and not acknowledged, never below 0
     int32_t maxMovesInFlight = 0;
     int32_t scanActive = 0;           // 1 until the scan start is acknowledged
     int32_t flushedTo = kNotFlushed;  // slot of the send queue that holds the slot to flush already
+    uint32_t resets = 0;              // so far, wrapping
     MoveTemplate moveTemplate;
 };
 

@@ -21,7 +21,10 @@ void DecodeAngle(std::string_view answer, char letter, double &angle) {
     if (at == std::string_view::npos) return;
     std::string_view number = answer.substr(at + 1);
     number = number.substr(0, std::min(number.find_first_not_of(kNumberCharacters), kLongestNumber));
-    if (!number.empty() && number.front() == '+') number.remove_prefix(1);
+    // from_chars knows no plus sign; a second sign behind it makes the text no number.
+    const bool plus = number.starts_with('+');
+    if (plus) number.remove_prefix(1);
+    if (plus && number.starts_with('-')) return;
     std::from_chars(number.data(), number.data() + number.size(), angle);
 }
 

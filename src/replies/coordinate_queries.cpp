@@ -18,16 +18,14 @@ constexpr struct {
 };
 constexpr int16_t kUnknownStatus = -1;
 
-// Waits for the link acknowledgement and then for a coordinate report. Result: 0 when the wait could not be
-// made.
-int16_t WaitForCoordinates(ArmContext &context, int16_t arm) {
-    const uint16_t limit = CompletionLimit(context);
-    const TickCounter counter(context.counters);
-    if (!counter.IsTaken() || WaitForAck(context) == 0) return 0;
+// Waits for the link acknowledgement of a request that was sent, and then for a coordinate report. Result: 0
+// when the wait could not be made.
+int16_t WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
+    WaitLimit limit(context);
+    if (!limit.IsCounted() || (sent && WaitForAck(context) == 0)) return 0;
     WaitForCompletion(arm);
-    while (context.replies.coordAnswered == 0 && counter.Ticks() < limit && IsTicking(context)) {
-        DecodeReplies(arm);
-        if (context.replies.coordAnswered == 0) platform::Yield();
+    while (context.replies.coordQuery != CoordQuery::None && !limit.IsOver()) {
+        if (!DecodeReplies(arm)) platform::Yield();
     }
     return 1;
 }
@@ -36,14 +34,12 @@ int16_t AskForCoordinates(int16_t arm, CommandName request) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return 0;
     ReplyState &replies = context->replies;
-    // The worker's own request, if one is out, stays out.
-    const int32_t answeredBefore = replies.coordAnswered;
     const bool silent =
         replies.controllerState == state::kEmergency || replies.controllerState == state::kNoCoordinates;
     if (!silent) QueueMessage(*context, kNormal, CommandMessage(request));
-    replies.coordAnswered = 0;
-    const int16_t result = WaitForCoordinates(*context, arm);
-    replies.coordAnswered = answeredBefore;
+    replies.coordQuery = silent ? CoordQuery::AnyReport : CoordQuery::OwnReport;
+    const int16_t result = WaitForCoordinates(*context, arm, !silent);
+    replies.coordQuery = CoordQuery::None;
     return result;
 }
 

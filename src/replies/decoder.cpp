@@ -102,8 +102,9 @@ void OnEmergency(const Reply &reply) {
     ReplyState &replies = reply.State();
     replies.controllerState = reply.ControllerState();
     replies.awaitedReply = replies.awaitedReply == state::kEmergency ? kNothingAwaited : kAnyStateReply;
-    NotifyPayload(reply, reply.Code() == reply::kEmergency ? CC_EVENT_EMERGENCY : CC_EVENT_EMERGENCY_51);
     replies.coordAnswered = 1;
+    replies.coordQuery = CoordQuery::None;
+    NotifyPayload(reply, reply.Code() == reply::kEmergency ? CC_EVENT_EMERGENCY : CC_EVENT_EMERGENCY_51);
 }
 
 // ---- completions
@@ -157,12 +158,32 @@ void OnTemperatures(const Reply &reply) {
 
 // ---- motion
 
+// Releases the oldest entry once the client has been told of it, unless the client has reset the buffer
+// meanwhile: what lies there then was filed anew.
+class AcknowledgedEntry {
+  public:
+    explicit AcknowledgedEntry(MoveBuffer &moves) : moves_(moves), resets_(moves.resets) {}
+    ~AcknowledgedEntry() {
+        if (moves_.resets != resets_) return;
+        ConsumeOldestEntry(moves_);
+        // The drain of a scan start sends moves without counting them.
+        if (moves_.movesInFlight > 0) --moves_.movesInFlight;
+    }
+    AcknowledgedEntry(const AcknowledgedEntry &) = delete;
+    AcknowledgedEntry &operator=(const AcknowledgedEntry &) = delete;
+
+  private:
+    MoveBuffer &moves_;
+    const uint32_t resets_;
+};
+
 void OnBuffered(const Reply &reply) {
     ReplyState &replies = reply.State();
     MoveBuffer &moves = reply.context.motion;
     if (replies.controllerState == state::kUnknown) return;
     OnDone(reply);
     const MoveHistoryEntry &entry = OldestEntry(moves);
+    if (entry.inUse == 0) return;  // of a message from before a reset
     const uint16_t tag = entry.tag;
     if (tag < kFirstReportTag) {
         // A probing move that is acknowledged before its point was rejected, and with it all that follows.
@@ -171,16 +192,13 @@ void OnBuffered(const Reply &reply) {
         Notify(replies, CC_EVENT_MOVE_REJECTED, static_cast<uint16_t>(reply.SignedByte(4)));
         return;
     }
-    const uint8_t inUse = entry.inUse;
+    const AcknowledgedEntry acknowledged(moves);
     if (tag == kScanTag) {
         moves.scanActive = 0;
         Notify(replies, CC_EVENT_SCAN_END, 0);
     } else {
         Notify(replies, CC_EVENT_MOVE_DONE, static_cast<uint16_t>(tag - kFirstReportTag));
     }
-    if (entry.inUse != inUse) return;  // the client reset the buffer in its callback
-    ConsumeOldestEntry(moves);
-    --moves.movesInFlight;
 }
 
 void OnPoint(const Reply &reply) {
@@ -191,9 +209,12 @@ void OnPosition(const Reply &reply) {
     ReportPosition(reply.context, reply.bytes);
 }
 
+// While both the worker's request and the client's are out, the first report ends the client's query.
 void OnCoordinates(const Reply &reply) {
+    ReplyState &replies = reply.State();
+    if (replies.coordQuery != CoordQuery::OwnReport) replies.coordAnswered = 1;
+    replies.coordQuery = CoordQuery::None;
     ReportCoordinates(reply.context, reply.bytes);
-    reply.State().coordAnswered = 1;
 }
 
 // ---- controller events
@@ -303,17 +324,18 @@ bool ReportLink(ReplyState &replies, uint16_t linkState) {
 
 }  // namespace
 
-void DecodeReplies(int16_t arm) {
+bool DecodeReplies(int16_t arm) {
     ArmContext &context = SelectArm(arm);
     uint16_t length = 0;
     const uint16_t linkState = TakeReply(context, length, context.replies.replyBuffer);
-    if (ReportLink(context.replies, linkState) || length < kShortestReply) return;
+    if (ReportLink(context.replies, linkState) || length < kShortestReply) return length != 0;
     const Reply reply{context, arm, length, context.replies.replyBuffer};
     for (const auto &handler : kHandlers) {
         if (reply.Code() < handler.first || reply.Code() > handler.last) continue;
         handler.act(reply);
-        return;
+        return true;
     }
+    return true;
 }
 
 }  // namespace cc

@@ -7,7 +7,7 @@ namespace cc {
 
 /// Takes at most one reply of the arm and applies it: state, awaitedReply, results, move history, events to
 /// the client. Replies shorter than 3 bytes and unknown codes are ignored. Runs on the thread of the client's
-/// calls.
-void DecodeReplies(int16_t arm);
+/// calls. Result: whether a reply was taken.
+bool DecodeReplies(int16_t arm);
 
 }  // namespace cc

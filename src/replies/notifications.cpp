@@ -1,17 +1,21 @@
 #include "replies/notifications.h"
 
+#include "replies/worker_hold.h"
+
 namespace cc {
 
-void Notify(const ReplyState &replies, int32_t event, uint16_t infoWord, void *data) {
-    if (replies.notifyCallback != nullptr) replies.notifyCallback(event, infoWord, data);
+void Notify(ReplyState &replies, int32_t event, uint16_t infoWord, void *data) {
+    if (replies.notifyCallback == nullptr) return;
+    const WorkerHold hold(replies);
+    replies.notifyCallback(event, infoWord, data);
 }
 
-void NotifyHold(const ReplyState &replies, uint8_t word) {
+void NotifyHold(ReplyState &replies, uint8_t word) {
     uint8_t data[] = {word, 0};
     Notify(replies, CC_EVENT_HOLD, info::kHold, data);
 }
 
-void NotifyResume(const ReplyState &replies, uint8_t word) {
+void NotifyResume(ReplyState &replies, uint8_t word) {
     uint8_t data[] = {word, 0};
     Notify(replies, CC_EVENT_RESUME, info::kResume, data);
 }

@@ -24,11 +24,11 @@ inline constexpr uint16_t kPointWithSecond = 256;
 inline constexpr uint8_t kWordStart = 80;
 inline constexpr uint8_t kWordReset = 128;
 
-/// Calls the client's callback, if there is one.
-void Notify(const ReplyState &replies, int32_t event, uint16_t infoWord, void *data = nullptr);
+/// Calls the client's callback, if there is one. It may call any export, also one that closes the arm.
+void Notify(ReplyState &replies, int32_t event, uint16_t infoWord, void *data = nullptr);
 
 /// Hold and resume events with a word of the library's own.
-void NotifyHold(const ReplyState &replies, uint8_t word);
-void NotifyResume(const ReplyState &replies, uint8_t word);
+void NotifyHold(ReplyState &replies, uint8_t word);
+void NotifyResume(ReplyState &replies, uint8_t word);
 
 }  // namespace cc

@@ -60,12 +60,13 @@ uint16_t ReportFreePoint(ArmContext &arm, const uint8_t *reply, uint16_t length)
 void ReportPoint(ArmContext &arm, const uint8_t *reply, uint16_t length) {
     ReplyState &replies = arm.replies;
     PointRecord &point = replies.pointRecord;
-    const bool scanning = OldestEntry(arm.motion).tag == kScanTag;
+    const MoveHistoryEntry &entry = OldestEntry(arm.motion);
+    const bool waiting = entry.inUse != 0;
+    const bool scanning = waiting && entry.tag == kScanTag;
+    const bool buffered = waiting && replies.controllerState == state::kMeasuring;
     uint16_t infoWord = 0;
-    if (!scanning) {
-        infoWord = replies.controllerState == state::kMeasuring ? ReportBufferedPoint(arm, reply)
-                                                                : ReportFreePoint(arm, reply, length);
-    }
+    if (!scanning)
+        infoWord = buffered ? ReportBufferedPoint(arm, reply) : ReportFreePoint(arm, reply, length);
     Convert(arm.axes, reply, 6, 5, point.position);
     Notify(replies, scanning ? CC_EVENT_SCAN_POINT : CC_EVENT_POINT, infoWord, &point);
 }

@@ -12,6 +12,13 @@ namespace cc {
 /// A message as long as a queue slot can hold, so that every reply and every payload fits.
 inline constexpr int32_t kReplyBytes = MessageSlot::kBytes;
 
+/// What a coordinate query of the client's waits for.
+enum class CoordQuery {
+    None,
+    OwnReport,  // the answer to its request: the next coordinate report
+    AnyReport,  // it sent nothing; a report answers the worker's request or is the controller's own
+};
+
 struct ReplyState {
     CC_NOTIFY notifyCallback = nullptr;
     uint8_t replyBuffer[kReplyBytes]{};  // the reply decoded last; bytes behind its end are 0
@@ -19,7 +26,8 @@ struct ReplyState {
 
     int32_t awaitedReply = kNothingAwaited;  // what the current call waits for
     int32_t controllerState = state::kUnknown;
-    int32_t coordAnswered = 0;        // 1: no coordinate request is outstanding
+    int32_t coordAnswered = 0;  // 1: no coordinate request of the worker's is outstanding
+    CoordQuery coordQuery = CoordQuery::None;
     int32_t linkFaultNotified = 0;    // 1: event 1 reported a link fault, or nothing yet
     int32_t infoSeen = 0;             // 1: controller information has come
     int32_t extendedInfo = 0;         // 1: controllerType is 2, 4, 5 or 16
@@ -33,6 +41,8 @@ struct ReplyState {
     uint16_t temperatureWords[33]{};  // 32 temperatures and the count word
     ControllerInfo controllerInfo{};
     PointRecord pointRecord{};
+
+    uintptr_t heldBy = 0;  // see WorkerHold; the one field that other threads read, by std::atomic_ref
 };
 
 /// Value of ControllerInfo::optionCode that brings the P10 exchanges.

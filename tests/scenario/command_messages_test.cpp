@@ -253,6 +253,30 @@ TEST_F(CommandTest, CoordinatesComeDuringTheCallAndLeaveTheWorkersRequestAlone) 
     EXPECT_EQ(EventsOf(1, 6).size(), 1u);
     EXPECT_EQ(arm1.replies.coordAnswered, 1);
     EXPECT_NEAR(static_cast<double>(platform::World::Instance().Now() - before), 1e6, 0.1e6);
+    // The worker's report comes as well: polling goes on.
+    arm1.replies.coordAnswered = 0;
+    arm1.replies.awaitedReply = 2;
+    for (const char *const reply : {"0F 01 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00", "02 01 00"})
+        Inject(1, Hex(reply));
+    Inject(1, Hex("0F 01 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00"));
+    Inject(1, Hex("02 02 00"));
+    EXPECT_EQ(CC_GETCOORD(1), 1);
+    EXPECT_EQ(arm1.replies.coordAnswered, 1);
+    // Where it sends nothing, what comes answers the worker.
+    arm1.replies.coordAnswered = 0;
+    arm1.replies.controllerState = 8;
+    Inject(1, Hex("0F 08 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00"));
+    EXPECT_EQ(CC_GETCOORD(1), 1);
+    EXPECT_EQ(arm1.replies.coordAnswered, 1);
+}
+
+TEST_F(CommandTest, CoordinatesComeBehindAQueueOfUnreadReplies) {
+    Events(1).clear();
+    for (int i = 0; i < 9990; ++i) Inject(1, Hex("02 01 63"));
+    const int64_t before = platform::World::Instance().Now();
+    EXPECT_EQ(CC_GETCOORD(1), 1);
+    EXPECT_EQ(EventsOf(1, 6).size(), 1u);
+    EXPECT_EQ(platform::World::Instance().Now(), before);
 }
 
 TEST_F(CommandTest, StatusNumbers) {

@@ -137,6 +137,32 @@ TEST_F(EmulatedTest, AnyOneFrameMayBeLost) {
     }
 }
 
+// The controller goes on meanwhile, repeats what nobody takes and starts its link anew in the end.
+TEST_F(EmulatedTest, AHostThatStandsStillAnywhereRepeatsNothing) {
+    std::map<int32_t, int> commands;
+    for (const int milliseconds : {0, 500, 2000, 5000, 20000}) {
+        for (int frame = 1; frame <= (milliseconds == 0 ? 1 : 150); frame += 3) {
+            ForgetSessions();
+            Controller controller(WithSphere());
+            int frames = 0;
+            controller.onFrame = [&](int64_t, Direction, const Bytes &) {
+                if (++frames == frame) World::Instance().StandStill(milliseconds * platform::kMillisecond);
+            };
+            const VirtualPeer peer(kPort, controller);
+            const std::string result = RunJob();
+            if (milliseconds <= 2000) {
+                ASSERT_EQ(result, kResult) << milliseconds << " ms at frame " << frame;
+            }
+            ASSERT_EQ(arm1.link.statistics.framesRepeated, 0u) << milliseconds << " ms at frame " << frame;
+            ASSERT_EQ(arm1.link.statistics.startLinksSent, 0u) << milliseconds << " ms at frame " << frame;
+            if (milliseconds == 0) commands = controller.Commands();
+            for (const int number : {173, 201, 205, 1000})
+                ASSERT_EQ(controller.Commands().at(number), commands.at(number)) << number << " at " << frame;
+        }
+    }
+    EXPECT_TRUE(World::Instance().messageBoxes.empty());
+}
+
 TEST_F(EmulatedTest, FaultsOfEachKindAreOvercome) {
     // A wrong bit may turn one frame into another, so corruption strikes frames that keep their kind.
     for (const char *const fault :

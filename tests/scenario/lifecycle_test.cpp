@@ -164,6 +164,28 @@ TEST_F(LifecycleTest, ReopeningAnOpenArmClosesItFirst) {
     EXPECT_EQ(CC_LOOP_RUN(500), 0);  // the one reference of the worker timer is given back
 }
 
+TEST_F(LifecycleTest, AnArmThatItsCallbackClosesIsNotOpen) {
+    const auto open = [](CC_NOTIFY notify) {
+        return CC_INIT(nullptr, 1, notify, nullptr, nullptr, 1, 0.001, 1.0, CC_SIMULATION, nullptr);
+    };
+    EXPECT_EQ(open([](int32_t, uint32_t, void *) { CC_DONE(1, 2); }), 769);
+    EXPECT_EQ(CC_GETSTATUS(1), -1);
+    EXPECT_EQ(CC_LOOP_RUN(500), 0);
+    // Closed and opened anew: the arm is that of the inner call.
+    EXPECT_EQ(open([](int32_t, uint32_t, void *) { OpenSimulated(1); }), 769);
+    EXPECT_EQ(CC_GETSTATUS(1), 0);
+}
+
+TEST_F(LifecycleTest, AnArmWithoutAHeadKnowsNothingOfTheLastOne) {
+    ASSERT_EQ(OpenSimulated(1, nullptr, CC_SIMULATION | CC_SIMULATED_HEAD), 0);
+    EXPECT_EQ(CC_PHSetPosition(1, 45, 90, 0, 0), 1);
+    ASSERT_EQ(OpenSimulated(1), 0);
+    double a = 1, b = 1;
+    CC_PHGetPosition(1, &a, &b);
+    EXPECT_EQ(a, 0);
+    EXPECT_EQ(CC_PHSetPosition(1, 45, 90, 0, 0), 0);
+}
+
 TEST_F(LifecycleTest, SingleArmEntryPointsServeArmOne) {
     ASSERT_EQ(L2_INIT(nullptr, Recorder(1), nullptr, nullptr, 1, 0.001, CC_SIMULATION), 0);
     EXPECT_EQ(SelectArm(1).axes.wristScale, 1.0);

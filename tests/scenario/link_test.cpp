@@ -76,6 +76,17 @@ TEST_F(OpeningTest, TheWholeStartOnTheWire) {
     EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
 }
 
+TEST_F(OpeningTest, AHostThatStandsStillStartsTheLinkOnce) {
+    wire.onFrame = [](const Bytes &frame) {
+        if (frame != Hex("09 08")) return;
+        World::Instance().StandStill(20000 * platform::kMillisecond);
+        VirtualPort::Number(kPort).Send(Hex("06 08"));
+    };
+    EXPECT_EQ(OpenOnPort("COM3", IniFile("[Timers]\ntimeout=0\n")), 769);
+    const Messages frames = wire.Take();
+    EXPECT_EQ(std::count(frames.begin(), frames.end(), Hex("09 08")), 2);  // one, and one after five attempts
+}
+
 TEST_F(OpeningTest, FailuresHaveTheirCodes) {
     EXPECT_EQ(OpenOnPort("COM3:9600,q"), 526);
     VirtualPort::Number(kPort).present = false;
@@ -92,6 +103,7 @@ TEST_F(OpeningTest, FailuresHaveTheirCodes) {
     EXPECT_EQ(OpenOnPort(), 769);
     EXPECT_FALSE(VirtualPort::Number(kPort).IsOpen());
     EXPECT_EQ(CC_LOOP_FD(), -1);
+    EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
     CC_DONE(1, 0);
 }
 
@@ -256,6 +268,52 @@ TEST_F(LinkTest, ASilentControllerBringsTheLinkDownAndUpAgain) {
     EXPECT_EQ(arm1.link.statistics.framesGivenUp, 1u);
 }
 
+TEST_F(LinkTest, AnAcknowledgementCountsForAFrameThatWasSent) {
+    Queue("04 01 'N' '0' '0'");
+    wire.Send("02 08");  // before it went out
+    Pass(50);
+    wire.Send("06 08");  // the second answer to a start-link
+    wire.Send("02 08");
+    Pass(3000);
+    EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
+    EXPECT_EQ(arm1.link.txSequence, 1);
+}
+
+// The answer comes a millisecond after the frame, while the host stands still: alone, behind another frame, and
+// behind more that came together.
+TEST_F(LinkTest, AHostThatStoodStillReceivesBeforeItCountsTime) {
+    for (const int milliseconds : {60, 500, 2000, 5000, 20000}) {
+        for (const char *const before : {"", "01 09 08 ", "09 08 09 08 09 08 "}) {
+            arm1.link.txSequence = 0;
+            wire.Take();
+            wire.onFrame = [&](const Bytes &frame) {
+                if (frame[0] != 3) return;
+                World &world = World::Instance();
+                world.StandStill(milliseconds * platform::kMillisecond);
+                world.At(world.Now() + 1000, [before] {
+                    VirtualPort::Number(kPort).SendTogether(Hex(before + std::string("02 08")));
+                });
+            };
+            EXPECT_EQ(CC_FEED(1, 5), 1) << milliseconds << before;
+            Pass(5000);
+            const Messages frames = wire.Take();
+            EXPECT_EQ(
+                std::count(frames.begin(), frames.end(), Hex("03 09 01 'F' '3' '4' 'F' 05 00 00 00 0A 08")),
+                1)
+                << milliseconds << before;
+            EXPECT_EQ(std::count(frames.begin(), frames.end(), Hex("09 08")), 0) << milliseconds << before;
+        }
+    }
+    // Before the frame went out.
+    wire.onFrame = [](const Bytes &frame) {
+        if (frame[0] == 3 || frame[0] == 4)
+            VirtualPort::Number(kPort).Send(Hex(frame[0] == 3 ? "02 08" : "05 08"));
+    };
+    World::Instance().StandStill(20000 * platform::kMillisecond);
+    EXPECT_EQ(CC_FEED(1, 5), 1);
+    EXPECT_TRUE(World::Instance().messageBoxes.empty());
+}
+
 TEST_F(LinkTest, ALineErrorRepeatsAtTheNextTickAndCounts) {
     Queue("04 01 'N' '0' '0'");
     Pass(50);
@@ -300,6 +358,11 @@ TEST_F(LinkTest, WithoutAcknowledgementTheOperatorSeesABox) {
     const int64_t before = World::Instance().Now();
     EXPECT_EQ(CC_NCONWAITSTART(1, 1), 0);
     EXPECT_EQ(World::Instance().Now() - before, 10000 * platform::kMillisecond);
+    // Where nothing is sent there is no acknowledgement to wait for.
+    World::Instance().messageBoxes.clear();
+    arm1.replies.controllerState = 7;
+    EXPECT_EQ(CC_GETCOORD(1), 1);
+    EXPECT_TRUE(World::Instance().messageBoxes.empty());
 }
 
 TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
@@ -311,7 +374,7 @@ TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
     EXPECT_EQ(arm1.queues.sendWrite, NextIndex(arm1.queues.sendRead, kSendSlots));
     EXPECT_EQ(arm1.motion.movesInFlight, 0);
     // The acknowledgement comes while nobody waits; the next flush sees it without waiting.
-    arm1.link.retryCount = 1;
+    arm1.queues.sendQueue[arm1.queues.sendRead].data[0] = 3;
     arm1.link.txSequence = 0;
     wire.Send("02 08");
     arm1.connection.ackEvent.Wait(0);

@@ -1,6 +1,7 @@
 // Buffered motion and scanning: what is filed, what is sent, what comes back.
 #include <cstring>
 
+#include "interface/worker.h"
 #include "support/inside.h"
 
 namespace cc::test {
@@ -138,20 +139,47 @@ TEST_F(MotionTest, ProbingComesBackAsPointAndAcknowledgement) {
     EXPECT_EQ(moves.movesInFlight, 0);
 }
 
-TEST_F(MotionTest, ACallbackMayResetTheBuffer) {
-    static int rejected;
-    rejected = 0;
-    arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
-        if (event != 16) return;
-        ++rejected;
-        CC_BUFFRESET(1);
-    };
-    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
-    CC_FLYONOFF(1, 1);
-    CC_LOOP_RUN(300);
-    EXPECT_EQ(rejected, 1);
-    EXPECT_EQ(moves.movesInFlight, 0);
-    EXPECT_EQ(moves.moveHistoryRead, 0);
+TEST_F(MotionTest, ACallbackMayResetTheBufferAndFileAnew) {
+    for (const bool files : {false, true}) {
+        static bool filesAnew;
+        filesAnew = files;
+        arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
+            if (event != 16) return;
+            CC_BUFFRESET(1);
+            if (filesAnew) CC_TFMODE(1, 1);
+        };
+        arm1.replies.controllerState = 1;
+        CC_FLYONOFF(1, 1);
+        moves.movesInFlight = 1;
+        Inject(1, Hex("04 01 04 00 FF"));
+        WorkerStep(1);
+        EXPECT_EQ(moves.movesInFlight, 0);
+        EXPECT_EQ(moves.moveHistoryRead, 0);
+        EXPECT_EQ(moves.moveHistory[0].inUse, files ? 1 : 0);
+    }
+}
+
+// A touch that nobody asked for, in any state, and an acknowledgement from before a reset belong to no entry.
+TEST_F(MotionTest, EntriesThatAreFreeAreNobodys) {
+    const Bytes point = Hex("13 03 09 00 02 'X' E8 03 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00");
+    Bytes second = point;
+    second.insert(second.end(), 12, 0);
+    ASSERT_EQ(L2S_StartScan(), 1);
+    CC_LOOP_RUN(200);
+    CC_BUFFRESET(1);
+    for (const int state : {1, 3}) {
+        arm1.replies.controllerState = state;
+        Events(1).clear();
+        for (const Bytes &reply : {point, second}) Inject(1, reply);
+        Inject(1, Hex("04 03 04 00 FF"));
+        arm1.replies.awaitedReply = 26;
+        for (int i = 0; i < 3; ++i) WorkerStep(1);
+        ASSERT_EQ(Events(1), (std::vector{Of(5, 0), Of(5, 256)})) << state;
+        EXPECT_EQ(Events(1)[0].point.approach[0], -1.0);
+        EXPECT_EQ(arm1.replies.awaitedReply, 0);
+        EXPECT_EQ(moves.moveHistoryRead, 0);
+        EXPECT_EQ(moves.movesInFlight, 0);
+    }
 }
 
 TEST_F(MotionTest, ScanParametersAndStart) {
@@ -186,6 +214,7 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     CC_LOOP_RUN(150);
     EXPECT_EQ(EventsOf(1, 15), std::vector{Of(15, 0)});
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
+    EXPECT_EQ(moves.movesInFlight, 0);  // what the start sent along was not counted
 }
 
 TEST_F(MotionTest, AScanWhoseParametersAreNotTakenDoesNotStart) {

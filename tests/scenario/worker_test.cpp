@@ -65,6 +65,36 @@ TEST_F(WorkerTest, ServesArmOneFirstAndNeverInsideItself) {
     EXPECT_EQ(L2HI_WORKER_TEMP(), 1);
 }
 
+// What a callback or a box dispatches in the middle of a call, and what a callback throws.
+TEST_F(WorkerTest, RunsBetweenCallsOnlyAndOutlivesExceptions) {
+    static int runs;
+    runs = 0;
+    const auto dispatch = [](int32_t event, uint32_t, void *) {
+        if (event == 23) runs += 100 + CC_LOOP_RUN(100);
+    };
+    arm1.replies.notifyCallback = dispatch;
+    Inject(1, Hex("02 01 36"));
+    EXPECT_EQ(CC_SETSTATUS(1, 5), 1);
+    EXPECT_EQ(runs, 100);
+    Inject(1, Hex("02 01 36"));
+    EXPECT_GT(CC_LOOP_RUN(100), 0);
+    EXPECT_EQ(runs, 200);
+    arm1.connection.simulationMode = 0;
+    arm1.connection.ackEvent.OpenShared("AckwnoledgeReceived");
+    CC_SET_MESSAGE_BOX([](const char *, void *) { runs += CC_LOOP_RUN(100); }, nullptr);
+    EXPECT_EQ(CC_FEED(1, 1), 0);
+    EXPECT_EQ(runs, 200);
+    CC_SET_MESSAGE_BOX(nullptr, nullptr);
+    arm1.connection.ackEvent.Close();
+    arm1.connection.simulationMode = 1;
+    arm1.replies.notifyCallback = [](int32_t, uint32_t, void *) { throw 1; };
+    CC_FLYONOFF(1, 1);
+    Inject(1, Hex("04 02 04 00 FF"));
+    EXPECT_ANY_THROW(CC_LOOP_RUN(100));
+    EXPECT_EQ(arm1.motion.moveHistoryRead, 1);  // the entry was told of, and is over
+    EXPECT_GT(CC_LOOP_RUN(100), 0);
+}
+
 TEST_F(WorkerTest, ACallbackMayCloseTheArm) {
     arm1.replies.notifyCallback = [](int32_t event, uint32_t, void *) {
         if (event == 23) CC_DONE(1, 2);

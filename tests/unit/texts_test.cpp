@@ -100,6 +100,7 @@ TEST(HeadAnswer, ClassesHaveAnOrderAndPositionsAreDecoded) {
     } kCases[] = {
         {"A45.0B-90.0\r", 4, 0, 1, 0, 45.0, -90.0},
         {"A+7.5\r", 4, 0, 1, 0, 7.5, 2},
+        {"A+-5B++6\r", 4, 0, 1, 0, 1, 2},
         {"HMB15.0\r", 4, 0, 0, 1, 1, 15.0},
         {"EA45.0\r", 1, 'E', 0, 0, 1, 2},
         {"A45.0XF\r", 1, 'X', 0, 0, 1, 2},
