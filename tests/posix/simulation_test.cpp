@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -90,7 +91,23 @@ TEST_F(PosixSimulation, AWholeSessionOnBothArms) {
     }
 }
 
-TEST_F(PosixSimulation, UnloadingWithAnOpenArmEndsCleanly) {
+// No tick sees a message between its filing and the simulator's answer, and counts it as sent.
+TEST_F(PosixSimulation, QueriesInATightLoopLeaveTheLinkUp) {
+    ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\ntimeout=1500\n")), CC_OK);
+    std::atomic<bool> stop{false};
+    std::thread ticker([&stop] {
+        // The first timer of the process, ticking much faster than it does.
+        while (!stop) LEV2_MANAGER(1, 0, 0, 0, 0);
+    });
+    for (int i = 0; i < 20000; ++i) CC_GETCOORD(1);
+    EXPECT_EQ(EventsOf(1, 1), std::vector{Of(1, 1)});
+    EXPECT_EQ(EventsOf(1, 6).size(), 20000u);
+    CC_DONE(1, 2);
+    stop = true;
+    ticker.join();
+}
+
+TEST_F(PosixSimulation, AnExitWithAnOpenArmEndsCleanly) {
     EXPECT_EXIT(
         {
             OpenSimulated(1, IniFile("[Timers]\nLo Period=1\n"));
