@@ -179,11 +179,24 @@ TEST_F(CommandTest, OptionFourBringsP10AndItsEvents) {
     EXPECT_EQ(CC_NCONWAITSTART(1, 1), 1);
     EXPECT_EQ(sent.Priority().back(), Hex("04 01 'P' '1' '0'"));
     EXPECT_EQ(EventsOf(1, 18).size(), 2u);
-    Inject(1, Hex("02 03 35"));
+    // The end of the wait is told once, and by older controllers with the option only.
+    const std::vector<Event> kEnd = {Of(19, 275), Of(22, 22)}, kNoEnd = {Of(22, 22)};
+    const struct {
+        int32_t again, extended;
+        uint16_t option;
+        std::vector<Event> events;
+    } kCases[] = {{0, 0, 4, kEnd}, {0, 0, 4, kNoEnd}, {1, 1, 4, kNoEnd}, {1, 0, 0, kNoEnd}};
     CC_LOOP_RUN(300);
-    ASSERT_EQ(EventsOf(1, 19), std::vector{Of(19, 275)});
-    EXPECT_EQ(EventsOf(1, 19).front().words, Hex("50 00"));
-    EXPECT_EQ(EventsOf(1, 22), std::vector{Of(22, 22)});
+    for (const auto &c : kCases) {
+        Events(1).clear();
+        arm1.replies.p10Sent |= c.again;
+        arm1.replies.extendedInfo = c.extended;
+        arm1.replies.controllerInfo.optionCode = c.option;
+        Inject(1, Hex("02 03 35"));
+        CC_LOOP_RUN(50);
+        ASSERT_EQ(Events(1), c.events) << &c - kCases;
+        EXPECT_EQ(Events(1)[0].words, c.events == kEnd ? Hex("50 00") : Bytes{});
+    }
 }
 
 TEST_F(CommandTest, ZeroingIsNotStartedWithoutItsFirstAnswer) {
@@ -240,6 +253,12 @@ TEST_F(CommandTest, TemperaturesArriveTogether) {
     ASSERT_EQ(EventsOf(1, 26), std::vector{Of(26, 0)});
     const Bytes words = EventsOf(1, 26).front().words;
     for (int i = 0; i < 32; ++i) EXPECT_EQ(words[2 * i] + 256 * words[2 * i + 1], 1000 * (i + 1)) << i;
+    Bytes reply(38, 1);
+    reply[2] = 65;
+    reply[35] = 7;
+    Inject(1, reply);
+    CC_LOOP_RUN(50);
+    EXPECT_EQ(EventsOf(1, 26).back(), Of(26, 7));
 }
 
 TEST_F(CommandTest, CoordinatesComeDuringTheCallAndLeaveTheWorkersRequestAlone) {

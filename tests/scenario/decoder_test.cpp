@@ -75,8 +75,6 @@ TEST_F(DecoderTest, EventsByReply) {
         {"04 01 34 0A 00", 0, 21, 277},
         {"02 01 35", 0, 22, 22},
         {"02 01 36", 0, 23, 23},
-        {"02 01 37", 1, 27, 27},
-        {"02 01 37", 0, 19, 275},
     };
     for (const auto &c : kCases) {
         arm1.session.startMode = c.startMode;
@@ -85,19 +83,31 @@ TEST_F(DecoderTest, EventsByReply) {
             EXPECT_EQ(Events(1)[0].words.at(0), 0x0A) << c.reply;
         }
     }
-    EXPECT_EQ(Events(1)[0].words, Hex("80 00"));
 }
 
 TEST_F(DecoderTest, StateRepliesAfterAControllerSwitchedOn) {
-    Decode("02 01 37");
-    EXPECT_EQ(arm1.replies.resetStatusPending, 1u);
-    EXPECT_EQ(Decode("02 01 00"), std::vector{Of(19, 275)});
-    EXPECT_EQ(Events(1)[0].words, Hex("50 00"));
-    EXPECT_TRUE(Decode("02 01 00").empty());
-    arm1.session.startMode = 1;
-    EXPECT_EQ(Decode("02 02 00"), std::vector{Of(27, 27)});
-    arm1.replies.extendedInfo = 1;
-    EXPECT_TRUE(Decode("02 02 00").empty());
+    arm1.replies.resetStatusPending = 0;
+    const struct {
+        const char *reply;
+        int32_t startMode, extended;
+        std::vector<Event> events;
+        const char *word;
+        uint32_t resetPending;
+    } kInTurn[] = {{"02 01 37", 1, 0, {Of(27, 27)}, "", 0},
+                   {"02 02 00", 1, 0, {Of(19, 275)}, "50 00", 0},
+                   {"02 02 00", 1, 0, {Of(27, 27)}, "", 0},
+                   {"02 01 00", 1, 0, {}, "", 0},
+                   {"02 02 00", 1, 1, {}, "", 0},
+                   {"02 01 37", 0, 0, {Of(19, 275)}, "80 00", 1},
+                   {"02 01 00", 0, 0, {Of(19, 275)}, "50 00", 1},
+                   {"02 02 00", 0, 0, {}, "", 1}};
+    for (const auto &c : kInTurn) {
+        arm1.session.startMode = c.startMode;
+        arm1.replies.extendedInfo = c.extended;
+        ASSERT_EQ(Decode(c.reply), c.events) << &c - kInTurn;
+        EXPECT_EQ(Events(1).empty() ? Bytes{} : Events(1)[0].words, Hex(c.word)) << &c - kInTurn;
+        EXPECT_EQ(arm1.replies.resetStatusPending, c.resetPending) << &c - kInTurn;
+    }
 }
 
 TEST_F(DecoderTest, ControllerInformation) {
@@ -205,21 +215,27 @@ TEST_F(DecoderTest, TouchPointsOfBufferedMotionTakeTheEntryButNotTheCount) {
 TEST_F(DecoderTest, FreePointsCarryDirectionAndPerhapsASecondPoint) {
     arm1.replies.controllerState = 2;
     arm1.replies.controllerInfo.controllerType = 1;
-    const std::string plain = " 02 09 00 09 'X' 01 00 00 00 'Y' 02 00 00 00 'Z' 03 00 00 00";
-    EXPECT_EQ(Decode("13" + plain), std::vector{Of(5, 0)});
+    const std::string fields = " 00 09 'X' 01 00 00 00 'Y' 02 00 00 00 'Z' 03 00 00 00";
+    for (const char *const code : {"15", "28", "29", "46", "47", "09"})
+        ASSERT_EQ(Decode("13 02 " + std::string(code) + fields), std::vector{Of(5, 0)}) << code;
+    const std::string plain = " 02 09" + fields;
     EXPECT_EQ(Events(1)[0].point.approach[0], 1.0);   // bit 0
     EXPECT_EQ(Events(1)[0].point.approach[1], -1.0);  // bit 3
     EXPECT_EQ(Events(1)[0].point.approach[2], 0.0);
     const std::string second = " 04 00 00 00 05 00 00 00 06 00 00 00";
     EXPECT_EQ(Decode("1F" + plain + second), std::vector{Of(5, 256)});
     EXPECT_NEAR(Events(1)[0].point.second[2], 0.006, 1e-12);
-    arm1.replies.controllerInfo.controllerType = 4;
-    EXPECT_EQ(Decode("29" + plain + " 00 00 00 00 00 00 00 00 00 00" + second), std::vector{Of(5, 256)});
-    EXPECT_NEAR(Events(1)[0].point.second[0], 0.004, 1e-12);
+    EXPECT_EQ(Decode("14" + plain + " 00"), std::vector{Of(5, 256)});
+    for (const uint16_t type : {0, 4, 16}) {
+        arm1.replies.controllerInfo.controllerType = type;
+        Decode("29" + plain + " 00 00 00 00 00 00 00 00 00 00" + second);
+        EXPECT_NEAR(Events(1)[0].point.second[0], 0.004, 1e-12) << type;
+    }
 }
 
 TEST_F(DecoderTest, CoordinatesFollowTheAxesConvention) {
     arm1.axes = {0.001, 0.5, {1, -1, 1}, {1, 0, 2}};
+    arm1.replies.pointRecord.tag = 42;
     EXPECT_EQ(Decode("0F 01 FF 'A' 64 00 00 00 C8 00 00 00 2C 01 00 00"), std::vector{Of(6, 0)});
     PointRecord point = Events(1)[0].point;
     EXPECT_EQ(point.tag, 0u);

@@ -3,7 +3,6 @@
 #include <sstream>
 
 #include "controller.h"
-#include "platform/message_loop.h"
 #include "support/inside.h"
 #include "support/virtual_peer.h"
 
@@ -226,9 +225,6 @@ TEST_F(EmulatedTest, OpeningsThatFailHaveTheirCodesAndCloseThePort) {
     EXPECT_EQ(Open(1, kPort), 525);
     EXPECT_EQ(OpenSimulated(1), 525);
     World::Instance().refusesTimers = false;
-    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] { return true; });
-    EXPECT_EQ(Open(1, kPort), 771);
-    platform::StopWindowTimer(nullptr, taken);
     EXPECT_FALSE(platform::VirtualPort::Number(kPort).IsOpen());
     EXPECT_EQ(Open(1, kPort), 0);
 }

@@ -1,6 +1,7 @@
 // The probe head on its own virtual line, with the emulated controller on the arm's.
 #include "head.h"
 #include "controller.h"
+#include "platform/message_loop.h"
 #include "support/inside.h"
 #include "support/virtual_peer.h"
 
@@ -184,6 +185,11 @@ TEST_F(HeadTest, StartUpResults) {
     EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
     EXPECT_EQ(CC_GETSTATUS(1), -1);
     VirtualPort::Number(kHeadPort).writeSpace = UINT32_MAX;
+    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] { return true; });
+    EXPECT_EQ(Open(), 771);
+    platform::StopWindowTimer(nullptr, taken);
+    EXPECT_FALSE(VirtualPort::Number(kHeadPort).IsOpen());
+    EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
     head.options.silent = true;
     Received();
     EXPECT_EQ(Open(), 0);  // a head that does not answer is no failure

@@ -42,25 +42,29 @@ TEST_F(OpeningTest, ASilentControllerIsAskedTwelveTimes) {
 }
 
 TEST_F(OpeningTest, TheWholeStartOnTheWire) {
-    // Acknowledges what comes and answers N00 with a controller of type 1, level 16, in state 2.
-    bool odd = false;
+    // Acknowledges what comes and answers each N00 but the first with a controller of type 1, level 16, in state 2.
+    int asked = 0;
     wire.onFrame = [&](const Bytes &frame) {
         if (frame == Hex("09 08")) VirtualPort::Number(kPort).Send(Hex("06 08 09 08"));
         if (frame[0] == 3) VirtualPort::Number(kPort).Send(Hex("02 08"));
         if (frame[0] == 4) VirtualPort::Number(kPort).Send(Hex("05 08"));
         if (frame[0] != 3 && frame[0] != 4) return;
-        odd = !odd;
+        if (++asked == 1) return;
         const std::string answer = " 0F 02 00 01 10 01 01 01 00 00 00 07 07 00 00 00 1D 08";
         // The sum of 0F, 02, 01, 10 and the rest is 1D.
-        World::Instance().At(World::Instance().Now() + 5000, [answer, odd] {
-            VirtualPort::Number(kPort).Send(Hex((odd ? "03" : "04") + answer));
+        World::Instance().At(World::Instance().Now() + 5000, [answer, asked] {
+            VirtualPort::Number(kPort).Send(Hex((asked % 2 == 0 ? "03" : "04") + answer));
         });
     };
     ASSERT_EQ(OpenOnPort("com3:1200,n,7,2"), 0);
-    EXPECT_EQ(wire.Take(), (Messages{Hex("09 08"), Hex("06 08"), Hex("03 04 01 'N' '0' '0' 4B 08"),
-                                     Hex("02 08"), Hex("04 04 01 'N' '0' '0' 4B 08"), Hex("05 08")}));
+    const Bytes even = Hex("03 04 01 'N' '0' '0' 4B 08"), odd = Hex("04 04 01 'N' '0' '0' 4B 08");
+    EXPECT_EQ(wire.Take(),
+              (Messages{Hex("09 08"), Hex("06 08"), even, odd, Hex("02 08"), even, Hex("05 08")}));
     EXPECT_EQ(CC_GETSTATUS(1), 2);
-    EXPECT_EQ(arm1.replies.controllerInfo.controllerLevel, 16);
+    ControllerInfo info{};
+    EXPECT_EQ(CC_INFO(1, &info), 1);
+    EXPECT_EQ(wire.Take(), (Messages{odd, Hex("02 08")}));
+    EXPECT_EQ(info.controllerLevel, 16);
     const platform::LineSettings settings = VirtualPort::Number(kPort).Settings();
     EXPECT_EQ(settings.baud, 9600);
     EXPECT_EQ(settings.parity, 'E');
@@ -101,6 +105,7 @@ TEST_F(OpeningTest, FailuresHaveTheirCodes) {
         if (frame == Hex("09 08")) VirtualPort::Number(kPort).Send(Hex("06 08"));
     };
     EXPECT_EQ(OpenOnPort(), 769);
+    EXPECT_EQ(arm1.queues.sendWrite, 6);  // once, four times again, once more on the new link
     EXPECT_FALSE(VirtualPort::Number(kPort).IsOpen());
     EXPECT_EQ(CC_LOOP_FD(), -1);
     EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
@@ -192,6 +197,18 @@ TEST_F(LinkTest, AFrameWithoutTerminatorIsALineErrorOnceTheLineIsQuiet) {
     Pass(1);
     EXPECT_EQ(wire.Take(), (Messages{Hex("01 08"), Hex("01 08"), Hex("01 08")}));
     EXPECT_TRUE(Delivered().empty());
+}
+
+TEST_F(LinkTest, OnTheWayToStatusZeroAloneTheInputIsDiscarded) {
+    // In that state already: nothing is sent. Half of a frame has come before, the rest comes after.
+    for (const auto &[status, state] : {std::pair{0, 1}, {1, 3}, {5, 2}}) {
+        arm1.link.rxSequence = 0;
+        arm1.replies.controllerState = state;
+        wire.Send("03 02 01");
+        EXPECT_EQ(CC_SETSTATUS(1, static_cast<int16_t>(status)), 1);
+        wire.Send("00 03 08");
+        EXPECT_EQ(Delivered().size(), status == 0 ? 0u : 1u) << status;
+    }
 }
 
 TEST_F(LinkTest, FramesThatComeTogetherAreOneEvent) {
@@ -368,6 +385,7 @@ TEST_F(LinkTest, WithoutAcknowledgementTheOperatorSeesABox) {
 TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
     const double position[6] = {1, 2, 3};
     CC_MOVEINCR(1, position, 0, 0);
+    EXPECT_EQ(CC_MOVING(1), 1);
     CC_LOOP_RUN(50);  // the flush waits 3 s
     CC_LOOP_RUN(50);
     EXPECT_EQ(World::Instance().messageBoxes.size(), 2u);

@@ -1,5 +1,5 @@
 // Buffered motion and scanning: what is filed, what is sent, what comes back.
-#include <cstring>
+#include <functional>
 
 #include "interface/worker.h"
 #include "support/inside.h"
@@ -16,73 +16,65 @@ class MotionTest : public SimulationTest {
         const MoveSlot &slot = moves.moveRing[moves.moveRingWrite];
         return {slot.bytes, slot.bytes + slot.length};
     }
-    uint16_t LastTag() const { return moves.moveHistory[moves.moveHistoryWrite].tag; }
 };
 
 const double kTarget[6] = {10.0, -2.5, 0.0, 0, 0, 1};
 const char kTargetFields[] = "'X' 10 27 00 00 'Y' 3C F6 FF FF 'Z' 00 00 00 00";
 
 TEST_F(MotionTest, MessagesAreByteForByte) {
-    const std::string target = kTargetFields;
-    const double m = 0.007, n = 0.009;
-    CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0);
-    EXPECT_EQ(Filed(), Hex("1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00"));
-    EXPECT_EQ(LastTag(), 65504);
-    EXPECT_EQ(moves.moveHistory[0].approach[2], 1.0);
-    CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250);
-    EXPECT_EQ(Filed(),
-              Hex("22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00"));
-    EXPECT_EQ(moves.moveHistory[1].tag, 42);
-    EXPECT_EQ(LastTag(), 65505);
-    // N stays from the probing move, M does not.
-    CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0);
-    EXPECT_EQ(Filed(), Hex("1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00"));
-    CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1);
-    EXPECT_EQ(Filed(),
-              Hex("22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF"));
-    CC_MOVEINCR(1, kTarget, 0, 0);
-    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '3' " + target));
-    EXPECT_EQ(LastTag(), 65511);
-    CC_MOVEINCR(1, kTarget, 0, 1);
-    EXPECT_EQ(Filed(), Hex("18 FF 'G' '0' '3' " + target + " 'M' 07 00 00 00"));
-    CC_MOVERT(1, kTarget, 0, 0);
-    EXPECT_EQ(Filed(), Hex("09 FF 'G' '0' '1' 'A' 10 27 00 00"));
-    CC_MOVEINCRRT(1, kTarget, 0, 3);
-    EXPECT_EQ(Filed(), Hex("0E FF 'G' '0' '3' 'A' 10 27 00 00 'F' 03 00 00 00"));
-    CC_MOVEWRIST(1, kTarget, 0, 4);  // wristScale 0.5
-    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '1' 'A' 14 00 00 00 'B' FB FF FF FF 'M' 04 00 00 00"));
-    EXPECT_EQ(LastTag(), 65504);
-    CC_MOVEWRISTINCR(1, kTarget, 0, 4);  // linearScale
-    EXPECT_EQ(Filed(), Hex("13 FF 'G' '0' '3' 'A' 10 27 00 00 'B' 3C F6 FF FF 'F' 04 00 00 00"));
-    EXPECT_EQ(LastTag(), 65511);
-    const std::string speeds = " 'X' FE FF FF FF 'Y' FE FF FF FF 'Z' FE FF FF FF";
-    const char *const kKinds[] = {"'0'", "'7'", "'6'"};
-    for (int16_t kind = 0; kind < 3; ++kind) {
-        CC_SPEED(1, kind, -2);
-        EXPECT_EQ(Filed(), Hex("13 FF 'G' '3' " + std::string(kKinds[kind]) + speeds));
-        EXPECT_EQ(LastTag(), 65508 + kind);
+    static constexpr double m = 0.007, n = 0.009;
+    static const Bytes kOwn = Hex("04 FF 'G' '9' '9'");
+    constexpr double kLeft = 7;  // approach of an entry whose command has none
+    const std::string target = kTargetFields, speed = " 'X' FE FF FF FF 'Y' FE FF FF FF 'Z' FE FF FF FF";
+    const struct {
+        std::function<void()> file;
+        std::string message;
+        uint16_t tag;
+        double approach;  // the last of the three
+    } kCases[] = {
+        {[] { CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0); },
+         "1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00", 65504, 1},
+        {[] { CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250); },
+         "22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00", 65505, kLeft},
+        // N stays from the probing move, M does not.
+        {[] { CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0); },
+         "1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00", 65504, 1},
+        {[] { CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1); },
+         "22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF", 65504, 1},
+        {[] { CC_MOVEINCR(1, kTarget, 0, 0); }, "13 FF 'G' '0' '3' " + target, 65511, 1},
+        {[] { CC_MOVEINCR(1, kTarget, 0, 1); }, "18 FF 'G' '0' '3' " + target + " 'M' 07 00 00 00", 65511, 1},
+        {[] { CC_MOVERT(1, kTarget, 0, 0); }, "09 FF 'G' '0' '1' 'A' 10 27 00 00", 65504, 1},
+        {[] { CC_MOVEINCRRT(1, kTarget, 0, 3); }, "0E FF 'G' '0' '3' 'A' 10 27 00 00 'F' 03 00 00 00", 65511,
+         1},
+        // wristScale 0.5, but linearScale for the incremental one.
+        {[] { CC_MOVEWRIST(1, kTarget, 0, 4); },
+         "13 FF 'G' '0' '1' 'A' 14 00 00 00 'B' FB FF FF FF 'M' 04 00 00 00", 65504, 1},
+        {[] { CC_MOVEWRISTINCR(1, kTarget, 0, 4); },
+         "13 FF 'G' '0' '3' 'A' 10 27 00 00 'B' 3C F6 FF FF 'F' 04 00 00 00", 65511, 1},
+        {[] { CC_SPEED(1, 0, -2); }, "13 FF 'G' '3' '0'" + speed, 65508, kLeft},
+        {[] { CC_SPEED(1, 1, -2); }, "13 FF 'G' '3' '7'" + speed, 65509, kLeft},
+        {[] { CC_SPEED(1, 2, -2); }, "13 FF 'G' '3' '6'" + speed, 65510, kLeft},
+        {[] { CC_FLYONOFF(1, 5); }, "04 FF 'G' '3' '1'", 65506, kLeft},
+        {[] { CC_FLYONOFF(1, 0); }, "04 FF 'G' '3' '2'", 65506, kLeft},
+        {[] { CC_FLYLEN(1, 0.5); }, "0E FF 'G' '3' '4' 'M' F4 01 00 00 'N' F4 01 00 00", 65507, kLeft},
+        {[] { CC_TFMODE(1, 1); }, "04 01 'G' '3' 09", 65512, kLeft},
+        {[] { CC_TFMODE(1, 0); }, "04 01 'G' '3' 08", 65513, kLeft},
+        {[] { CC_FREEFRAME(1, kOwn.data(), 5, 4, 16); }, "04 FF 'G' '9' '9'", 65520, kLeft},
+    };
+    for (MoveHistoryEntry &entry : moves.moveHistory) entry.approach[2] = kLeft;
+    for (const auto &c : kCases) {
+        c.file();
+        EXPECT_EQ(Filed(), Hex(c.message));
+        const MoveHistoryEntry &entry = moves.moveHistory[moves.moveHistoryWrite];
+        EXPECT_EQ(entry.tag, c.tag) << c.message;
+        EXPECT_EQ(entry.approach[2], c.approach) << c.message;
     }
-    CC_FLYONOFF(1, 5);
-    EXPECT_EQ(Filed(), Hex("04 FF 'G' '3' '1'"));
-    CC_FLYONOFF(1, 0);
-    EXPECT_EQ(Filed(), Hex("04 FF 'G' '3' '2'"));
-    CC_FLYLEN(1, 0.5);
-    EXPECT_EQ(Filed(), Hex("0E FF 'G' '3' '4' 'M' F4 01 00 00 'N' F4 01 00 00"));
-    EXPECT_EQ(LastTag(), 65507);
+    EXPECT_EQ(moves.moveHistory[1].tag, 42);  // of the probing move, which has two entries
+    EXPECT_EQ(moves.moveHistory[1].approach[2], 1);
     const int32_t before = moves.moveRingWrite;
     CC_FLYLEN(1, 0.0009);
     CC_SPEED(1, 3, 1);
     EXPECT_EQ(moves.moveRingWrite, before);
-    EXPECT_EQ(CC_TFMODE(1, 1), 1);
-    EXPECT_EQ(Filed(), Hex("04 01 'G' '3' 09"));
-    EXPECT_EQ(LastTag(), 65512);
-    EXPECT_EQ(CC_TFMODE(1, 0), 1);
-    EXPECT_EQ(Filed(), Hex("04 01 'G' '3' 08"));
-    EXPECT_EQ(LastTag(), 65513);
-    const Bytes own = Hex("04 FF 'G' '9' '9'");
-    EXPECT_EQ(CC_FREEFRAME(1, own.data(), 5, 4, 16), 1);
-    EXPECT_EQ(Filed(), own);
-    EXPECT_EQ(LastTag(), 65520);
 }
 
 TEST_F(MotionTest, RoomInTheBuffer) {
@@ -100,9 +92,13 @@ TEST_F(MotionTest, RoomInTheBuffer) {
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
     moves.scanActive = 1;
     EXPECT_EQ(CC_CANSEND(1, 1), 0);
-    moves.scanActive = 0;
+    moves.flushedTo = 0;
+    CC_BUFFRESET(1);
+    EXPECT_EQ(moves.flushedTo, kNotFlushed);
     EXPECT_EQ(CC_CANSEND(1, -32768), 1);
     EXPECT_EQ(CC_CANSEND(1, 32767), 1);
+    CC_MOVE(1, 2, kTarget, 1, 1, nullptr, nullptr, 0);
+    EXPECT_EQ(CC_CANSEND(1, 127), 0);  // slot 63 is free, history entry 0 is not
 }
 
 TEST_F(MotionTest, TheWorkerSendsInMeasuringStateOnlyAndTwoAtATime) {
@@ -195,6 +191,9 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
     EXPECT_EQ(L2S_StopScan(), 0);
     CC_FLYONOFF(1, 1);
+    // As after a flush whose acknowledgement is late: queued already, the slot still filled.
+    moves.flushedTo = arm1.queues.sendWrite;
+    QueueMessage(arm1, kNormal, 5, moves.moveRing[0].bytes);
     CC_FLYONOFF(1, 0);
     const SentMessages sent;
     EXPECT_EQ(L2S_StartScan(), 1);
@@ -207,7 +206,10 @@ TEST_F(MotionTest, ScanParametersAndStart) {
                       " 'F' 18 FC FF FF"),
                   Hex("20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
                       " 'N' FA 00 00 00 'F' 00 00"),
-                  Hex("04 FF 'G' '3' '1'"), Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
+                  Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
+    arm1.replies.controllerState = 2;
+    EXPECT_EQ(L2S_StopScan(), 0);
+    arm1.replies.controllerState = 3;
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(sent.Priority(), (Messages{Hex("04 01 'P' '0' '4'"), Hex("04 01 'P' '0' '4'")}));

@@ -106,6 +106,11 @@ TEST_F(SimulatorTest, FullQueuesRefuse) {
     EXPECT_EQ(CC_FEED(1, 1), 0);
     EXPECT_EQ(CC_EMERGENCY(1, 0), 0);
     EXPECT_EQ(CC_READTEMP(1), 0);
+    arm1.replies.controllerState = 3;
+    CC_FLYONOFF(1, 1);
+    CC_LOOP_RUN(50);
+    EXPECT_EQ(arm1.motion.movesInFlight, 0);
+    EXPECT_TRUE(arm1.motion.moveRing[0].IsBusy());
 }
 
 TEST_F(SimulatorTest, AFullReplyQueueLeavesTheCommandQueued) {
