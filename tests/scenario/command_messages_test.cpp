@@ -18,76 +18,64 @@ TEST_F(CommandTest, MessagesAreByteForByte) {
     static double out[5];
     static uint8_t info[10];
     static const uint8_t kAxes[2] = {'X', 'Y'};
-    static const Bytes kFree = Hex("04 01 'S' '2' '6'");
+    static const char kFree[] = "04 01 'S' '2' '6'";
     const struct {
         const char *name;
         int state;
         std::function<int()> call;
         int result;
-        Messages normal;
-        Messages priority;
+        const char *normal;  // "": none
+        const char *priority;
     } kCases[] = {
-        {"NCONOFF on", 3, [] { return CC_NCONOFF(1, 9); }, 1, {}, {Hex("04 01 'P' '0' '2'")}},
-        {"NCONOFF off", 3, [] { return CC_NCONOFF(1, 0); }, 1, {}, {Hex("04 01 'P' '0' '3'")}},
-        {"NCONOFF elsewhere", 1, [] { return CC_NCONOFF(1, 1); }, 0, {}, {}},
-        {"OPBUF 0", 3, [] { return CC_OPBUF(1, 0); }, 1, {Hex("04 01 'S' '2' '5'")}, {}},
-        {"OPBUF 1", 3, [] { return CC_OPBUF(1, 1); }, 1, {Hex("04 01 'S' '2' '6'")}, {}},
-        {"OPBUF 2", 3, [] { return CC_OPBUF(1, 2); }, 1, {Hex("04 01 'S' '2' '7'")}, {}},
-        {"OPBUF elsewhere", 2, [] { return CC_OPBUF(1, 1); }, 0, {}, {}},
-        {"SETSTATUS 0", 3, [] { return CC_SETSTATUS(1, 0); }, 1, {Hex("04 01 'S' '7' '1'")}, {}},
-        {"SETSTATUS 1", 1, [] { return CC_SETSTATUS(1, 1); }, 1, {Hex("04 01 'S' '7' '3'")}, {}},
-        {"SETSTATUS 5", 1, [] { return CC_SETSTATUS(1, 5); }, 1, {Hex("04 01 'S' '7' '2'")}, {}},
-        {"SETSTATUS there", 3, [] { return CC_SETSTATUS(1, 1); }, 1, {}, {}},
-        {"SETSTATUS unknown", 3, [] { return CC_SETSTATUS(1, 4); }, 0, {}, {}},
-        {"EMERGENCY", 1, [] { return CC_EMERGENCY(1, 255); }, 1, {}, {Hex("05 01 'P' '0' '0' FF")}},
-        {"EMERGENCY there", 7, [] { return CC_EMERGENCY(1, 1); }, 1, {}, {}},
-        {"NCONWAITSTART on", 3, [] { return CC_NCONWAITSTART(1, 1); }, 1, {}, {Hex("04 01 'P' '0' '2'")}},
-        {"NCONWAITSTART off", 3, [] { return CC_NCONWAITSTART(1, 0); }, 1, {}, {Hex("04 01 'P' '0' '2'")}},
-        {"FEED", 1, [] { return CC_FEED(1, -2); }, 1, {Hex("09 01 'F' '3' '4' 'F' FE FF FF FF")}, {}},
-        {"STARTHOLD lacking", 1, [] { return CC_ENDIS_STARTHOLD_MSG(1, 1); }, 1, {}, {}},
-        {"TP200 on", 1, [] { return CC_ENDIS_TP200(1, 5); }, 1, {Hex("07 01 'S' '5' '4' 'M' 01 00")}, {}},
-        {"SETINFO",
-         1,
-         [] { return CC_SETINFO(1, kInfo); },
-         1,
-         {Hex("0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A")},
-         {}},
-        {"GETINFO", 1, [] { return CC_GETINFO(1, info); }, 1, {Hex("04 01 'S' '1' '9'")}, {}},
-        {"FREEFRAME 5", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 5, 0); }, 1, {kFree}, {}},
-        {"FREEFRAME 6", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 6, 26); }, 1, {kFree}, {}},
-        {"FREEFRAME 8", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 8, 26); }, 1, {kFree}, {}},
-        {"FREEFRAME 7", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 7, 26); }, 0, {}, {}},
-        {"FREEFRAME 3", 1, [] { return CC_FREEFRAME(1, kFree.data(), 5, 3, 26); }, 0, {}, {}},
-        {"IO write", 1, [] { return CC_IO(1, 0, words); }, 1, {}, {Hex("08 01 'O' '0' '0' 34 12 FF 00")}},
-        {"IO read", 1, [] { return CC_IO(1, 1, words); }, 1, {}, {Hex("04 01 'I' '0' '0'")}},
-        {"READTEMP", 1, [] { return CC_READTEMP(1); }, 1, {}, {Hex("04 01 'S' '4' '8'")}},
-        {"READ_PARAM 9", 1, [] { return CC_READ_PARAM(1, 9, out); }, 1, {}, {Hex("04 01 'R' '0' '9'")}},
-        {"GETCOORD", 1, [] { return CC_GETCOORD(1); }, 1, {Hex("02 01 'A'")}, {}},
-        {"GETCOORD in 7", 7, [] { return CC_GETCOORD(1); }, 1, {}, {}},
-        {"GETRTCOORD", 1, [] { return CC_GETRTCOORD(1); }, 1, {Hex("02 01 'B'")}, {}},
+        {"NCONOFF on", 3, [] { return CC_NCONOFF(1, 9); }, 1, "", "04 01 'P' '0' '2'"},
+        {"NCONOFF off", 3, [] { return CC_NCONOFF(1, 0); }, 1, "", "04 01 'P' '0' '3'"},
+        {"NCONOFF elsewhere", 1, [] { return CC_NCONOFF(1, 1); }, 0, "", ""},
+        {"OPBUF 0", 3, [] { return CC_OPBUF(1, 0); }, 1, "04 01 'S' '2' '5'", ""},
+        {"OPBUF 1", 3, [] { return CC_OPBUF(1, 1); }, 1, "04 01 'S' '2' '6'", ""},
+        {"OPBUF 2", 3, [] { return CC_OPBUF(1, 2); }, 1, "04 01 'S' '2' '7'", ""},
+        {"OPBUF elsewhere", 2, [] { return CC_OPBUF(1, 1); }, 0, "", ""},
+        {"SETSTATUS 0", 3, [] { return CC_SETSTATUS(1, 0); }, 1, "04 01 'S' '7' '1'", ""},
+        {"SETSTATUS 1", 1, [] { return CC_SETSTATUS(1, 1); }, 1, "04 01 'S' '7' '3'", ""},
+        {"SETSTATUS 5", 1, [] { return CC_SETSTATUS(1, 5); }, 1, "04 01 'S' '7' '2'", ""},
+        {"SETSTATUS there", 3, [] { return CC_SETSTATUS(1, 1); }, 1, "", ""},
+        {"SETSTATUS unknown", 3, [] { return CC_SETSTATUS(1, 4); }, 0, "", ""},
+        {"EMERGENCY", 1, [] { return CC_EMERGENCY(1, 255); }, 1, "", "05 01 'P' '0' '0' FF"},
+        {"EMERGENCY there", 7, [] { return CC_EMERGENCY(1, 1); }, 1, "", ""},
+        {"NCONWAITSTART on", 3, [] { return CC_NCONWAITSTART(1, 1); }, 1, "", "04 01 'P' '0' '2'"},
+        {"NCONWAITSTART off", 3, [] { return CC_NCONWAITSTART(1, 0); }, 1, "", "04 01 'P' '0' '2'"},
+        {"FEED", 1, [] { return CC_FEED(1, -2); }, 1, "09 01 'F' '3' '4' 'F' FE FF FF FF", ""},
+        {"STARTHOLD lacking", 1, [] { return CC_ENDIS_STARTHOLD_MSG(1, 1); }, 1, "", ""},
+        {"TP200 on", 1, [] { return CC_ENDIS_TP200(1, 5); }, 1, "07 01 'S' '5' '4' 'M' 01 00", ""},
+        {"SETINFO", 1, [] { return CC_SETINFO(1, kInfo); }, 1,
+         "0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A", ""},
+        {"GETINFO", 1, [] { return CC_GETINFO(1, info); }, 1, "04 01 'S' '1' '9'", ""},
+        {"FREEFRAME 5", 1, [] { return CC_FREEFRAME(1, Hex(kFree).data(), 5, 5, 0); }, 1, kFree, ""},
+        {"FREEFRAME 6", 1, [] { return CC_FREEFRAME(1, Hex(kFree).data(), 5, 6, 26); }, 1, kFree, ""},
+        {"FREEFRAME 8", 1, [] { return CC_FREEFRAME(1, Hex(kFree).data(), 5, 8, 26); }, 1, kFree, ""},
+        {"FREEFRAME 7", 1, [] { return CC_FREEFRAME(1, Hex(kFree).data(), 5, 7, 26); }, 0, "", ""},
+        {"FREEFRAME 3", 1, [] { return CC_FREEFRAME(1, Hex(kFree).data(), 5, 3, 26); }, 0, "", ""},
+        {"IO write", 1, [] { return CC_IO(1, 0, words); }, 1, "", "08 01 'O' '0' '0' 34 12 FF 00"},
+        {"IO read", 1, [] { return CC_IO(1, 1, words); }, 1, "", "04 01 'I' '0' '0'"},
+        {"READTEMP", 1, [] { return CC_READTEMP(1); }, 1, "", "04 01 'S' '4' '8'"},
+        {"READ_PARAM 9", 1, [] { return CC_READ_PARAM(1, 9, out); }, 1, "", "04 01 'R' '0' '9'"},
+        {"GETCOORD", 1, [] { return CC_GETCOORD(1); }, 1, "02 01 'A'", ""},
+        {"GETCOORD in 7", 7, [] { return CC_GETCOORD(1); }, 1, "", ""},
+        {"GETRTCOORD", 1, [] { return CC_GETRTCOORD(1); }, 1, "02 01 'B'", ""},
         // Nothing of the simulator answers these: sent, then given up after the time-out.
-        {"ENDIS_AXES on",
-         1,
-         [] { return CC_ENDIS_AXES(1, 1, 2, kAxes); },
-         0,
-         {Hex("06 01 'P' '0' '8' 'X' 'Y'")},
-         {}},
-        {"ENDIS_AXES off",
-         1,
-         [] { return CC_ENDIS_AXES(1, 0, 0, nullptr); },
-         0,
-         {Hex("04 01 'P' '0' '7'")},
-         {}},
-        {"READ_PARAM 1", 1, [] { return CC_READ_PARAM(1, 1, out); }, 0, {}, {Hex("04 01 'R' '0' '1'")}},
+        {"ENDIS_AXES on", 1, [] { return CC_ENDIS_AXES(1, 1, 2, kAxes); }, 0, "06 01 'P' '0' '8' 'X' 'Y'",
+         ""},
+        {"ENDIS_AXES off", 1, [] { return CC_ENDIS_AXES(1, 0, 0, nullptr); }, 0, "04 01 'P' '0' '7'", ""},
+        {"READ_PARAM 1", 1, [] { return CC_READ_PARAM(1, 1, out); }, 0, "", "04 01 'R' '0' '1'"},
     };
+    const auto asMessages = [](const char *text) { return *text == '\0' ? Messages{} : Messages{Hex(text)}; };
     for (const auto &c : kCases) {
         arm1.replies.controllerState = c.state;
         arm1.simulator.simState = static_cast<uint8_t>(c.state == 7 ? 1 : c.state);
         arm1.replies.awaitedReply = 0;
         const SentMessages sent;
         EXPECT_EQ(c.call(), c.result) << c.name;
-        EXPECT_EQ(sent.Normal(), c.normal) << c.name;
-        EXPECT_EQ(sent.Priority(), c.priority) << c.name;
+        EXPECT_EQ(sent.Normal(), asMessages(c.normal)) << c.name;
+        EXPECT_EQ(sent.Priority(), asMessages(c.priority)) << c.name;
         CC_LOOP_RUN(50);
         arm1.simulator.simState = 1;
     }

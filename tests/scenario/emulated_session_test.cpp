@@ -200,7 +200,7 @@ TEST_F(EmulatedTest, AProbingMoveThatFindsNothingRejectsWhatFollows) {
 
 TEST_F(EmulatedTest, AMoveIntoThePartIsAnEmergency) {
     Controller controller(WithSphere());
-    const VirtualPeer peer(kPort, controller);
+    VirtualPeer peer(kPort, controller);
     ASSERT_EQ(Open(1, kPort), 0);
     ASSERT_TRUE(StartMeasuring(1));
     const double through[6] = {100, 80, 50};
@@ -209,6 +209,10 @@ TEST_F(EmulatedTest, AMoveIntoThePartIsAnEmergency) {
     EXPECT_EQ(EventsOf(1, 3).size(), 1u);
     EXPECT_EQ(CC_GETSTATUS(1), 2);
     EXPECT_TRUE(Reach(1, 0));  // the worker brings it back to status 0
+    peer.Ask([&] { controller.GiveEvent(51); });
+    CC_LOOP_RUN(200);
+    EXPECT_EQ(EventsOf(1, 20), std::vector{Of(20, 0x0114)});
+    EXPECT_EQ(controller.State(), 7);
 }
 
 TEST_F(EmulatedTest, OpeningsThatFailHaveTheirCodesAndCloseThePort) {
@@ -244,7 +248,7 @@ TEST_F(EmulatedTest, TheTableIsDownloadedOnRequest) {
     EXPECT_EQ(CC_GETSTATUS(1), 2);
 }
 
-TEST_F(EmulatedTest, CoordinatesAreStreamedOrPolled) {
+TEST_F(EmulatedTest, CoordinatesAreStreamed) {
     ControllerOptions options = WithSphere();
     options.level = 15;  // class 2: streams
     Controller controller(options);
@@ -261,36 +265,6 @@ TEST_F(EmulatedTest, CoordinatesAreStreamedOrPolled) {
     Events(1).clear();
     CC_LOOP_RUN(1000);
     EXPECT_TRUE(EventsOf(1, 6).empty());
-    SelectArm(1).session.controllerClass = 1;
-    CC_ASKCOORD(1, 1);
-    CC_LOOP_RUN(1000);
-    EXPECT_GT(EventsOf(1, 6).size(), 10u);
-    EXPECT_GT(controller.Commands().at(500), 10);
-}
-
-TEST_F(EmulatedTest, ControllerEventsReachTheClient) {
-    Controller controller(WithSphere());
-    VirtualPeer peer(kPort, controller);
-    ASSERT_EQ(Open(1, kPort), 0);
-    ASSERT_TRUE(StartMeasuring(1));
-    CC_SETSTATUS(1, 0);
-    Events(1).clear();
-    const std::map<uint8_t, Event> kExpected = {{32, Of(17, 273)}, {48, Of(18, 274)},   {50, Of(19, 275)},
-                                                {52, Of(21, 277)}, {53, Of(22, 22)},    {54, Of(23, 23)},
-                                                {55, Of(19, 275)}, {51, Of(20, 0x0114)}};
-    for (const auto &[code, event] : kExpected) {
-        peer.Ask([&] { controller.GiveEvent(code); });
-        CC_LOOP_RUN(200);
-        ASSERT_FALSE(Events(1).empty()) << int{code};
-        EXPECT_EQ(Events(1).front(), event) << int{code};
-        Events(1).clear();
-        CC_LOOP_RUN(5000);
-        Events(1).clear();
-    }
-    for (const uint8_t code : {30, 31}) peer.Ask([&] { controller.GiveEvent(code); });
-    CC_LOOP_RUN(500);
-    EXPECT_EQ(controller.Commands().at(305), 1);
-    EXPECT_EQ(controller.Commands().at(306), 1);
 }
 
 TEST_F(EmulatedTest, AScanGivesPointsAndEndsByItselfOrByStop) {

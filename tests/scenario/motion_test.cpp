@@ -28,38 +28,38 @@ TEST_F(MotionTest, MessagesAreByteForByte) {
     const std::string target = kTargetFields, speed = " 'X' FE FF FF FF 'Y' FE FF FF FF 'Z' FE FF FF FF";
     const struct {
         std::function<void()> file;
-        std::string message;
         uint16_t tag;
         double approach;  // the last of the three
+        std::string message;
     } kCases[] = {
-        {[] { CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0); },
-         "1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00", 65504, 1},
-        {[] { CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250); },
-         "22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00", 65505, kLeft},
+        {[] { CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0); }, 65504, 1,
+         "1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00"},
+        {[] { CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250); }, 65505, kLeft,
+         "22 09 'G' '0' '5' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FA 00 00 00"},
         // N stays from the probing move, M does not.
-        {[] { CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0); },
-         "1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00", 65504, 1},
-        {[] { CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1); },
-         "22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF", 65504, 1},
-        {[] { CC_MOVEINCR(1, kTarget, 0, 0); }, "13 FF 'G' '0' '3' " + target, 65511, 1},
-        {[] { CC_MOVEINCR(1, kTarget, 0, 1); }, "18 FF 'G' '0' '3' " + target + " 'M' 07 00 00 00", 65511, 1},
-        {[] { CC_MOVERT(1, kTarget, 0, 0); }, "09 FF 'G' '0' '1' 'A' 10 27 00 00", 65504, 1},
-        {[] { CC_MOVEINCRRT(1, kTarget, 0, 3); }, "0E FF 'G' '0' '3' 'A' 10 27 00 00 'F' 03 00 00 00", 65511,
-         1},
+        {[] { CC_MOVE(1, 1, kTarget, 5, 1, nullptr, &m, 0); }, 65504, 1,
+         "1D FF 'G' '0' '6' " + target + " 'M' 00 00 00 00 'N' 09 00 00 00"},
+        {[] { CC_MOVE(1, 0, kTarget, 5, 1, &m, nullptr, -1); }, 65504, 1,
+         "22 FF 'G' '0' '1' " + target + " 'M' 07 00 00 00 'N' 09 00 00 00 'F' FF FF FF FF"},
+        {[] { CC_MOVEINCR(1, kTarget, 0, 0); }, 65511, 1, "13 FF 'G' '0' '3' " + target},
+        {[] { CC_MOVEINCR(1, kTarget, 0, 1); }, 65511, 1, "18 FF 'G' '0' '3' " + target + " 'M' 07 00 00 00"},
+        {[] { CC_MOVERT(1, kTarget, 0, 0); }, 65504, 1, "09 FF 'G' '0' '1' 'A' 10 27 00 00"},
+        {[] { CC_MOVEINCRRT(1, kTarget, 0, 3); }, 65511, 1,
+         "0E FF 'G' '0' '3' 'A' 10 27 00 00 'F' 03 00 00 00"},
         // wristScale 0.5, but linearScale for the incremental one.
-        {[] { CC_MOVEWRIST(1, kTarget, 0, 4); },
-         "13 FF 'G' '0' '1' 'A' 14 00 00 00 'B' FB FF FF FF 'M' 04 00 00 00", 65504, 1},
-        {[] { CC_MOVEWRISTINCR(1, kTarget, 0, 4); },
-         "13 FF 'G' '0' '3' 'A' 10 27 00 00 'B' 3C F6 FF FF 'F' 04 00 00 00", 65511, 1},
-        {[] { CC_SPEED(1, 0, -2); }, "13 FF 'G' '3' '0'" + speed, 65508, kLeft},
-        {[] { CC_SPEED(1, 1, -2); }, "13 FF 'G' '3' '7'" + speed, 65509, kLeft},
-        {[] { CC_SPEED(1, 2, -2); }, "13 FF 'G' '3' '6'" + speed, 65510, kLeft},
-        {[] { CC_FLYONOFF(1, 5); }, "04 FF 'G' '3' '1'", 65506, kLeft},
-        {[] { CC_FLYONOFF(1, 0); }, "04 FF 'G' '3' '2'", 65506, kLeft},
-        {[] { CC_FLYLEN(1, 0.5); }, "0E FF 'G' '3' '4' 'M' F4 01 00 00 'N' F4 01 00 00", 65507, kLeft},
-        {[] { CC_TFMODE(1, 1); }, "04 01 'G' '3' 09", 65512, kLeft},
-        {[] { CC_TFMODE(1, 0); }, "04 01 'G' '3' 08", 65513, kLeft},
-        {[] { CC_FREEFRAME(1, kOwn.data(), 5, 4, 16); }, "04 FF 'G' '9' '9'", 65520, kLeft},
+        {[] { CC_MOVEWRIST(1, kTarget, 0, 4); }, 65504, 1,
+         "13 FF 'G' '0' '1' 'A' 14 00 00 00 'B' FB FF FF FF 'M' 04 00 00 00"},
+        {[] { CC_MOVEWRISTINCR(1, kTarget, 0, 4); }, 65511, 1,
+         "13 FF 'G' '0' '3' 'A' 10 27 00 00 'B' 3C F6 FF FF 'F' 04 00 00 00"},
+        {[] { CC_SPEED(1, 0, -2); }, 65508, kLeft, "13 FF 'G' '3' '0'" + speed},
+        {[] { CC_SPEED(1, 1, -2); }, 65509, kLeft, "13 FF 'G' '3' '7'" + speed},
+        {[] { CC_SPEED(1, 2, -2); }, 65510, kLeft, "13 FF 'G' '3' '6'" + speed},
+        {[] { CC_FLYONOFF(1, 5); }, 65506, kLeft, "04 FF 'G' '3' '1'"},
+        {[] { CC_FLYONOFF(1, 0); }, 65506, kLeft, "04 FF 'G' '3' '2'"},
+        {[] { CC_FLYLEN(1, 0.5); }, 65507, kLeft, "0E FF 'G' '3' '4' 'M' F4 01 00 00 'N' F4 01 00 00"},
+        {[] { EXPECT_EQ(CC_TFMODE(1, 1), 1); }, 65512, kLeft, "04 01 'G' '3' 09"},
+        {[] { EXPECT_EQ(CC_TFMODE(1, 0), 1); }, 65513, kLeft, "04 01 'G' '3' 08"},
+        {[] { EXPECT_EQ(CC_FREEFRAME(1, kOwn.data(), 5, 4, 16), 1); }, 65520, kLeft, "04 FF 'G' '9' '9'"},
     };
     for (MoveHistoryEntry &entry : moves.moveHistory) entry.approach[2] = kLeft;
     for (const auto &c : kCases) {
