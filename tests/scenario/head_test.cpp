@@ -193,11 +193,11 @@ TEST_F(HeadTest, StartUpResults) {
     EXPECT_FALSE(VirtualPort::Number(kHeadPort).IsOpen());
     EXPECT_FALSE(VirtualPort::Number(kArmPort).IsOpen());
     head.FailNext('E');
-    EXPECT_EQ(Open(), 0);  // nor is one that answers with an error at first
+    EXPECT_EQ(Open(), 0);  // a head that answers with an error is no failure
     EXPECT_EQ(controller.Commands().at(300), 1);
     head.options.silent = true;
     Received();
-    EXPECT_EQ(Open(), 0);  // a head that does not answer is no failure
+    EXPECT_EQ(Open(), 0);  // nor is one that does not answer
     EXPECT_EQ(Received(), Texts(12, "S"));
     EXPECT_EQ(CC_PHMoving(1), 1);
     CC_DONE(1, 2);

@@ -42,7 +42,7 @@ TEST_F(OpeningTest, ASilentControllerIsAskedTwelveTimes) {
 }
 
 TEST_F(OpeningTest, TheWholeStartOnTheWire) {
-    // Acknowledges what comes and answers each N00 but the first with a controller of type 1, level 16, in state 2.
+    // Acknowledges what comes; answers every N00 but the first: controller of type 1, level 16, in state 2.
     int asked = 0;
     wire.onFrame = [&](const Bytes &frame) {
         if (frame == Hex("09 08")) VirtualPort::Number(kPort).Send(Hex("06 08 09 08"));

@@ -213,7 +213,7 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(L2S_StopScan(), 1);
     EXPECT_EQ(sent.Priority(), (Messages{Hex("04 01 'P' '0' '4'"), Hex("04 01 'P' '0' '4'")}));
-    CC_LOOP_RUN(150);
+    CC_LOOP_RUN(500);
     EXPECT_EQ(EventsOf(1, 15), std::vector{Of(15, 0)});
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
     EXPECT_EQ(moves.movesInFlight, 0);  // what the start sent along was not counted

@@ -268,13 +268,5 @@ TEST_F(BadInputTest, LengthsThatFitNoSlotAreRefused) {
     EXPECT_EQ(sent.Normal().size(), 1u);
 }
 
-TEST_F(BadInputTest, AScaleOfZeroSendsZero) {
-    ASSERT_EQ(CC_INIT(nullptr, 1, nullptr, nullptr, nullptr, 1, 0.0, 0.0, CC_SIMULATION, nullptr), 0);
-    const double position[6] = {1, -1, 0};
-    CC_MOVE(1, 0, position, 0, 0, position, nullptr, 0);
-    EXPECT_EQ(ReadI32(arm1.motion.moveRing[0].bytes + 6), 0);
-    EXPECT_EQ(ReadI32(arm1.motion.moveRing[0].bytes + 11), 0);
-}
-
 }  // namespace
 }  // namespace cc::test
