@@ -10,14 +10,18 @@
  *   results    int16_t: 1 success, 0 failure, unless the function says otherwise. A command on an arm that
  *              is not open gives its failure result at once; so does a null pointer where a buffer is needed.
  *   lengths    in the caller's units. One controller count is `linearScale` units (CC_INIT); values are sent
- *              as value / linearScale, truncated toward zero to 32 bits.
+ *              as value / linearScale, truncated toward zero to 32 bits; what is no finite number, as 0.
  *   angles     as lengths, with `wristScale`.
- *   flags      "on" arguments: 0 is off, any other value is on.
+ *   feeds,     -32768 to 32767, in the controller's own unit: sent as they are, whatever the scales.
+ *   speeds
+ *   flags      "on" arguments: CC_OFF, any other value is on.
  *   waits      "completion" means: wait until the controller's answer has been decoded, for at most "timeout"
- *              seconds of the initialisation file (twice that before the arm's worker runs).
- *              "link acknowledgement" means: at most 3 s until the controller has acknowledged the message;
+ *              seconds of the initialisation file.
+ *              "link acknowledgement" means: at most 3 s until the controller has acknowledged a message;
  *              when none comes, the operator sees a box with the text " No ACK Received ". There is no such
  *              wait in simulation mode, nor with any other bit of CC_INIT's `flags` set.
+ *
+ * docs/protocol.md describes messages, replies and line, and lists what surprises.
  *
  * THREADS
  *
@@ -35,7 +39,12 @@
  *   | LEV2_MANAGER                        | any thread; the multimedia timer calls it                   |
  *
  *   The notification callback runs on the thread that decodes replies: inside a waiting call or inside the
- *   worker. It must not call a waiting command of the same arm.
+ *   worker. It must not call a waiting command of the same arm. It may file moves and reset the move buffer.
+ *   The worker never runs while a call of its thread waits or while a reply is being decoded, also when the
+ *   callback or a message box dispatches messages.
+ *
+ *   No exception may leave the callback: callers and library meet in C, and what one jumps over is lost, from
+ *   the rest of the reply to the result of the call. The worker goes on with its next tick.
  */
 #ifndef CC_INTERFACE_H
 #define CC_INTERFACE_H
@@ -64,30 +73,54 @@ extern "C" {
 
 /* One axis of the controller. */
 typedef struct AxisInfo {
-    uint16_t kind;  /* 0 not fitted, 1 linear, any other value angular */
+    uint16_t kind;  /* CC_AXIS_NONE, CC_AXIS_LINEAR, any other value: angular */
     uint16_t flags; /* bits 0 and 1: the controller's two flags of this axis */
     uint16_t spare;
 } AxisInfo;
 
+enum { CC_AXIS_NONE = 0, CC_AXIS_LINEAR = 1 };
+
 /* What the controller told of itself: 24 words, 48 bytes. Before the first answer controllerType and
-   optionCode are 65535 and all other words 0. */
+   optionCode are CC_NOT_TOLD and all other words 0. */
 typedef struct ControllerInfo {
     uint16_t controllerType;
     uint16_t controllerLevel;
     uint16_t spare;
     AxisInfo axes[6];
-    uint16_t optionCode;
-    uint16_t extra[2]; /* only from controllers of type 2, 4, 5 and 16 */
+    uint16_t optionCode; /* CC_OPTION_P10: P10 makes an older controller wait for the operator's start */
+    uint16_t extra[2];   /* only from controllers of type 2, 4, 5 and 16, the newer ones */
 } ControllerInfo;
 
-/* A point as handed to the notification callback: 80 bytes, valid only during the call. */
+enum { CC_NOT_TOLD = 65535, CC_OPTION_P10 = 4 };
+
+/* A point as handed to the notification callback: 80 bytes, valid only during the call. There is one record
+   an arm. An event fills what stands in its row; the rest is what earlier events left and means nothing, so
+   `tag` is a point id with CC_POINT_BUFFERED only.
+
+     | Event, info                | kind      | tag          | position    | approach        | second |
+     | -------------------------- | --------- | ------------ | ----------- | --------------- | ------ |
+     | point, CC_POINT_BUFFERED   | kind byte | point id (1) | point       | as filed        |        |
+     | point, CC_POINT_PLAIN      |           |              | point       | direction (2)   |        |
+     | point, CC_POINT_AND_SECOND |           |              | point       | direction (2)   | point  |
+     | coordinates, machine       |           | 0            | point       |                 |        |
+     | coordinates, wrist         |           | 1            | A, B (3)    |                 |        |
+     | position, scan point       |           |              | point       |                 |        |
+
+     (1) Of the oldest message not acknowledged. From 65504 on it is 65504 + CC_REPORT_... and no point id:
+         the oldest message was no probing move, or its point had come before.
+     (2) +1.0, -1.0 or 0.0 an axis, in the controller's axis order: KX_AXES_CONVENTION does not change it.
+     (3) A in position[0], B in position[1], with KX_AXES_CONVENTION A in [1], B in [0], no sign changed; [2]
+         is not filled. */
 typedef struct PointRecord {
-    int32_t kind;       /* touch points of buffered motion: the controller's kind byte */
-    uint32_t tag;       /* touch points: point id of the probing move; coordinates: 0 machine, 1 wrist */
-    double position[3]; /* the point, in caller units */
-    double approach[3]; /* touch points: the approach values given with the move; else the direction */
-    double second[3];   /* second point, present when event 5 carries info 256 */
+    int32_t kind;       /* the controller's kind byte, signed */
+    uint32_t tag;       /* point id of the probing move, or CC_TAG_... */
+    double position[3]; /* caller units */
+    double approach[3]; /* elements 3 to 5 of the move's position array, or the direction */
+    double second[3];   /* caller units */
 } PointRecord;
+
+/* tag of coordinates. */
+enum { CC_TAG_MACHINE = 0, CC_TAG_WRIST = 1 };
 
 /* ---------------------------------------------------------------- notification */
 
@@ -97,64 +130,127 @@ typedef struct PointRecord {
 typedef void(CC_CALL *CC_NOTIFY)(int32_t event, uint32_t info, void *data);
 
 enum {
-    CC_EVENT_LINK = 1,           /* info 257: link lost; 1: link in order. No data */
-    CC_EVENT_REPORT_1 = 2,       /* info: payload words x 256 + event. data: payload of reply 1 */
-    CC_EVENT_EMERGENCY = 3,      /* as CC_EVENT_REPORT_1, of reply 2 */
-    CC_EVENT_REPORT_3 = 4,       /* as CC_EVENT_REPORT_1, of reply 3 */
-    CC_EVENT_POINT = 5,          /* touch point. info 1: buffered motion; 0, 256: without, with second point.
-                                    data: PointRecord */
-    CC_EVENT_COORDINATES = 6,    /* info 0. data: PointRecord with tag 0 (machine) or 1 (wrist) */
+    CC_EVENT_LINK = 1,           /* info CC_LINK_LOST, CC_LINK_IN_ORDER. No data */
+    CC_EVENT_REPORT_1 = 2,       /* a report, of reply 1 */
+    CC_EVENT_EMERGENCY = 3,      /* a report, of reply 2 */
+    CC_EVENT_REPORT_3 = 4,       /* a report, of reply 3 */
+    CC_EVENT_POINT = 5,          /* touch point. info CC_POINT_... data: PointRecord */
+    CC_EVENT_COORDINATES = 6,    /* info 0. data: PointRecord with CC_TAG_... */
     CC_EVENT_POSITION = 7,       /* info 0. data: PointRecord */
     CC_EVENT_MOVE_REJECTED = 8,  /* the move buffer was reset. info: the controller's reason. No data */
     CC_EVENT_SCAN_POINT = 13,    /* info 0. data: PointRecord */
     CC_EVENT_SCAN_END = 15,      /* info 0. No data */
     CC_EVENT_MOVE_DONE = 16,     /* info: CC_REPORT_... of the message acknowledged. No data */
     CC_EVENT_17 = 17,            /* info 273. data: one word of reply 32 */
-    CC_EVENT_HOLD = 18,          /* info 274. data: one word */
-    CC_EVENT_RESUME = 19,        /* info 275. data: one word */
-    CC_EVENT_EMERGENCY_51 = 20,  /* as CC_EVENT_EMERGENCY, of reply 51 */
+    CC_EVENT_HOLD = 18,          /* info 274. data: one word, the controller's or CC_WORD_... */
+    CC_EVENT_RESUME = 19,        /* info 275. data: as CC_EVENT_HOLD */
+    CC_EVENT_EMERGENCY_51 = 20,  /* a report, of reply 51 */
     CC_EVENT_21 = 21,            /* info 277. data: one word of reply 52 */
     CC_EVENT_22 = 22,            /* info 22. No data (reply 53) */
     CC_EVENT_23 = 23,            /* info 23. No data (reply 54) */
     CC_EVENT_TEMPERATURES = 26,  /* info: count byte. data: 32 words */
-    CC_EVENT_CONTROLLER_ON = 27, /* info 27. No data */
-    CC_EVENT_ZEROING_DONE = 28   /* info 28. No data; only when started with startMode 1 */
+    CC_EVENT_CONTROLLER_ON = 27, /* info 27. No data; only when started with CC_START_CLIENT */
+    CC_EVENT_ZEROING_DONE = 28   /* info 28. No data; only when started with CC_START_CLIENT */
+};
+
+/* data of a report: its payload, from byte 3 of the reply. info by the mode of CC_START:
+
+     | Report              | CC_START_CLIENT                           | any other mode                    |
+     | ------------------- | ----------------------------------------- | --------------------------------- |
+     | 1                   | whole words in data x 256 + event         | whole words in data x 256 + event |
+     | 3, both emergencies | second byte of data, signed, as 16 bits   | whole words in data x 256 + event |
+*/
+
+/* Info words of CC_EVENT_LINK. The loss is told with the first reply that is taken while the link is down,
+   and that reply is dropped: a line that is dead tells nothing. */
+enum { CC_LINK_IN_ORDER = 1, CC_LINK_LOST = 257 };
+
+/* Info words of CC_EVENT_POINT. */
+enum {
+    CC_POINT_PLAIN = 0,       /* unasked: not in measuring state, or no buffered message is unacknowledged */
+    CC_POINT_BUFFERED = 1,    /* of buffered motion */
+    CC_POINT_AND_SECOND = 256 /* as CC_POINT_PLAIN, with a second point */
+};
+
+/* Words of CC_EVENT_HOLD and CC_EVENT_RESUME that the library gives by itself. */
+enum {
+    CC_WORD_START = 80, /* hold: P10 was sent; resume: it was answered, or the first state after reply 55 */
+    CC_WORD_RESET = 128 /* hold: the first controller information came in emergency state; resume: reply 55 */
 };
 
 /* Info words of CC_EVENT_MOVE_DONE. */
 enum {
-    CC_REPORT_MOVE = 0,         /* CC_MOVE modes 0 and 1, CC_MOVERT, CC_MOVEWRIST */
-    CC_REPORT_PROBING_MOVE = 1, /* CC_MOVE mode 2 */
+    CC_REPORT_MOVE = 0,         /* CC_MOVE but for CC_MOVE_PROBING, CC_MOVERT, CC_MOVEWRIST */
+    CC_REPORT_PROBING_MOVE = 1, /* CC_MOVE, CC_MOVE_PROBING */
     CC_REPORT_FLY = 2,          /* CC_FLYONOFF */
     CC_REPORT_FLY_LENGTH = 3,   /* CC_FLYLEN */
-    CC_REPORT_SPEED_0 = 4,      /* CC_SPEED kind 0 */
-    CC_REPORT_SPEED_1 = 5,      /* CC_SPEED kind 1 */
-    CC_REPORT_SPEED_2 = 6,      /* CC_SPEED kind 2 */
+    CC_REPORT_SPEED_0 = 4,      /* CC_SPEED, CC_SPEED_0 */
+    CC_REPORT_SPEED_1 = 5,      /* CC_SPEED, CC_SPEED_1 */
+    CC_REPORT_SPEED_2 = 6,      /* CC_SPEED, CC_SPEED_2 */
     CC_REPORT_INCREMENTAL = 7,  /* CC_MOVEINCR, CC_MOVEINCRRT, CC_MOVEWRISTINCR */
     CC_REPORT_TF_ON = 8,        /* CC_TFMODE on */
     CC_REPORT_TF_OFF = 9,       /* CC_TFMODE off */
     CC_REPORT_SCAN = 16         /* the scan start; reported as CC_EVENT_SCAN_END */
 };
 
-/* ---------------------------------------------------------------- results of CC_INIT */
+/* ---------------------------------------------------------------- arguments and results */
 
+/* Results of CC_INIT. */
 enum {
     CC_OK = 0,
     CC_LINK_START_FAILED = 515, /* the controller did not answer the start of the link */
     CC_TIMER_FAILED = 525,      /* the arm's multimedia timer could not be started */
-    CC_BAD_PORT = 526,          /* portDef is not a valid port definition */
+    CC_BAD_PORT = 526,          /* portDef is no valid port definition */
     CC_PORT_NOT_OPENED = 527,   /* the controller's or the head's port could not be opened */
-    CC_NO_ANSWER = 769,         /* the controller did not answer N00, retries included */
+    CC_NO_ANSWER = 769,         /* the controller did not answer N00, retries included, or the callback closed
+                                   the arm meanwhile */
     CC_TABLE_FAILED = 770,      /* the table of CC_STORE_COSDAT could not be downloaded */
     CC_WORKER_FAILED = 771,     /* the worker timer could not be created */
-    CC_BAD_HEAD_PORT = 1038     /* headPortDef is not a valid port definition */
+    CC_BAD_HEAD_PORT = 1038     /* headPortDef is no valid port definition */
 };
 
 /* Bits of CC_INIT's flags. */
 enum { CC_SIMULATION = 1, CC_SIMULATED_HEAD = 2 };
 
+/* Modes of CC_START: who orders status 0 after zeroing, stop and switching on. */
+enum { CC_START_AUTOMATIC = 0, CC_START_CLIENT = 1 };
+
+/* Modes of CC_DONE. */
+enum { CC_SHUTDOWN_READY = 0, CC_SHUTDOWN_EMERGENCY = 1, CC_SHUTDOWN_P12 = 2 };
+
 /* Results of CC_GETSTATUS. */
-enum { CC_STATUS_READY = 0, CC_STATUS_MEASURING = 1, CC_STATUS_STOPPED = 2, CC_STATUS_ZEROING = 3 };
+enum {
+    CC_STATUS_UNKNOWN = -1, /* no state reported yet, a state without a status, or the arm is not open */
+    CC_STATUS_READY = 0,
+    CC_STATUS_MEASURING = 1,
+    CC_STATUS_STOPPED = 2, /* emergency too */
+    CC_STATUS_ZEROING = 3,
+    CC_STATUS_STARTING = 4 /* states 6 and 10: the controller starts, or wants its table */
+};
+
+/* Orders of CC_SETSTATUS; stopped has another number here than as a status. */
+enum { CC_ORDER_READY = 0, CC_ORDER_MEASURING = 1, CC_ORDER_STOPPED = 5 };
+
+/* "on" arguments, and the mode of CC_ASKCOORD. */
+enum { CC_OFF = 0, CC_ON = 1 };
+
+/* Operations of CC_OPBUF: S25, S26, S27. */
+enum { CC_OPBUF_RESET = 0, CC_OPBUF_1 = 1, CC_OPBUF_2 = 2 };
+
+/* Modes of CC_MOVE: G01, G06, G05. */
+enum { CC_MOVE_PLAIN = 0, CC_MOVE_G06 = 1, CC_MOVE_PROBING = 2 };
+
+/* Kinds of CC_SPEED: G30, G37, G36. */
+enum { CC_SPEED_0 = 0, CC_SPEED_1 = 1, CC_SPEED_2 = 2 };
+
+/* Kinds of CC_FREEFRAME; 8 is the same as CC_FRAME_AWAITED. */
+enum { CC_FRAME_BUFFERED = 4, CC_FRAME_QUEUED = 5, CC_FRAME_AWAITED = 6 };
+
+/* CC_IO's `read`. */
+enum { CC_IO_WRITE = 0, CC_IO_READ = 1 };
+
+/* Results of CC_PHCurrentMode. */
+enum { CC_HEAD_AUTOMATIC = 0, CC_HEAD_MANUAL = 1 };
 
 /* ---------------------------------------------------------------- lifecycle */
 
@@ -162,31 +258,39 @@ enum { CC_STATUS_READY = 0, CC_STATUS_MEASURING = 1, CC_STATUS_STOPPED = 2, CC_S
    is open is closed first.
      window          window that owns the worker timer, or null (Windows); ignored elsewhere
      notifyCallback  receives all events of the arm; null: none
-     portDef         controller's port, "COM3" or "COM3:9600,e,8,1"; the line always runs at 9600 baud, even
-                     parity, 8 data bits, 1 stop bit. Ignored in simulation mode
-     headPortDef     port of the probe head (4800 baud, no parity, 8 data bits, 2 stop bits); null: no head
-     extendedStart   not 0: extended start exchanges
+     portDef         controller's port: COM and a number from 1 to 256, with or without settings, "COM3" or
+                     "COM3:9600,e,8,1"; the line always runs at 9600 baud, even parity, 8 data bits, 1 stop
+                     bit. Ignored in simulation mode
+     headPortDef     port of the probe head, as portDef (4800 baud, no parity, 8 data bits, 2 stop bits);
+                     null: no head. Ignored with CC_SIMULATED_HEAD
+     extendedStart   not 0: extended start exchanges. 0: the controller's answer counts only in state 2
      linearScale     length of one controller count, caller units
      wristScale      angle of one wrist count, caller units
-     flags           CC_SIMULATION, CC_SIMULATED_HEAD
+     flags           CC_SIMULATION, CC_SIMULATED_HEAD; any bit switches off the waits for acknowledgements
      iniFile         initialisation file; null or missing: every setting has its default
-   Result: CC_OK or one of the codes above; on failure everything is released again.
-   Waits for the link (about 6 s at most) and for completion of each start-up exchange. */
+   Result: CC_OK or one of the codes above. On failure nothing stays open: port, head, timers, trace file and
+   acknowledgement event are released.
+   Waits for the link (about 6 s at most), 12 times "PH9 timeout" for a head that is silent, and for
+   completion of each start-up exchange, which is tried six times at most, the last time after a restart of
+   the link. */
 CC_API uint16_t CC_CALL CC_INIT(void *window, int16_t arm, CC_NOTIFY notifyCallback, const char *portDef,
                                 const char *headPortDef, int16_t extendedStart, double linearScale,
                                 double wristScale, uint16_t flags, const char *iniFile);
 
 /* Classifies the controller, fixes the rate of automatic coordinate requests and starts the controller.
      statusOut  48 bytes: the ControllerInfo after the exchange
-     startMode  0: the worker brings the controller to status 0 by itself; 1: the client does, and gets events
-                27 and 28
-   Result: 0 when the start message was refused or not acknowledged. Waits for link acknowledgement and
-   completion, once or twice. */
+     startMode  CC_START_AUTOMATIC: the worker orders status 0 by itself. CC_START_CLIENT: the client does,
+                gets CC_EVENT_CONTROLLER_ON and CC_EVENT_ZEROING_DONE, and reports carry another info. Any
+                other value: as CC_START_AUTOMATIC, but the controller is started (H00) and polled as with
+                CC_START_CLIENT
+   Result: 0 when H00 was refused or not acknowledged; it goes to controllers of class 3, with extendedStart.
+   Waits for link acknowledgement and completion, once or twice. */
 CC_API int16_t CC_CALL CC_START(int16_t arm, void *statusOut, int16_t startMode);
 
 /* Brings the controller to a safe state and closes the arm. Waits "timeout" seconds so that the last message
-   can be delivered. On an arm that is not open it only releases what a failed CC_INIT left.
-     shutdownMode  0: status 0; 1: emergency code 0; any other value: shutdown command */
+   can be delivered; events that come meanwhile are not given. Nothing happens on an arm that is not open.
+     shutdownMode  CC_SHUTDOWN_READY: status 0; CC_SHUTDOWN_EMERGENCY: emergency code 0; any other value:
+                   shutdown command P12 */
 CC_API void CC_CALL CC_DONE(int16_t arm, int16_t shutdownMode);
 
 /* ---------------------------------------------------------------- tick counters of arm 1 */
@@ -222,20 +326,24 @@ CC_API void CC_CDECL LEV2_MANSOM(void *armRecord);
    Result: 1 sent (also without acknowledgement), 0 wrong state or queue full. */
 CC_API int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on);
 
-/* Buffer operation n (0, 1 or 2); only in measuring state. n 0 also resets the move buffer. Waits for link
-   acknowledgement and completion. */
+/* Buffer operation n, CC_OPBUF_...; only in measuring state. CC_OPBUF_RESET also empties the move buffer,
+   before anything is sent. Waits for link acknowledgement and completion. Result: 1 also without link
+   acknowledgement. */
 CC_API int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n);
 
-/* Orders controller status s: 0 ready, 1 measuring, 5 stopped; any other value is refused. Returns at once
-   when the controller is there already. Waits for link acknowledgement and completion. */
+/* Orders controller status s, CC_ORDER_...; any other value is refused. Returns at once when the controller
+   is there already. Waits for link acknowledgement and completion. Result: 1 also without link
+   acknowledgement, so ask CC_GETSTATUS. CC_ORDER_READY first discards what lies unread in the port. */
 CC_API int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s);
 
-/* Emergency stop with a code; its low byte is sent. Priority message, no wait. Result: 1 queued or not
-   needed. */
+/* Emergency stop. code: its low byte is sent, by P01 when code / 256 is not 0 and the controller knows P01,
+   else by P00. Priority message, no wait. Result: 1 queued, or not needed: in emergency already, with
+   extendedStart. */
 CC_API int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code);
 
 /* Starts zeroing of the machine axes. Waits for completion of the first step; the end arrives later
-   (CC_EVENT_ZEROING_DONE with startMode 1, else status 0 ordered by the worker). Result: 1 started. */
+   (CC_EVENT_ZEROING_DONE with CC_START_CLIENT, else status 0 ordered by the worker). Call no waiting command
+   until then: the end would not be noticed. Result: 1 started. */
 CC_API int16_t CC_CALL CC_ZEROES(int16_t arm);
 
 /* As CC_ZEROES, for the wrist axes. */
@@ -245,11 +353,13 @@ CC_API int16_t CC_CALL CC_ZEROESAB(int16_t arm);
    10 s for link acknowledgement. Result: 1 sent, 0 wrong state, queue full or not acknowledged. */
 CC_API int16_t CC_CALL CC_NCONWAITSTART(int16_t arm, int16_t on);
 
-/* Feed override. Waits for link acknowledgement. Result: 1 sent, 0 queue full or not acknowledged. */
+/* Feed override, sent as it is. Waits for link acknowledgement. Result: 1 sent, 0 queue full or not
+   acknowledged. */
 CC_API int16_t CC_CALL CC_FEED(int16_t arm, int16_t feed);
 
-/* Enables or disables axes. bytes: n axis bytes (n 0 to 251, fewer when they need stuffing). Brings newer
-   controllers to stopped status first. Waits for completion. */
+/* Enables or disables axes. bytes: n axis bytes. n outside 0 to 251: 0, nothing sent; a port takes 248 at
+   most, one fewer for each byte that is stuffed. Brings controllers of class 3, but for type 0, to stopped
+   status first. Waits for completion. */
 CC_API int16_t CC_CALL CC_ENDIS_AXES(int16_t arm, int16_t on, int16_t n, const void *bytes);
 
 /* Start and hold messages on or off; result 1 at once on controllers that lack them. Waits for completion. */
@@ -258,7 +368,8 @@ CC_API int16_t CC_CALL CC_ENDIS_STARTHOLD_MSG(int16_t arm, int16_t on);
 /* The controller's TP200 mode on or off. Waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_ENDIS_TP200(int16_t arm, int16_t on);
 
-/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info 8 (on) or 9 (off). */
+/* Files the TF mode switch into the move buffer; its end is CC_EVENT_MOVE_DONE with info CC_REPORT_TF_ON or
+   CC_REPORT_TF_OFF. Result: 1. */
 CC_API int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on);
 
 /* Stores 10 bytes (u32, u32, u16, little-endian, packed) in the controller. Waits for link acknowledgement
@@ -273,10 +384,21 @@ CC_API int16_t CC_CALL CC_GETINFO(int16_t arm, void *out);
 CC_API void CC_CALL CC_STORE_COSDAT(int16_t arm, const uint32_t *table);
 
 /* Sends a message that the caller composed, count and class bytes included.
-     kind 4      file into the move buffer (1 to 64 bytes), acknowledged with report code value (0 to 31)
-     kind 5      queue and wait for completion of what is awaited already
-     kind 6, 8   queue and wait until the answer `value` has come
-   Any other kind, a length that fits no slot or a full queue: 0. */
+     CC_FRAME_BUFFERED  files it into the move buffer (1 to 64 bytes) with the history entry below. Result: 1
+     CC_FRAME_QUEUED    queues it and waits for completion of what is awaited already, at once if nothing is
+     CC_FRAME_AWAITED   queues it and waits until the answer `value` has come: -1 any state reply, else as in
+                        docs/protocol.md, "What ends a wait". 8 does the same
+   Any other kind, a length that fits no slot or a full queue: 0.
+
+     | value             | History entry | Its acknowledgement (reply 4)                                  |
+     | ----------------- | ------------- | -------------------------------------------------------------- |
+     | 0 to 15, 17 to 31 | report code   | CC_EVENT_MOVE_DONE with info value                             |
+     | 16                | scan start    | CC_EVENT_SCAN_END, also for a scan that runs; points before it |
+     |                   |               | are CC_EVENT_SCAN_POINT                                        |
+     | 32 + id,          | point id      | counts as a rejection: the move buffer is reset and            |
+     | negative ones     | (16 bits)     | CC_EVENT_MOVE_REJECTED given, unless the controller is         |
+     |                   |               | stopped. A touch point before it is given this id and takes    |
+     |                   |               | the entry; the acknowledgement then takes the next message's   | */
 CC_API int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t length, int16_t kind,
                                     int16_t value);
 
@@ -290,8 +412,8 @@ CC_API void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode);
    waits for link acknowledgement and completion. */
 CC_API int16_t CC_CALL CC_INFO(int16_t arm, void *out);
 
-/* The controller's two I/O words. read not 0: read them, waits for completion; 0: write them, waits for
-   nothing. */
+/* The controller's two I/O words. read CC_IO_WRITE: write them, result 1 without a wait; any other value:
+   read them, waits for completion. */
 CC_API int16_t CC_CALL CC_IO(int16_t arm, int16_t read, uint16_t *words);
 
 /* Parameter set 1 to 7, converted per axis by the factors in docs/protocol.md. out: 5 doubles, one an axis;
@@ -302,8 +424,9 @@ CC_API int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out);
 CC_API int16_t CC_CALL CC_READTEMP(int16_t arm);
 
 /* Asks for the machine coordinates; they arrive as CC_EVENT_COORDINATES during the call. Waits for link
-   acknowledgement and for the report. Result: 1 after the wait, whether the report came or not; 0 without a
-   free tick counter or link acknowledgement. */
+   acknowledgement and for the report, "timeout" seconds at most. Result: 1 after the wait, whether the report
+   came or not; 0 without a free tick counter or link acknowledgement. In states 7 and 8 nothing is sent and
+   the whole time passes, unless a report comes by itself. */
 CC_API int16_t CC_CALL CC_GETCOORD(int16_t arm);
 
 /* As CC_GETCOORD, for the wrist angles. */
@@ -312,46 +435,47 @@ CC_API int16_t CC_CALL CC_GETWRISTCOORD(int16_t arm);
 /* The same as CC_GETWRISTCOORD. */
 CC_API int16_t CC_CALL CC_GETRTCOORD(int16_t arm);
 
-/* Status of the controller by its last report: 0 ready, 1 measuring, 2 stopped, 3 zeroing, 4 start-up; -1
-   unknown or arm not open. Sends nothing. */
+/* Status of the controller by its last report, CC_STATUS_... Sends nothing. */
 CC_API int16_t CC_CALL CC_GETSTATUS(int16_t arm);
 
 /* ---------------------------------------------------------------- motion */
 
 /* The motion commands file messages into the arm's move buffer; the worker sends them while the controller is
-   in measuring state. None of them looks for room: ask CC_CANSEND first. Each ends with CC_EVENT_MOVE_DONE.
+   in measuring state. None of them looks for room, of 64 messages and 128 history entries, of which a probing
+   move takes two: ask CC_CANSEND first. Each ends with CC_EVENT_MOVE_DONE.
    position: six doubles; 0 to 2 the target, 3 to 5 approach values that come back with the touch point. */
 
-/* Empties the move buffer. */
+/* Empties the move buffer. What was sent already runs on. */
 CC_API void CC_CALL CC_BUFFRESET(int16_t arm);
 
 /* Result: 1 when a message can be filed `ahead` places on (1: the next one) and no scan start is pending. */
 CC_API int16_t CC_CALL CC_CANSEND(int16_t arm, int16_t ahead);
 
-/* Linear move. mode 0: move; 1: move with G06; 2: probing move, whose touch point arrives as CC_EVENT_POINT
-   with tag = low 16 bits of pointId (below 65504).
+/* Linear move. mode: CC_MOVE_... The touch point of a probing move arrives as CC_EVENT_POINT with tag = low
+   16 bits of pointId, which must be below 65504. Do not pass any other mode: it repeats the second digit of
+   the last CC_MOVE, CC_MOVEINCR or CC_SPEED, whatever command that makes.
      classByte       sent with probing moves
-     mValue, nValue  lengths or null; nValue counts in mode 2 only and stays in force
-     feed            0: none */
+     mValue, nValue  lengths or null; nValue counts with CC_MOVE_PROBING only and stays in force
+     feed            0: none is sent */
 CC_API void CC_CALL CC_MOVE(int16_t arm, int16_t mode, const double *position, uint32_t pointId,
                             uint8_t classByte, const double *mValue, const double *nValue, int16_t feed);
 
 /* Incremental linear move by position[0..2]; withM not 0 also sends the M value of the last CC_MOVE. */
 CC_API void CC_CALL CC_MOVEINCR(int16_t arm, const double *position, uint32_t ignored, int16_t withM);
 
-/* Rotary table move to position[0] (linearScale); feed 0: none. */
+/* Rotary table move to position[0] (linearScale); feed 0: none is sent. */
 CC_API void CC_CALL CC_MOVERT(int16_t arm, const double *position, uint32_t ignored, int16_t feed);
 
 /* Incremental rotary table move. */
 CC_API void CC_CALL CC_MOVEINCRRT(int16_t arm, const double *position, uint32_t ignored, int16_t feed);
 
-/* Wrist move to the angles position[0], position[1] (wristScale); speed 0: none. */
+/* Wrist move to the angles position[0], position[1] (wristScale); speed 0: none is sent. */
 CC_API void CC_CALL CC_MOVEWRIST(int16_t arm, const double *position, uint32_t ignored, int16_t speed);
 
 /* Incremental wrist move (linearScale). */
 CC_API void CC_CALL CC_MOVEWRISTINCR(int16_t arm, const double *position, uint32_t ignored, int16_t speed);
 
-/* Speed setting kind 0, 1 or 2 of all three axes, sent unconverted; other kinds do nothing. */
+/* Speed setting kind, CC_SPEED_..., of all three axes, sent as it is; other kinds do nothing. */
 CC_API void CC_CALL CC_SPEED(int16_t arm, int16_t kind, int16_t value);
 
 /* Result: 1 while buffered motion is pending, else 0; always 0 in simulation mode. */
@@ -360,21 +484,25 @@ CC_API int16_t CC_CALL CC_MOVING(int16_t arm);
 /* Fly mode (moving through intermediate points without a stop) on or off. */
 CC_API void CC_CALL CC_FLYONOFF(int16_t arm, int16_t on);
 
-/* Fly length; nothing is filed for less than one count. */
+/* Fly length, a length; nothing is filed for less than one count. */
 CC_API void CC_CALL CC_FLYLEN(int16_t arm, double flyLength);
 
 /* ---------------------------------------------------------------- probe head */
 
-/* Last known angles; a null pointer: nothing is stored. -1.0 until the head has reported. */
+/* CC_INIT forgets what was known of the arm's head. */
+
+/* Last known angles; a null pointer: nothing is stored. -1.0 until the head has reported, 0.0 for a simulated
+   head. */
 CC_API void CC_CALL CC_PHGetPosition(int16_t arm, double *a, double *b);
 
 /* Result: 1 when the head's last answer told that manual mode is available. */
 CC_API int16_t CC_CALL CC_PHLevePresent(int16_t arm);
 
-/* Result: 1 manual, 0 automatic. */
+/* Result: CC_HEAD_MANUAL or CC_HEAD_AUTOMATIC. */
 CC_API int16_t CC_CALL CC_PHCurrentMode(int16_t arm);
 
-/* The commands below wait for the head's answer: 11 tries of "PH9 timeout" seconds each. */
+/* The commands below wait for the head's answer: 11 tries of "PH9 timeout" seconds each. A head that stays
+   silent, or is not there, changes no result but that of CC_PHSetPosition. */
 
 /* Asks the head for its position. Result: 1, or 0 when the command could not be sent. */
 CC_API int16_t CC_CALL CC_PHUpdate(int16_t arm);
@@ -386,16 +514,20 @@ CC_API int16_t CC_CALL CC_PHMANMODE(int16_t arm);
 CC_API int16_t CC_CALL CC_PHAUTOMODE(int16_t arm);
 
 /* Orders the angles, in the head's unit, sent with one decimal. force 0: nothing is sent when the head is
-   there. Result: 1 when the head reports exactly these angles; 0 otherwise and in manual mode. */
+   there. Three commands, so up to 33 tries. Result: 1 when the head reports exactly these angles; 0
+   otherwise, in manual mode, and at once for an angle whose text has more than 13 characters. */
 CC_API int16_t CC_CALL CC_PHSetPosition(int16_t arm, double angleA, double angleB, int16_t force,
                                         uint32_t ignored);
 
-/* Result: 1 while an angle is -1.0 (the head has not reported yet), else 0. Sends nothing. */
+/* Result: 1 while an angle is -1.0, as until the head's first report, else 0; it does not tell motion. Sends
+   nothing. */
 CC_API int16_t CC_CALL CC_PHMoving(int16_t arm);
 
 /* ---------------------------------------------------------------- scanning, arm 1 */
 
-/* The setters store lengths in counts of arm 1 and send nothing; a null pointer: nothing is stored. */
+/* The setters convert lengths to counts of arm 1 at once and send nothing; a null pointer: nothing is stored.
+   Call them after CC_INIT of arm 1: before the first one linearScale is 0 and every length becomes 0 counts;
+   a later one does not convert again. Values stay in force across scans and CC_DONE. */
 
 /* Scan frame: rotation matrix (9 doubles, row by row, dimensionless) and offset (3 doubles, lengths). */
 CC_API void CC_CALL L2S_SetRotMatrix(const double *matrix, const double *offset);
@@ -407,7 +539,7 @@ CC_API void CC_CALL L2S_SetRegDepth(const double *depth1, const double *depth2);
 CC_API void CC_CALL L2S_SetTargetPoint(const double *targetX, const double *targetY);
 /* Largest and smallest step between points. */
 CC_API void CC_CALL L2S_SetMaxMinStep(const double *maxStep, const double *minStep);
-/* Threshold. */
+/* Threshold, a length. */
 CC_API void CC_CALL L2S_SetTreshold(const double *threshold);
 
 /* Sends the parameters (three completion waits) and starts the scan; what is still in the move buffer is sent
