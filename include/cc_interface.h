@@ -161,8 +161,8 @@ enum {
      | 3, both emergencies | second byte of data, signed, as 16 bits   | whole words in data x 256 + event |
 */
 
-/* Info words of CC_EVENT_LINK. The loss is told with the first reply that is taken while the link is down,
-   and that reply is dropped: a line that is dead tells nothing. */
+/* Info words of CC_EVENT_LINK. The loss is told instead of a reply that is taken while the link is down: a
+   line that is dead tells nothing. CC_LINK_IN_ORDER is also the first event after CC_INIT. */
 enum { CC_LINK_IN_ORDER = 1, CC_LINK_LOST = 257 };
 
 /* Info words of CC_EVENT_POINT. */
@@ -317,7 +317,7 @@ CC_API int16_t CC_CALL L2HI_WORKER_TEMP(void);
 CC_API void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t message, uintptr_t user, uintptr_t data1,
                                  uintptr_t data2);
 
-/* One step of the controller simulator. armRecord: address of an arm's record; any other address is ignored. */
+/* One step of the controller simulator. armRecord: address of an arm's record; any other is ignored. */
 CC_API void CC_CDECL LEV2_MANSOM(void *armRecord);
 
 /* ---------------------------------------------------------------- modes and settings */

@@ -11,12 +11,9 @@ namespace {
 
 constexpr int16_t kArm = 1;
 constexpr int16_t kExtendedStart = 1;
-constexpr int16_t kToReady = 0;
-constexpr int16_t kToMeasuring = 1;
 constexpr int kLoopMs = 20;
 constexpr int kZeroingSeconds = 60;
 constexpr int kProbingSecondsAPoint = 30;
-constexpr uint32_t kLinkInOrder = 1;
 
 MeasuringSession *current = nullptr;  // the library's callback has no argument of the client's
 
@@ -50,13 +47,13 @@ MeasuringSession::MeasuringSession(const SessionOptions &options, std::ostream &
     if (result != CC_OK) throw std::runtime_error("CC_INIT failed with code " + std::to_string(result));
     open_ = true;
     ControllerInfo info{};
-    if (CC_START(kArm, &info, 0) == 0) throw std::runtime_error("CC_START failed");
+    if (CC_START(kArm, &info, CC_START_AUTOMATIC) == 0) throw std::runtime_error("CC_START failed");
     log_ << "Arm 1 is open" << (simulated_ ? " in simulation" : " on " + options.port) << ": controller type "
          << info.controllerType << ", level " << info.controllerLevel << "\n";
 }
 
 MeasuringSession::~MeasuringSession() {
-    if (open_) CC_DONE(kArm, kToReady);
+    if (open_) CC_DONE(kArm, CC_SHUTDOWN_READY);
     current = nullptr;
 }
 
@@ -86,9 +83,9 @@ void MeasuringSession::Zero() {
 }
 
 void MeasuringSession::StartMeasuring() {
-    if (CC_SETSTATUS(kArm, kToMeasuring) == 0) throw std::runtime_error("measuring state was refused");
+    if (CC_SETSTATUS(kArm, CC_ORDER_MEASURING) == 0) throw std::runtime_error("measuring state was refused");
     AwaitStatus(CC_STATUS_MEASURING, 1, "the change of state");
-    if (CC_OPBUF(kArm, 0) == 0) throw std::runtime_error("the buffer was not reset");
+    if (CC_OPBUF(kArm, CC_OPBUF_RESET) == 0) throw std::runtime_error("the buffer was not reset");
     log_ << "Measuring state, buffer empty\n";
 }
 
@@ -100,12 +97,12 @@ void MeasuringSession::TurnHead(double a, double b) {
 
 void MeasuringSession::File(int16_t mode, const Eigen::Vector3d &target, const ProbingPoint &point) {
     // A probing move takes two places of the history.
-    const int16_t places = mode == 2 ? 2 : 1;
+    const int16_t places = mode == CC_MOVE_PROBING ? 2 : 1;
     while (CC_CANSEND(kArm, 1) == 0 || CC_CANSEND(kArm, places) == 0) RunLoop(kLoopMs);
     const Eigen::Vector3d approach = -point.direction;
     const double position[6] = {target.x(), target.y(), target.z(), approach.x(), approach.y(), approach.z()};
     CC_MOVE(kArm, mode, position, point.id, 1, nullptr, nullptr, 0);
-    ++(mode == 2 ? probingMovesFiled_ : movesFiled_);
+    ++(mode == CC_MOVE_PROBING ? probingMovesFiled_ : movesFiled_);
 }
 
 std::vector<Eigen::Vector3d> MeasuringSession::Probe(const std::vector<ProbingPoint> &points,
@@ -118,9 +115,9 @@ std::vector<Eigen::Vector3d> MeasuringSession::Probe(const std::vector<ProbingPo
     for (const ProbingPoint &point : points) {
         const Eigen::Vector3d outside = point.nominal + motion.clearance * point.direction;
         const Eigen::Vector3d inside = point.surface - motion.overtravel * point.direction;
-        File(0, outside, point);
-        File(2, inside, point);
-        File(0, outside, point);
+        File(CC_MOVE_PLAIN, outside, point);
+        File(CC_MOVE_PROBING, inside, point);
+        File(CC_MOVE_PLAIN, outside, point);
         progress();
     }
     const int moves = movesFiled_;
@@ -145,11 +142,11 @@ std::vector<Eigen::Vector3d> MeasuringSession::Probe(const std::vector<ProbingPo
 }
 
 bool MeasuringSession::Close() {
-    CC_DONE(kArm, kToReady);
+    CC_DONE(kArm, CC_SHUTDOWN_READY);
     open_ = false;
     const std::map<std::pair<int32_t, uint32_t>, int> expected = {
-        {{CC_EVENT_LINK, kLinkInOrder}, 1},
-        {{CC_EVENT_POINT, 1}, probingMovesFiled_},
+        {{CC_EVENT_LINK, CC_LINK_IN_ORDER}, 1},
+        {{CC_EVENT_POINT, CC_POINT_BUFFERED}, probingMovesFiled_},
         {{CC_EVENT_MOVE_DONE, CC_REPORT_MOVE}, movesFiled_},
         {{CC_EVENT_MOVE_DONE, CC_REPORT_PROBING_MOVE}, probingMovesFiled_},
     };

@@ -30,9 +30,9 @@ constexpr struct StatusOrder {
     CommandName name;
     int32_t state;
 } kStatusOrders[] = {
-    {0, command::S71, state::kReady},
-    {1, command::S73, state::kMeasuring},
-    {5, command::S72, state::kStopped},
+    {CC_ORDER_READY, command::S71, state::kReady},
+    {CC_ORDER_MEASURING, command::S73, state::kMeasuring},
+    {CC_ORDER_STOPPED, command::S72, state::kStopped},
 };
 
 const StatusOrder *FindStatusOrder(int16_t status) {
@@ -46,7 +46,7 @@ int16_t OrderStatus(ArmContext &context, int16_t arm, const StatusOrder &order) 
     ReplyState &replies = context.replies;
     replies.awaitedReply = order.state;
     // Reports of the time before are of no use to a controller that becomes ready.
-    if (order.status == 0) context.port.Purge();
+    if (order.status == CC_ORDER_READY) context.port.Purge();
     if (replies.controllerState == order.state) {
         replies.awaitedReply = kNothingAwaited;
         return 1;

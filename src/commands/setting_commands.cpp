@@ -57,7 +57,7 @@ int16_t CC_CALL CC_ENDIS_AXES(int16_t arm, int16_t on, int16_t n, const void *by
     if (n > CommandMessage::kCapacity - kFrameHeadBytes) return 0;
     ReplyState &replies = context->replies;
     const bool newer = context->session.controllerClass == 3 && replies.controllerInfo.controllerType != 0;
-    if (newer && CC_SETSTATUS(arm, 5) == 0) return 0;
+    if (newer && CC_SETSTATUS(arm, CC_ORDER_STOPPED) == 0) return 0;
     const AxesOrder order = ChooseAxesOrder(newer, on != 0);
     replies.awaitedReply = order.awaited;
     CommandMessage message(order.name);
@@ -126,13 +126,13 @@ int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t length, int
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || bytes == nullptr || length < 0) return 0;
     switch (kind) {
-        case 4:
+        case CC_FRAME_BUFFERED:
             return FileFrame(*context, bytes, length, value);
-        case 6:
+        case CC_FRAME_AWAITED:
         case 8:
             context->replies.awaitedReply = value;
             [[fallthrough]];
-        case 5:
+        case CC_FRAME_QUEUED:
             return QueueFrame(*context, arm, bytes, length);
         default:
             return 0;
