@@ -48,7 +48,7 @@ const Controller::Rule *Controller::FindRule(const Command &command) {
         {S49, S49, &Controller::SwitchMessages},
         {S50, S52, &Controller::TakeScanParameters},
         {S54, S54, &Controller::AcknowledgeSetting},
-        {S12, S13, &Controller::AcknowledgeSetting},
+        {S12, S13, &Controller::AcknowledgeAxes},
         {P07, P08, &Controller::SwitchAxes},
         {P00, P01, &Controller::StopAtOnce},
         {P02, P03, &Controller::Nothing},
@@ -119,6 +119,12 @@ void Controller::ReplyInState(int state, uint8_t code, const Bytes &payload) {
     Bytes message{static_cast<uint8_t>(payload.size() + 2), static_cast<uint8_t>(state), code};
     message.insert(message.end(), payload.begin(), payload.end());
     agenda_.After(options_.replyDelay, [this, message = std::move(message)] { SendMessage(message); });
+}
+
+// Numbers of their own acknowledge S12 and S13: 18 and 19.
+void Controller::AcknowledgeAxes(const Command &command) {
+    Reply(reply::kSetting,
+          {static_cast<uint8_t>(command.Number() == CommandNumber(cc::command::S12) ? 18 : 19), 0});
 }
 
 void Controller::AcknowledgeSetting(const Command &command) {

@@ -53,6 +53,7 @@ class Controller final : public LinkPeer {
     void ReplyInState(int state, uint8_t code, const Bytes &payload);
     void ReplyState() { Reply(cc::reply::kState); }
     void AcknowledgeSetting(const Command &command);
+    void AcknowledgeAxes(const Command &command);
     Bytes Counts(const Vector &position) const;
 
     // Commands, by group.

@@ -243,6 +243,9 @@ TEST_F(EmulatedTest, TheTableIsDownloadedOnRequest) {
     CC_STORE_COSDAT(1, table);
     ASSERT_EQ(Open(1, kPort), 0);
     ASSERT_EQ(controller.Table().size(), 128u);
+    ControllerInfo info{};
+    ASSERT_EQ(CC_START(1, &info, 0), 1);
+    for (const int16_t on : {0, 1}) EXPECT_EQ(CC_ENDIS_AXES(1, on, 1, "X"), 1) << on;
     EXPECT_EQ(controller.Table().at(127), Hex("E0 A3 35 00 E8 BE 35 00 F0 D9 35 00 F8 F4 35 00"));
     EXPECT_EQ(controller.Commands().at(600), 2);  // N00 before and after
     EXPECT_EQ(CC_GETSTATUS(1), 2);
