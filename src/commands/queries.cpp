@@ -6,6 +6,7 @@
 #include "interface/call_frame.h"
 #include "link/little_endian.h"
 #include "link/send_path.h"
+#include "platform/floating_point.h"
 
 using namespace cc;
 
@@ -45,12 +46,18 @@ constexpr struct ParameterSet {
 // The set that holds a single value instead of groups.
 constexpr int16_t kSingleValueSet = 5;
 
+// A 32-bit value of the reply, times its factor.
+double Converted(const uint8_t *value, double factor) {
+    const platform::FloatingPointScope scope;
+    return scope.Confined(ReadI32(value) * scope.Confined(factor));
+}
+
 void ConvertGroups(const ParameterSet &set, const ReplyState &replies, double *out) {
     for (int group = set.firstGroup; group <= set.lastGroup; ++group) {
         const uint16_t kind = replies.controllerInfo.axes[group].kind;
         const double factor = kind == kNoAxis ? kLeft : kind == kLinearAxis ? set.linear : set.angular;
         if (factor != kLeft)
-            out[group] = ReadI32(replies.replyBuffer + kGroups + kGroupBytes * group + 1) * factor;
+            out[group] = Converted(replies.replyBuffer + kGroups + kGroupBytes * group + 1, factor);
     }
 }
 
@@ -123,7 +130,7 @@ int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out) {
     QueueMessage(*context, kPriority, CommandMessage(command::R(set)));
     if (WaitForCompletion(arm) == 0) return 0;
     if (known) ConvertGroups(kParameterSets[set - 1], replies, out);
-    if (set == kSingleValueSet) out[0] = ReadI32(replies.replyBuffer + at::kReplyPayload) * kSpeedFactor;
+    if (set == kSingleValueSet) out[0] = Converted(replies.replyBuffer + at::kReplyPayload, kSpeedFactor);
     return 1;
 }
 

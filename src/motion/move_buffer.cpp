@@ -5,8 +5,22 @@
 #include <cstring>
 
 #include "link/message_queues.h"
+#include "platform/floating_point.h"
 
 namespace cc {
+namespace {
+
+// Of the whole number that a count has before its point.
+int32_t Low32Bits(double count) {
+    constexpr double kBeyond32Bits = 4294967296.0;
+    if (!std::isfinite(count)) return 0;
+    // fmod is exact and keeps the sign, so the conversion to 64 bits cannot overflow and its low 32 bits are
+    // right.
+    const double low = std::fmod(std::trunc(count), kBeyond32Bits);
+    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(low)));
+}
+
+}  // namespace
 
 void MoveTemplate::Name(CommandName name, uint8_t classByte) {
     bytes[at::kClass] = classByte;
@@ -61,13 +75,10 @@ void ReleaseFlushedSlot(MoveBuffer &moves) {
     moves.flushedTo = kNotFlushed;
 }
 
-int32_t Counts(double value, double scale) {
-    constexpr double kBeyond32Bits = 4294967296.0;
-    const double count = std::trunc(value / scale);
-    if (!std::isfinite(count)) return 0;
-    // fmod is exact and keeps the sign, so the conversion to 64 bits cannot overflow and its low 32 bits are
-    // right.
-    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(std::fmod(count, kBeyond32Bits))));
+int32_t Counts(double value, double scale, double factor) {
+    const platform::FloatingPointScope scope;
+    const double count = scope.Confined(value) * factor / scope.Confined(scale);
+    return scope.Confined(Low32Bits(count));
 }
 
 }  // namespace cc

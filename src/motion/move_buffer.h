@@ -99,8 +99,8 @@ inline MoveSlot &NextToFlush(MoveBuffer &moves) {
 /// Frees the slot to flush and goes on to the next one.
 void ReleaseFlushedSlot(MoveBuffer &moves);
 
-/// value / scale truncated toward zero; a count beyond 32 bits keeps its low 32, what is no finite number is
-/// 0.
-int32_t Counts(double value, double scale);
+/// value x factor / scale, in 64-bit floating point whatever the client's environment says, truncated toward
+/// zero; a count beyond 32 bits keeps its low 32, what is no finite number is 0.
+int32_t Counts(double value, double scale, double factor = 1.0);
 
 }  // namespace cc

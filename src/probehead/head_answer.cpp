@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/floating_point.h"
+
 namespace cc {
 namespace {
 
@@ -25,7 +27,10 @@ void DecodeAngle(std::string_view answer, char letter, double &angle) {
     const bool plus = number.starts_with('+');
     if (plus) number.remove_prefix(1);
     if (plus && number.starts_with('-')) return;
-    std::from_chars(number.data(), number.data() + number.size(), angle);
+    const platform::FloatingPointScope scope;
+    double read = angle;
+    std::from_chars(number.data(), number.data() + number.size(), read);
+    angle = scope.Confined(read);
 }
 
 void DecodeHeadAnswer(HeadRecord &head, std::string_view answer) {

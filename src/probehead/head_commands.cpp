@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "cc_interface.h"
+#include "platform/floating_point.h"
 #include "probehead/head_protocol.h"
 
 using namespace cc;
@@ -14,11 +15,13 @@ namespace {
 class AngleCommand {
   public:
     AngleCommand(char letter, double angle) {
+        const platform::FloatingPointScope scope;
+        angle = scope.Confined(angle);
         text_[0] = letter;
         const auto end = std::to_chars(text_ + 1, text_ + kLongest - 1, angle, std::chars_format::fixed, 1);
         if (!std::isfinite(angle) || end.ec != std::errc()) return;
         *end.ptr = '\r';
-        length_ = static_cast<size_t>(end.ptr + 1 - text_);
+        length_ = scope.Confined(static_cast<size_t>(end.ptr + 1 - text_));
     }
 
     /// Empty when the angle has no such text.
@@ -30,8 +33,13 @@ class AngleCommand {
     size_t length_ = 0;
 };
 
+bool IsEqual(double a, double b) {
+    const platform::FloatingPointScope scope;
+    return scope.Confined(scope.Confined(a) == scope.Confined(b));
+}
+
 bool IsAt(const HeadRecord &head, double angleA, double angleB) {
-    return head.headA == angleA && head.headB == angleB;
+    return IsEqual(head.headA, angleA) && IsEqual(head.headB, angleB);
 }
 
 }  // namespace
@@ -96,5 +104,5 @@ int16_t CC_CALL CC_PHSetPosition(int16_t arm, double angleA, double angleB, int1
 
 int16_t CC_CALL CC_PHMoving(int16_t arm) {
     const HeadRecord &head = SelectArm(arm).head;
-    return head.headA == kHeadAngleUnknown || head.headB == kHeadAngleUnknown ? 1 : 0;
+    return IsEqual(head.headA, kHeadAngleUnknown) || IsEqual(head.headB, kHeadAngleUnknown) ? 1 : 0;
 }

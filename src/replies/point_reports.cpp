@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "link/little_endian.h"
+#include "platform/floating_point.h"
 #include "replies/notifications.h"
 
 namespace cc {
@@ -19,8 +20,21 @@ constexpr uint32_t kWristTag = 1;
 
 // Three counts, at first, first + step, first + 2 step of the reply, into an array of the client's axes.
 void Convert(const AxisState &axes, const uint8_t *reply, int first, int step, double *target) {
+    const platform::FloatingPointScope scope;
+    const double scale = scope.Confined(axes.linearScale);
     for (int k = 0; k < 3; ++k) {
-        target[axes.axisSlot[k]] = ReadI32(reply + first + k * step) * axes.linearScale * axes.axisSign[k];
+        const double value = ReadI32(reply + first + k * step) * scale * axes.axisSign[k];
+        target[axes.axisSlot[k]] = scope.Confined(value);
+    }
+}
+
+// The same for the two wrist angles.
+void ConvertWrist(const AxisState &axes, const uint8_t *reply, int first, double *target) {
+    const platform::FloatingPointScope scope;
+    const double scale = scope.Confined(axes.wristScale);
+    for (int k = 0; k < 2; ++k) {
+        const double value = ReadI32(reply + first + 4 * k) * scale;
+        target[axes.axisSlot[k]] = scope.Confined(value);
     }
 }
 
@@ -84,8 +98,7 @@ void ReportCoordinates(ArmContext &arm, const uint8_t *reply) {
         Convert(arm.axes, reply, 4, 4, point.position);
     } else {
         point.tag = kWristTag;
-        point.position[arm.axes.axisSlot[0]] = ReadI32(reply + 4) * arm.axes.wristScale;
-        point.position[arm.axes.axisSlot[1]] = ReadI32(reply + 8) * arm.axes.wristScale;
+        ConvertWrist(arm.axes, reply, 4, point.position);
     }
     Notify(arm.replies, CC_EVENT_COORDINATES, 0, &point);
 }

@@ -77,7 +77,7 @@ bool DrainMoveRing(ArmContext &context) {
 
 void CC_CALL L2S_SetRotMatrix(const double *matrix, const double *offset) {
     if (matrix == nullptr || offset == nullptr) return;
-    for (int i = 0; i < 9; ++i) parameters.matrix[i] = Counts(matrix[i] * kUnitElement, 1.0);
+    for (int i = 0; i < 9; ++i) parameters.matrix[i] = Counts(matrix[i], 1.0, kUnitElement);
     for (int i = 0; i < 3; ++i) parameters.offset[i] = LengthCounts(offset + i);
 }
 
