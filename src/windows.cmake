@@ -1,5 +1,6 @@
 # The library on Windows: one backend, a DLL with undecorated exports and an import library that knows the decorated names.
 add_library(cc_platform_win32 OBJECT
+  platform/portable/port_definition.cpp
   platform/portable/profile_scanner.cpp
   platform/win32/clock.cpp
   platform/win32/event.cpp
@@ -7,7 +8,6 @@ add_library(cc_platform_win32 OBJECT
   platform/win32/message_box.cpp
   platform/win32/message_loop.cpp
   platform/win32/periodic_timer.cpp
-  platform/win32/port_definition.cpp
   platform/win32/profile.cpp
   platform/win32/serial_line.cpp
   platform/win32/thread.cpp)
