@@ -13,6 +13,16 @@ foreach(kind RUNTIME LIBRARY ARCHIVE)
   set(CMAKE_${kind}_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 endforeach()
 
+if(WIN32)
+  # Windows Vista (6.0) is the oldest that has what the library imports; an older one says so when a program is started.
+  add_link_options(-Wl,--major-os-version=6,--minor-os-version=0,--major-subsystem-version=6,--minor-subsystem-version=0)
+  # On 32 bits the older floating-point unit would give other counts than 64-bit builds have. The newer one wants a stack
+  # aligned to 16 bytes; hosts align it to 4.
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_options(-msse2 -mfpmath=sse -mstackrealign)
+  endif()
+endif()
+
 option(CC_BUILD_TESTS "Build tests and benchmarks" ON)
 option(CC_FUZZ "Build the fuzzers; needs clang" OFF)
 set(CC_SANITIZE "" CACHE STRING "Sanitizers for every target, as for -fsanitize")
