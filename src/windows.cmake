@@ -15,9 +15,14 @@ target_include_directories(cc_platform_win32 PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} 
 
 enable_language(RC)
 configure_file(platform/win32/version.rc.in ${PROJECT_BINARY_DIR}/version.rc @ONLY)
-add_library(CC_Interface SHARED ${PROJECT_BINARY_DIR}/version.rc)
+add_library(CC_Interface SHARED ${PROJECT_BINARY_DIR}/version.rc platform/win32/library_entry.cpp)
 target_link_libraries(CC_Interface PRIVATE cc_core cc_platform_win32 winmm)
 target_link_options(CC_Interface PRIVATE -Wl,--kill-at)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_link_options(CC_Interface PRIVATE -Wl,-e,_LibraryEntry@12)
+else()
+  target_link_options(CC_Interface PRIVATE -Wl,-e,LibraryEntry)
+endif()
 set_target_properties(CC_Interface PROPERTIES PREFIX "")
 
 # 32-bit programs know the exports by decorated names, the name and the bytes of its arguments; the DLL has the plain ones.

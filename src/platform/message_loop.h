@@ -12,7 +12,8 @@ using WindowTimerProcedure = bool (*)();
 /// Result: its id, 0 when it could not be created.
 uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure procedure);
 
-/// Stops the timer; the procedure is not called again. May be called from inside the procedure.
+/// Stops the timer: no call of the procedure begins any more. May be called from inside the procedure, and on
+/// another thread than the timer's, where a call that is under way goes on to its end.
 void StopWindowTimer(void *window, uintptr_t timerId);
 
 /// The message loop where the system has none (not implemented by the Windows backend, whose clients have

@@ -12,6 +12,12 @@
 
 namespace cc::platform {
 
+/// Longest time that closing a line takes, its watcher's end included; the device is closed anyway then.
+constexpr DWORD kClosingMs = 25000;
+
+/// The library is being unloaded. The system holds the lock then that a thread needs for its orderly end.
+inline std::atomic<bool> unloading{false};
+
 /// An overlapped operation with its manual-reset event.
 struct Overlapped {
     Overlapped() { data.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr); }
@@ -37,6 +43,7 @@ struct Line {
     std::atomic<DWORD> mask{0};        // of the events waited for: the largest that the driver accepted
     DWORD events = 0;                  // the driver writes into it until its wait for events has ended
     std::atomic<bool> ending{false};
+    ULONGLONG closingUntil = 0;  // by GetTickCount64; set when the line begins to end
     HANDLE endEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     LineEventProcedure procedure = nullptr;
     void *user = nullptr;
@@ -55,6 +62,11 @@ struct Line {
         CloseHandle(endEvent);
         CloseHandle(pulledEvent);
     }
+
+    /// Tells the watcher, and reads and writes under way, to end.
+    void End();
+    /// Milliseconds that are left of the line's ending.
+    DWORD ClosingTimeLeft() const;
 
     bool IsOpen() const { return handle.load() != INVALID_HANDLE_VALUE; }
 

@@ -1,5 +1,7 @@
 #include "platform/line_watcher.h"
 
+#include <algorithm>
+
 #include "platform/win32/line.h"
 
 namespace cc::platform {
@@ -110,6 +112,9 @@ DWORD WINAPI Watch(void *state) {
     EndWait(line);
     if (!line.ending) WatchInput(line);
     line.watched = false;
+    // While the library is being unloaded an orderly end would wait for the unloading, which waits for this
+    // thread. This end needs no lock; and once it can be seen, the thread runs nothing of the library any more.
+    if (unloading) TerminateThread(GetCurrentThread(), 0);
     return 0;
 }
 
@@ -143,9 +148,11 @@ bool LineWatcher::Stop(uint32_t milliseconds) {
     if (line_ == nullptr) return true;
     Line &line = *line_;
     line_ = nullptr;
-    line.ending = true;
-    SetEvent(line.endEvent);
-    const bool ended = WaitForSingleObject(line.thread, milliseconds) == WAIT_OBJECT_0;
+    line.End();
+    const DWORD wait = std::min<DWORD>(milliseconds, line.ClosingTimeLeft());
+    const bool ended = WaitForSingleObject(line.thread, wait) == WAIT_OBJECT_0;
+    // A thread that hangs in the driver must not come back into a library that is gone.
+    if (!ended && unloading) TerminateThread(line.thread, 0);
     CloseHandle(line.thread);
     line.thread = nullptr;
     return ended;

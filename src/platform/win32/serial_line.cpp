@@ -13,8 +13,14 @@ namespace {
 constexpr DWORD kDriverBuffer = 1024;
 
 // A controller and a head for each arm, and as many again for programs that use the seam by themselves.
-Line lines[8];
-std::atomic<bool> taken[8];
+constexpr size_t kLines = 8;
+std::atomic<bool> taken[kLines];
+
+// Made before the first user of a line is, so that they outlive all of them.
+Line *Lines() {
+    static Line lines[kLines];
+    return lines;
+}
 
 void ClearError(HANDLE handle) {
     DWORD errors = 0;
@@ -29,6 +35,17 @@ COMMTIMEOUTS Timeouts(uint32_t readMs, uint32_t writeMs) {
 }
 
 }  // namespace
+
+void Line::End() {
+    if (!ending) closingUntil = GetTickCount64() + kClosingMs;
+    ending = true;
+    SetEvent(endEvent);
+}
+
+DWORD Line::ClosingTimeLeft() const {
+    const ULONGLONG now = GetTickCount64();
+    return now < closingUntil ? static_cast<DWORD>(closingUntil - now) : 0;
+}
 
 DWORD Line::ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited) {
     const DeviceUse use(*this);
@@ -84,7 +101,8 @@ DWORD Line::TakePulled(uint8_t *buffer, DWORD count) {
 }
 
 SerialLine::SerialLine() : line_(nullptr) {
-    for (size_t i = 0; i < std::size(lines); ++i) {
+    Line *const lines = Lines();
+    for (size_t i = 0; i < kLines; ++i) {
         if (taken[i].exchange(true)) continue;
         line_ = &lines[i];
         return;
@@ -94,7 +112,7 @@ SerialLine::SerialLine() : line_(nullptr) {
 
 SerialLine::~SerialLine() {
     Close();
-    taken[line_ - lines] = false;
+    taken[line_ - Lines()] = false;
 }
 
 bool SerialLine::Open(int32_t port) {
@@ -190,12 +208,11 @@ uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
 void SerialLine::Close() {
     const HANDLE handle = line_->handle.exchange(INVALID_HANDLE_VALUE);
     if (handle == INVALID_HANDLE_VALUE) return;
-    line_->ending = true;
-    SetEvent(line_->endEvent);
+    line_->End();
     // An operation that begins just now is not among those cancelled yet.
     do {
         CancelIoEx(handle, nullptr);
-    } while (line_->users > 0 && (::Sleep(1), true));
+    } while (line_->users > 0 && line_->ClosingTimeLeft() > 0 && (::Sleep(1), true));
     CloseHandle(handle);
 }
 
