@@ -2,5 +2,5 @@
 # Ends what runs in the Wine prefix and removes it. Argument: build folder.
 set -eu
 . "$(dirname "$0")/wine.sh"
-wineserver64 -k || true
+server -k || true
 rm -rf "$WINEPREFIX"
