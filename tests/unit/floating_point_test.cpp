@@ -42,7 +42,8 @@ class ClientsEnvironment : public testing::TestWithParam<std::tuple<int, int>> {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, ClientsEnvironment,
-                         testing::Combine(testing::Values(FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO),
+                         testing::Combine(testing::Values(FE_TONEAREST, FE_UPWARD, FE_DOWNWARD,
+                                                          FE_TOWARDZERO),
                                           testing::Values(0, FE_ALL_EXCEPT)));
 
 TEST_P(ClientsEnvironment, DoesNotReachCounts) {
@@ -51,9 +52,20 @@ TEST_P(ClientsEnvironment, DoesNotReachCounts) {
         double scale;
         int32_t counts;
     } rows[] = {
-        {0.3, 0.1, 2},        {0.6, 0.2, 2},           {10, 0.0001, 100000}, {-1.999, 1, -1}, {1, 0, 0}, {0, 0, 0},
-        {kNan, 1, 0},         {kSignalling, 1, 0},     {1, kNan, 0},         {kInfinite, 1, 0},
-        {1e300, 1e-300, 0},   {kTiny, 0.0001, 0},      {5e9, 1, 705032704},  {-5e9, 1, -705032704},
+        {0.3, 0.1, 2},
+        {0.6, 0.2, 2},
+        {10, 0.0001, 100000},
+        {-1.999, 1, -1},
+        {1, 0, 0},
+        {0, 0, 0},
+        {kNan, 1, 0},
+        {kSignalling, 1, 0},
+        {1, kNan, 0},
+        {kInfinite, 1, 0},
+        {1e300, 1e-300, 0},
+        {kTiny, 0.0001, 0},
+        {5e9, 1, 705032704},
+        {-5e9, 1, -705032704},
         {1, kTiny, 0},
     };
     for (const auto &row : rows) EXPECT_EQ(Counts(row.value, row.scale), row.counts);

@@ -4,16 +4,17 @@
 build=$1
 export WINEPREFIX="$build/wine" WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
 devices=$WINEPREFIX/dosdevices
+limit=380  # seconds for one program
 
 if [ -z "${CC_WINE32:-}" ]; then
   PATH=$PATH:/usr/lib/wine  # where Debian keeps what a package without wrapper scripts brings
-  wine() { wine64 "$@"; }
+  wine() { timeout $limit wine64 "$@"; }
   server() { wineserver64 "$@"; }
 elif [ -e "$CC_WINE32/complete" ]; then
   export WINESERVER=/usr/lib/wine/wineserver32
   # Runs a program that sees that Wine's files as the root folder, and this machine's devices and this project in it.
   inside() {
-    unshare -m sh -c '
+    timeout $limit unshare -m sh -c '
       root=$1/root project=${1%/build/*}
       shift
       mkdir -p "$root$project"

@@ -15,9 +15,6 @@ namespace cc::platform {
 /// Longest time that closing a line takes, its watcher's end included; the device is closed anyway then.
 constexpr DWORD kClosingMs = 25000;
 
-/// The library is being unloaded. The system holds the lock then that a thread needs for its orderly end.
-inline std::atomic<bool> unloading{false};
-
 /// An overlapped operation with its manual-reset event.
 struct Overlapped {
     Overlapped() { data.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr); }

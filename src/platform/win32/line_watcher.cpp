@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/win32/held_library.h"
 #include "platform/win32/line.h"
 
 namespace cc::platform {
@@ -112,9 +113,6 @@ DWORD WINAPI Watch(void *state) {
     EndWait(line);
     if (!line.ending) WatchInput(line);
     line.watched = false;
-    // While the library is being unloaded an orderly end would wait for the unloading, which waits for this
-    // thread. This end needs no lock; and once it can be seen, the thread runs nothing of the library any more.
-    if (unloading) TerminateThread(GetCurrentThread(), 0);
     return 0;
 }
 
@@ -151,8 +149,7 @@ bool LineWatcher::Stop(uint32_t milliseconds) {
     line.End();
     const DWORD wait = std::min<DWORD>(milliseconds, line.ClosingTimeLeft());
     const bool ended = WaitForSingleObject(line.thread, wait) == WAIT_OBJECT_0;
-    // A thread that hangs in the driver must not come back into a library that is gone.
-    if (!ended && unloading) TerminateThread(line.thread, 0);
+    if (!ended) HoldLibrary();  // for ever: a thread that hangs in the driver comes back into it
     CloseHandle(line.thread);
     line.thread = nullptr;
     return ended;

@@ -2,22 +2,24 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <mutex>
+
+#include "platform/win32/held_library.h"
 
 namespace cc::platform {
 namespace {
 
-// The timer that runs. Only its own thread can kill it, so one that another thread stopped goes on until it
-// fires again; it is known by not being this one.
+// The timer that runs. It exists as long as an arm is open and holds the library: a program that unloads the
+// library with an arm open keeps both until it closes the arm. Closing it in the unloading would not do: only
+// the timer's own thread can kill the timer, and no thread of the library can end while the system unloads it.
 class RunningTimer {
   public:
-    // The library may be unloaded with an arm open.
-    ~RunningTimer() { Stop(); }
-
     uintptr_t Start(HWND window, uint32_t periodMs, TIMERPROC fired, WindowTimerProcedure due) {
         const std::lock_guard guard(lock_);
         const UINT_PTR id = SetTimer(window, 0, periodMs, fired);
         if (id == 0) return 0;
+        library_ = HoldLibrary();
         thread_ = GetCurrentThreadId();
         window_ = window;
         id_ = window != nullptr ? 0 : id;
@@ -25,19 +27,15 @@ class RunningTimer {
         return id;
     }
 
+    // A timer that another thread stops goes on until it fires again; it is known by not being the one that
+    // runs. The library stays held for it, as for a procedure that stops its own timer and is to return.
     void Stop() {
         const std::lock_guard guard(lock_);
         if (procedure_ == nullptr) return;
         procedure_ = nullptr;
-        if (thread_ == GetCurrentThreadId()) {
-            KillTimer(window_, id_);
-            return;
-        }
-        // The timer that is left behind calls the library once more, which must be there then: it stays until
-        // the process ends.
-        HMODULE self = nullptr;
-        GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                           reinterpret_cast<LPCSTR>(&StopWindowTimer), &self);
+        if (thread_ != GetCurrentThreadId()) return;
+        KillTimer(window_, id_);
+        if (!calling_) FreeLibrary(library_);
     }
 
     // The procedure of a timer that fires on this thread; null when it is not the one that runs.
@@ -47,18 +45,26 @@ class RunningTimer {
         return runs ? procedure_ : nullptr;
     }
 
+    void Call(WindowTimerProcedure due) {
+        const bool inside = calling_.exchange(true);
+        due();
+        calling_ = inside;
+    }
+
   private:
     std::mutex lock_;  // guards the fields below
     DWORD thread_ = 0;
     HWND window_ = nullptr;
     UINT_PTR id_ = 0;
+    HMODULE library_ = nullptr;
     WindowTimerProcedure procedure_ = nullptr;  // null: none runs
+    std::atomic<bool> calling_{false};
 } timer;
 
 void CALLBACK OnTimer(HWND window, UINT, UINT_PTR id, DWORD) {
     const WindowTimerProcedure due = timer.Due(window, id);
     if (due != nullptr) {
-        due();
+        timer.Call(due);
     } else {
         KillTimer(window, id);
     }
