@@ -48,4 +48,9 @@ grep "file format $format\$" "$work/headers"
 grep -qE '^\s+DLL$' "$work/headers"
 grep -qE '^\s+DYNAMIC_BASE$' "$work/headers"
 grep -qE '^\s+NX_COMPAT$' "$work/headers"
+# Vista is the oldest Windows.
+for file in CC_Interface.dll cmm.exe; do
+  "$tool-objdump" -p "$build/$file" | awk '/^M..orOSystemVersion|^M..orSubsystemVersion/ { version = version " " $2 }
+    END { print "'$file' for Windows" version; exit version != " 6 0 6 0" }'
+done
 strings -el "$build/CC_Interface.dll" | grep -A1 -x FileVersion

@@ -3,9 +3,14 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <array>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
+#include <set>
+#include <sstream>
 
 #include "cc_interface.h"
 
@@ -136,11 +141,15 @@ TEST_F(MeasuringProgram, GetsEveryHandleBack) {
         EXPECT_EQ(init(nullptr, 2, NotifyArm2, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, ini),
                   CC_PORT_NOT_OPENED);
         done(1, 2);
-        DWORD handles = 0;
+        // A fresh handle takes the lowest place that is free, or the last that was freed.
+        std::array<HANDLE, 20> fresh{};
+        for (HANDLE &handle : fresh) handle = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        for (const HANDLE handle : fresh) CloseHandle(handle);
+        DWORD handles = 0;  // under Wine always 0
         EXPECT_NE(GetProcessHandleCount(GetCurrentProcess(), &handles), FALSE);
-        return handles;
+        return std::pair(handles, std::set<HANDLE>(fresh.begin(), fresh.end()));
     };
-    const DWORD first = handlesAfterASession();  // the system keeps some from then on
+    const auto first = handlesAfterASession();  // the system keeps some from then on
     handlesAfterASession();
     EXPECT_EQ(handlesAfterASession(), first);
 }
@@ -148,10 +157,71 @@ TEST_F(MeasuringProgram, GetsEveryHandleBack) {
 TEST_F(MeasuringProgram, IsToldWhyAPortCannotBeOpened) {
     EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,e,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr),
               CC_PORT_NOT_OPENED);
-    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "COM8:9600,z,8,1", nullptr, 1, 0.001, 0.5, 0, nullptr),
-              CC_BAD_PORT);
-    EXPECT_EQ(init(nullptr, 1, NotifyArm1, nullptr, nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
+    EXPECT_EQ(init(nullptr, 1, NotifyArm1, "com8", nullptr, 1, 0.001, 0.5, 0, nullptr), CC_PORT_NOT_OPENED);
+    for (const char *const port : {"COM8:9600,z,8,1", "COM0", "COM257:9600", "COM", "CO", "", "LPT8:9600",
+                                   "baud=9600", "8", static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(init(nullptr, 1, NotifyArm1, port, nullptr, 1, 0.001, 0.5, 0, nullptr), CC_BAD_PORT);
+        if (port == nullptr) continue;  // no head
+        EXPECT_EQ(init(nullptr, 1, NotifyArm1, nullptr, port, 1, 0.001, 0.5, CC_SIMULATION, nullptr),
+                  CC_BAD_HEAD_PORT);
+    }
     EXPECT_EQ(getStatus(1), -1);
+}
+
+// The client's control words of the older and of the newer floating-point unit.
+struct Environment {
+    uint16_t older = 0;
+    uint32_t newer = 0;
+    void Keep() { asm volatile("fnstcw %0\n\tstmxcsr %1" : "=m"(older), "=m"(newer)); }
+    void Set() const { asm volatile("fnclex\n\tfldcw %0\n\tldmxcsr %1" ::"m"(older), "m"(newer)); }
+};
+
+Environment inCallback;
+double reported = 0;
+
+void CC_CALL NotifyInEnvironment(int32_t event, uint32_t, void *data) {
+    if (event != CC_EVENT_POINT) return;
+    inCallback.Keep();
+    std::memcpy(&reported, static_cast<PointRecord *>(data)->position, sizeof reported);
+}
+
+TEST_F(MeasuringProgram, SendsTheSameCountsWhateverItsFloatingPointEnvironment) {
+    const auto worker = Export<decltype(&L2HI_WORKER)>("L2HI_WORKER");
+    const auto moveRotary = Export<decltype(&CC_MOVERT)>("CC_MOVERT");
+    const std::string ini = IniFile("[Timers]\nLo Period=1\ntimeout=0\nLog file=1\n");
+    // The third is 0x1332, whose bit 6 always reads 1. The last ones mask no exception, and round upwards.
+    const Environment environments[] = {
+        {0x037F, 0x1F80}, {0x027F, 0x1F80}, {0x1372, 0x1F80}, {0x0340, 0x0000}, {0x0B40, 0x4000}};
+    const double target[6] = {10, 0.3, -2.5, 0, 0, -1};
+    const double nothing[6] = {std::numeric_limits<double>::quiet_NaN(), 0, 0, 0, 0, 0};
+    Environment own;
+    own.Keep();
+    for (const Environment &environment : environments) {
+        reported = 0;
+        environment.Set();
+        const uint16_t opened =
+            init(nullptr, 1, NotifyInEnvironment, nullptr, nullptr, 1, 0.0001, 0, CC_SIMULATION, ini.c_str());
+        setStatus(1, 1);
+        moveRotary(1, nothing, 0, 0);
+        move(1, 2, target, 41, 0, nullptr, nullptr, 0);
+        for (int step = 0; step < 20 && reported == 0; ++step) worker(nullptr, 0, 0, 0);
+        done(1, 2);
+        Environment after;
+        after.Keep();
+        own.Set();
+        ASSERT_EQ(opened, CC_OK);
+        EXPECT_EQ(after.older, environment.older);
+        EXPECT_EQ(after.newer, environment.newer);
+        EXPECT_EQ(inCallback.older, environment.older);
+        EXPECT_EQ(inCallback.newer, environment.newer);
+        EXPECT_EQ(reported, 10.0);
+        std::stringstream trace;
+        trace << std::ifstream(kTraces[0]).rdbuf();
+        // 100000, 2999 (the quotient is a little below 3000), -25000
+        EXPECT_NE(trace.str().find("47 30 35 58 A0 86 01 00 59 B7 0B 00 00 5A 58 9E FF FF "),
+                  std::string::npos);
+        EXPECT_NE(trace.str().find("47 30 31 41 00 00 00 00 "), std::string::npos);
+    }
 }
 
 TEST_F(MeasuringProgram, MayEndWithAnArmOpen) {

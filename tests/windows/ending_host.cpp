@@ -42,7 +42,8 @@ void DispatchFor(DWORD milliseconds) {
 // Closes the arm, after which the library can go and nothing calls it any more.
 void Close() {
     Export<decltype(&CC_DONE)>("CC_DONE")(1, 2);
-    Demand(FreeLibrary(library) != FALSE && GetModuleHandleA("CC_Interface.dll") == nullptr, "it is unloaded");
+    Demand(FreeLibrary(library) != FALSE && GetModuleHandleA("CC_Interface.dll") == nullptr,
+           "it is unloaded");
     DispatchFor(300);
 }
 
