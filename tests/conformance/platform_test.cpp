@@ -108,8 +108,8 @@ class LineConformance : public testing::Test {
             line, WatcherPriority::TimeCritical,
             [](void *self) {
                 auto &test = *static_cast<LineConformance *>(self);
-                ++test.events;
                 if (test.readInEvent > 0) test.line.Read(test.inEvent, test.readInEvent);
+                ++test.events;
             },
             this));
     }
@@ -138,6 +138,8 @@ TEST_F(LineConformance, WritesReachTheFarEnd) {
     const Bytes bytes = {3, 4, 1, 0x4E, 8, 0, 17, 19, 13, 10, 255};
     EXPECT_EQ(line.Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
     EXPECT_TRUE(Eventually([&] { return farEnd->Received() == bytes; }));
+    EXPECT_EQ(line.Post(bytes.data(), 2), 2u);
+    EXPECT_TRUE(Eventually([&] { return farEnd->Received().size() == bytes.size() + 2; }));
 }
 
 TEST_F(LineConformance, IsExclusive) {
@@ -163,13 +165,18 @@ TEST_F(LineConformance, EventCharactersThatComeTogetherAreOneEvent) {
     EXPECT_TRUE(watcher.Stop(1000));
 }
 
-TEST_F(LineConformance, TheEventProcedureMayRead) {
+TEST_F(LineConformance, TheEventProcedureMayReadAndIsCalledAgainForWhatItLeft) {
     readInEvent = 2;
     Watch();
-    farEnd->Send({2, 8});
-    ASSERT_TRUE(Eventually([this] { return events == 1; }));
+    EXPECT_FALSE(line.HasUnreadEvent());
+    farEnd->Send({2, 8, 5, 8});
+    ASSERT_TRUE(Eventually([this] { return events == 1 && inEvent[0] == 2; }));
+    EXPECT_TRUE(line.HasUnreadEvent());
+    EXPECT_TRUE(line.HoldsEventChar());
+    line.ReportAgain();
+    ASSERT_TRUE(Eventually([this] { return events == 2 && inEvent[0] == 5; }));
+    EXPECT_TRUE(Eventually([this] { return !line.HasUnreadEvent(); }));
     EXPECT_TRUE(watcher.Stop(1000));
-    EXPECT_EQ(inEvent[0], 2);
     line.Close();
 }
 

@@ -40,7 +40,8 @@ TEST(Exports32, TakeTheirArgumentsOffAnyStack) {
     ASSERT_NE(library, nullptr);
     const auto found = [library](const std::string &name) { return GetProcAddress(library, name.c_str()); };
     const auto init = reinterpret_cast<decltype(&CC_INIT)>(reinterpret_cast<void *>(found("CC_INIT")));
-    const auto status = reinterpret_cast<decltype(&CC_GETSTATUS)>(reinterpret_cast<void *>(found("CC_GETSTATUS")));
+    const auto status =
+        reinterpret_cast<decltype(&CC_GETSTATUS)>(reinterpret_cast<void *>(found("CC_GETSTATUS")));
     const std::string ini = testing::TempDir() + "cc_exports.ini";
     std::ofstream(ini) << "[Timers]\nLo Period=1\ntimeout=0\n";
     std::ifstream table(CC_EXPORTS_TABLE);
@@ -55,7 +56,8 @@ TEST(Exports32, TakeTheirArgumentsOffAnyStack) {
         for (const uint32_t offset : {0, 4, 8, 12}) {
             for (const int16_t arm : {1, 2}) {
                 if (status(arm) != -1) continue;
-                ASSERT_EQ(init(nullptr, arm, nullptr, nullptr, nullptr, 1, 0.001, 0.5, CC_SIMULATION | CC_SIMULATED_HEAD, ini.c_str()),
+                ASSERT_EQ(init(nullptr, arm, nullptr, nullptr, nullptr, 1, 0.001, 0.5,
+                               CC_SIMULATION | CC_SIMULATED_HEAD, ini.c_str()),
                           CC_OK);
             }
             const Called result = Call(function, bytes == "cdecl" ? 1 : expected / 4, offset);

@@ -32,6 +32,9 @@ struct Line {
     Overlapped writing;
     Overlapped watching;
     Overlapped pulling;
+    Overlapped posting;
+    uint8_t posted[256] = {};  // the driver may read it until the posted write has ended
+    bool postPending = false;  // used by whoever posts, one at a time
     LineSettings settings;
 
     HANDLE thread = nullptr;
@@ -40,8 +43,10 @@ struct Line {
     std::atomic<DWORD> mask{0};        // of the events waited for: the largest that the driver accepted
     DWORD events = 0;                  // the driver writes into it until its wait for events has ended
     std::atomic<bool> ending{false};
-    ULONGLONG closingUntil = 0;  // by GetTickCount64; set when the line begins to end
+    ULONGLONG closingUntil = 0;          // by GetTickCount64; set when the line begins to end
+    std::atomic<bool> reporting{false};  // the watcher's procedure runs
     HANDLE endEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    HANDLE againEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);  // a report is wanted once more
     LineEventProcedure procedure = nullptr;
     void *user = nullptr;
 
@@ -57,6 +62,7 @@ struct Line {
 
     ~Line() {
         CloseHandle(endEvent);
+        CloseHandle(againEvent);
         CloseHandle(pulledEvent);
     }
 
@@ -74,6 +80,10 @@ struct Line {
     bool PullInput(Overlapped &operation);
     /// Whether the event character was pulled since the last call.
     bool TakeEvent();
+    /// Whether the event character is among the pulled bytes.
+    bool HasPulledEventChar();
+    /// Runs the watcher's procedure, on its thread.
+    void Report();
     /// Bytes that the driver holds; 0 on a closed line.
     DWORD PendingInput();
     /// Moves up to `count` pulled bytes into `buffer`.

@@ -22,7 +22,7 @@ constexpr DWORD kAfterFailureMs = 25;
 // that way.
 constexpr int kMostEmptyWaits = 16;
 
-enum class Outcome { Event, Empty, Nothing, Failed, Unreported };
+enum class Outcome { Event, Empty, Nothing, Again, Failed, Unreported };
 
 // Waits for one line event; `pending`: the wait of the last call goes on.
 Outcome WaitForEvent(Line &line, bool &pending) {
@@ -38,8 +38,9 @@ Outcome WaitForEvent(Line &line, bool &pending) {
         if (GetLastError() != ERROR_IO_PENDING) return Outcome::Failed;
         pending = true;
     }
-    const HANDLE waits[] = {line.watching.data.hEvent, line.endEvent};
-    const DWORD waited = WaitForMultipleObjects(2, waits, FALSE, kUnreportedMs);
+    const HANDLE waits[] = {line.watching.data.hEvent, line.endEvent, line.againEvent};
+    const DWORD waited = WaitForMultipleObjects(3, waits, FALSE, kUnreportedMs);
+    if (waited == WAIT_OBJECT_0 + 2) return Outcome::Again;
     if (waited == WAIT_TIMEOUT) return line.PendingInput() > 0 ? Outcome::Unreported : Outcome::Nothing;
     if (waited != WAIT_OBJECT_0) return Outcome::Nothing;
     pending = false;
@@ -70,7 +71,10 @@ void WatchEvents(Line &line) {
             case Outcome::Event:
                 if ((line.events & EV_RXFLAG) == 0 || line.ending) break;
                 reports = true;
-                line.procedure(line.user);
+                line.Report();
+                break;
+            case Outcome::Again:
+                if (!line.ending && line.PendingInput() > 0) line.Report();
                 break;
             case Outcome::Empty:
             case Outcome::Nothing:
@@ -99,8 +103,10 @@ void EndWait(Line &line) {
 void WatchInput(Line &line) {
     line.watchesInput = true;
     while (!line.ending) {
-        if (line.TakeEvent()) {
-            line.procedure(line.user);
+        const bool again =
+            WaitForSingleObject(line.againEvent, 0) == WAIT_OBJECT_0 && line.HasPulledEventChar();
+        if (line.TakeEvent() || again) {
+            line.Report();
         } else if (!line.PullInput(line.pulling)) {
             WaitForSingleObject(line.endEvent, kAfterFailureMs);
         }

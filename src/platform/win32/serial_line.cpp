@@ -84,6 +84,20 @@ bool Line::TakeEvent() {
     return std::exchange(eventPending, false);
 }
 
+bool Line::HasPulledEventChar() {
+    const std::lock_guard guard(pullLock);
+    for (size_t i = 0; i < pulledCount; ++i) {
+        if (pulled[(pulledFirst + i) % sizeof pulled] == settings.eventChar) return true;
+    }
+    return false;
+}
+
+void Line::Report() {
+    reporting = true;
+    procedure(user);
+    reporting = false;
+}
+
 DWORD Line::PendingInput() {
     const DeviceUse use(*this);
     DWORD errors = 0;
@@ -133,6 +147,8 @@ bool SerialLine::Open(int32_t port) {
     line.pulledFirst = line.pulledCount = 0;
     line.eventPending = false;
     ResetEvent(line.endEvent);
+    ResetEvent(line.againEvent);
+    line.postPending = false;
     line.handle = handle;
     return true;
 }
@@ -205,6 +221,38 @@ uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
     return written;
 }
 
+uint32_t SerialLine::Post(const uint8_t *bytes, uint32_t count) {
+    Line &line = *line_;
+    const DeviceUse use(line);
+    if (!use || count > sizeof line.posted) return 0;
+    const HANDLE done = line.posting.data.hEvent;
+    if (line.postPending && WaitForSingleObject(done, 0) != WAIT_OBJECT_0) return 0;
+    std::copy_n(bytes, count, line.posted);
+    DWORD written = 0;
+    if (WriteFile(use.Device(), line.posted, count, &written, &line.posting.data) != 0) return written;
+    line.postPending = GetLastError() == ERROR_IO_PENDING;
+    if (line.postPending) return count;
+    ClearError(use.Device());
+    return 0;
+}
+
+bool SerialLine::HoldsEventChar() {
+    Line &line = *line_;
+    if (!line.watchesInput) return line.PendingInput() > 0;
+    if (line.PendingInput() > 0) line.PullInput(line.reading);
+    return line.HasPulledEventChar();
+}
+
+bool SerialLine::HasUnreadEvent() {
+    Line &line = *line_;
+    if (!line.IsOpen() || line.ending) return false;
+    return line.reporting || line.PendingInput() > 0 || line.HasPulledEventChar();
+}
+
+void SerialLine::ReportAgain() {
+    SetEvent(line_->againEvent);
+}
+
 void SerialLine::Close() {
     const HANDLE handle = line_->handle.exchange(INVALID_HANDLE_VALUE);
     if (handle == INVALID_HANDLE_VALUE) return;
@@ -213,6 +261,7 @@ void SerialLine::Close() {
     do {
         CancelIoEx(handle, nullptr);
     } while (line_->users > 0 && line_->ClosingTimeLeft() > 0 && (::Sleep(1), true));
+    if (line_->postPending) WaitForSingleObject(line_->posting.data.hEvent, line_->ClosingTimeLeft());
     CloseHandle(handle);
 }
 
