@@ -58,7 +58,6 @@ bool SetMask(Line &line, DWORD mask) {
 
 // Watches by line events. Ends with the line, or when the driver turns out not to report the event character.
 void WatchEvents(Line &line) {
-    if (!SetMask(line, kEventMask)) SetMask(line, kReducedMask);
     bool pending = false;
     bool reports = false;
     int emptyWaits = 0;
@@ -131,6 +130,8 @@ bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEv
     line.procedure = procedure;
     line.user = user;
     line.watched = true;
+    // Before the thread runs: what comes until it does is to be reported.
+    if (!SetMask(line, kEventMask)) SetMask(line, kReducedMask);
     line.thread = CreateThread(nullptr, 0, Watch, &line, 0, &line.threadId);
     if (line.thread == nullptr) {
         line.watched = false;
