@@ -13,7 +13,7 @@ namespace cc::test {
 struct StandInDriver {
     // How it behaves.
     DWORD acceptedMask = 254;
-    bool reports = true;     // the event character
+    bool reports = true;      // the event character
     bool emptyWaits = false;  // its waits end at once, without an event
     bool failingWaits = false;
     bool hangingReads = false;
