@@ -6,7 +6,7 @@ set -eu
 log=$(mktemp)
 emulator=
 trap 'kill $emulator 2> /dev/null || true; rm -f "$log"' EXIT
-limit=40
+limit=20  # less than closing a port may take
 for way in return exit ExitProcess Ctrl-C FreeLibrary 'FreeLibrary after CC_DONE elsewhere'; do
   # A new one each time: Wine opens a pseudo-terminal with parity once only.
   "$2" --link-dir "$devices" --port 3 --head --head-speed 720 --gap 150 > "$log" &

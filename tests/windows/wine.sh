@@ -2,7 +2,7 @@
 # Sourced by the tests that run Windows programs, with the build folder as $1: a Wine prefix in it. 32-bit programs run in
 # the Wine whose folder $CC_WINE32 names; where it could not be set up, their tests are skipped.
 build=$1
-export WINEPREFIX="$build/wine" WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml='
+export WINEPREFIX="$build/wine" WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winedbg.exe='
 devices=$WINEPREFIX/dosdevices
 limit=380  # seconds for one program
 
