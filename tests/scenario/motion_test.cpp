@@ -225,26 +225,5 @@ TEST_F(MotionTest, AScanWhoseParametersAreNotTakenDoesNotStart) {
     EXPECT_EQ(moves.scanActive, 0);
 }
 
-TEST(Counts, TruncateTowardZeroAndKeepLow32Bits) {
-    const struct {
-        double value, scale;
-        int32_t expected;
-    } kCases[] = {
-        {-0.5, 1, 0},
-        {1.999, 1, 1},
-        {-1.999, 1, -1},
-        {0.3, 0.1, 2},
-        {4294967298.0, 1, 2},
-        {-4294967297.0, 1, -1},
-        {2147483648.0, 1, INT32_MIN},
-        {1e300, 1, 0},  // a multiple of 2 to the 32nd
-        {1, 0, 0},
-        {0, 0, 0},
-        {std::numeric_limits<double>::quiet_NaN(), 1, 0},
-    };
-    for (const auto &c : kCases)
-        EXPECT_EQ(cc::Counts(c.value, c.scale), c.expected) << c.value << " / " << c.scale;
-}
-
 }  // namespace
 }  // namespace cc::test

@@ -48,29 +48,32 @@ INSTANTIATE_TEST_SUITE_P(All, ClientsEnvironment,
                                                           FE_TOWARDZERO),
                                           testing::Values(0, FE_ALL_EXCEPT)));
 
+// What is no number or too much gives 0, more than 32 bits keep their low 32.
 TEST_P(ClientsEnvironment, DoesNotReachCounts) {
     const struct {
-        double value;
-        double scale;
+        double value, scale;
         int32_t counts;
-    } rows[] = {
-        {0.3, 0.1, 2},
-        {0.6, 0.2, 2},
-        {10, 0.0001, 100000},
-        {-1.999, 1, -1},
-        {1, 0, 0},
-        {0, 0, 0},
-        {kNan, 1, 0},
-        {kSignalling, 1, 0},
-        {1, kNan, 0},
-        {kInfinite, 1, 0},
-        {1e300, 1e-300, 0},
-        {kTiny, 0.0001, 0},
-        {5e9, 1, 705032704},
-        {-5e9, 1, -705032704},
-        {1, kTiny, 0},
-    };
-    for (const auto &row : rows) EXPECT_EQ(Counts(row.value, row.scale), row.counts);
+    } kRows[] = {{0.3, 0.1, 2},
+                 {0.6, 0.2, 2},
+                 {10, 0.0001, 100000},
+                 {-0.5, 1, 0},
+                 {1.999, 1, 1},
+                 {-1.999, 1, -1},
+                 {1, 0, 0},
+                 {0, 0, 0},
+                 {kNan, 1, 0},
+                 {kSignalling, 1, 0},
+                 {1, kNan, 0},
+                 {kInfinite, 1, 0},
+                 {1e300, 1e-300, 0},
+                 {1e300, 1, 0},
+                 {kTiny, 0.0001, 0},
+                 {1, kTiny, 0},
+                 {5e9, 1, 705032704},
+                 {-5e9, 1, -705032704},
+                 {2147483648.0, 1, INT32_MIN},
+                 {-4294967297.0, 1, -1}};
+    for (const auto &row : kRows) EXPECT_EQ(Counts(row.value, row.scale), row.counts) << row.value;
 }
 
 int roundingSeen = 0;
@@ -81,7 +84,7 @@ void CC_CALL Notify(int32_t, uint32_t, void *data) {
     seen = *static_cast<const PointRecord *>(data);
 }
 
-TEST_P(ClientsEnvironment, DoesNotReachReports) {
+TEST_P(ClientsEnvironment, DoesNotReachReportsAndAngles) {
     ArmContext &arm = SelectArm(1);
     arm.replies.notifyCallback = Notify;
     arm.axes = {0.1, kInfinite, {1, -1, 1}, {0, 1, 2}};
@@ -95,9 +98,6 @@ TEST_P(ClientsEnvironment, DoesNotReachReports) {
     EXPECT_EQ(seen.position[0], kInfinite);
     EXPECT_TRUE(std::isnan(seen.position[1]));  // zero times infinite
     ForgetSessions();
-}
-
-TEST_P(ClientsEnvironment, DoesNotReachTheHeadsAngles) {
     HeadRecord head;
     ClassifyHeadAnswer(head, "H A0.3 B-105.7\r");
     EXPECT_EQ(head.headA, 0.3);
