@@ -492,7 +492,7 @@ CC_API void CC_CALL CC_FLYLEN(int16_t arm, double flyLength);
 /* CC_INIT forgets what was known of the arm's head. */
 
 /* Last known angles; a null pointer: nothing is stored. -1.0 until the head has reported, 0.0 for a simulated
-   head. */
+   head and without a head. */
 CC_API void CC_CALL CC_PHGetPosition(int16_t arm, double *a, double *b);
 
 /* Result: 1 when the head's last answer told that manual mode is available. */

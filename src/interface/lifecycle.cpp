@@ -223,7 +223,8 @@ void ReleaseArm(ArmContext &context) {
     context.connection.ackEvent.Close();
 }
 
-// Gives everything back that an opening holds. Result: the code with which it failed.
+// Gives everything back that an opening holds, in the reverse order: the connection before the head. Result:
+// the code with which it failed.
 uint16_t Release(ArmContext &context, uint16_t failure) {
     if (context.connection.connectionOpen != 0) ReleaseConnection(context);
     ReleaseArm(context);

@@ -19,7 +19,8 @@ void OnFrameReceived(ArmContext &arm);
 
 /// Whether frames have come that reception has not handled; it is then asked to handle them all. Whoever counts
 /// time against the controller waits for that first, within bounds: a host that stood still, or whose
-/// line-event thread was kept waiting, may have the answer in its input. Takes the link lock; not under it.
+/// line-event thread was kept waiting, may have the answer in its input. A link lock that is taken counts as
+/// reception at work. Takes the link lock; not under it.
 bool IsReceptionBehind(ArmContext &arm);
 /// The same under the link lock.
 bool AskReceptionToCatchUp(ArmContext &arm);

@@ -55,13 +55,15 @@ struct LinkState {
     int32_t rxSequence = 0;  // sequence of the next data frame expected; kNotStarted: none yet
     MessageSlot linkRxSlots[kLinkRxSlots];
     int32_t linkRxIndex = 0;
-    uint32_t linkRunning = 0;       // 1: the tick serves the link, or its simulation
-    uint16_t retryTicks = 0;        // ticks until the next transmission
-    int32_t retryCount = 0;         // transmissions of the frame in flight
-    uint16_t ackTimeoutTicks = 0;   // reload value of retryTicks: about one second
-    uint32_t priorityInFlight = 0;  // 1: the frame in flight came from the priority queue
-    bool catchingUp = false;        // reception reads all frames that lie in the input, not one an event
-    uint16_t postponedTicks = 0;    // ticks that what is due has waited for reception
+    uint32_t linkRunning = 0;           // 1: the tick serves the link, or its simulation
+    uint16_t retryTicks = 0;            // ticks until the next transmission
+    int32_t retryCount = 0;             // transmissions of the frame in flight
+    uint16_t ackTimeoutTicks = 0;       // reload value of retryTicks: about one second
+    uint32_t priorityInFlight = 0;      // 1: the frame in flight came from the priority queue
+    bool catchingUp = false;            // reception reads all frames that lie in the input, not one an event
+    uint16_t postponedTicks = 0;        // ticks that what is due has waited for reception
+    const uint8_t *unposted = nullptr;  // rest of a frame that a nearly full line took a part of
+    uint16_t unpostedBytes = 0;
     LinkStatistics statistics;
     FrameHistory history;
 

@@ -17,12 +17,32 @@ bool WaitsForReception(ArmContext &arm) {
     return true;
 }
 
-void SendStartLink(ArmContext &arm) {
+// Hands the line what is left of a frame that it took a part of. Result: whether nothing is left.
+bool PostRest(ArmContext &arm) {
     LinkState &link = arm.link;
-    const uint8_t frame[] = {kStartLink, kTerminator};
+    if (link.unpostedBytes == 0) return true;
+    const uint32_t taken = arm.port.Post(link.unposted, link.unpostedBytes);
+    link.unposted += taken;
+    link.unpostedBytes = static_cast<uint16_t>(link.unpostedBytes - taken);
+    return link.unpostedBytes == 0;
+}
+
+// Hands the line a frame, which stays where it is. A frame that it took a part of is finished first: what came
+// behind a part would be read as one frame with it.
+void Post(ArmContext &arm, const uint8_t *frame, uint16_t length) {
+    if (!PostRest(arm)) return;
+    const uint32_t taken = arm.port.Post(frame, length);
+    if (taken == 0) return;
+    arm.link.unposted = frame + taken;
+    arm.link.unpostedBytes = static_cast<uint16_t>(length - taken);
+}
+
+void SendStartLink(ArmContext &arm) {
+    static constexpr uint8_t kFrame[] = {kStartLink, kTerminator};
+    LinkState &link = arm.link;
     link.retryTicks = link.ackTimeoutTicks;
     ++link.statistics.startLinksSent;
-    arm.port.Post(frame, sizeof frame);
+    Post(arm, kFrame, sizeof kFrame);
     link.awaitingStartAck.store(1, std::memory_order_relaxed);
 }
 
@@ -41,7 +61,7 @@ void ServeFrame(ArmContext &arm, MessageSlot &slot, bool priority) {
     if (priority) link.priorityInFlight = 1;
     slot.data[0] = link.dataTypeBySeq[link.txSequence];
     link.history.Add(true, slot.data, slot.Length());
-    arm.port.Post(slot.data, slot.Length());
+    Post(arm, slot.data, slot.Length());
 }
 
 bool IsTransmitted(const MessageSlot &slot) {

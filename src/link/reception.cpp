@@ -198,6 +198,7 @@ void LinkReset(ArmContext &arm) {
     link.priorityInFlight = 0;
     link.catchingUp = false;
     link.postponedTicks = 0;
+    link.unpostedBytes = 0;
     link.linkRxIndex = 0;
     link.awaitingPeerStart.store(1, std::memory_order_relaxed);
     link.awaitingStartAck.store(1, std::memory_order_relaxed);

@@ -286,6 +286,15 @@ TEST_F(LinkTest, ASilentControllerBringsTheLinkDownAndUpAgain) {
     EXPECT_EQ(arm1.link.statistics.framesGivenUp, 1u);
 }
 
+TEST_F(LinkTest, AFrameThatTheLineTookAPartOfIsFinishedFirst) {
+    VirtualPort::Number(kPort).writeSpace = 3;
+    Queue("04 01 'N' '0' '0'");
+    Pass(50);
+    VirtualPort::Number(kPort).writeSpace = UINT32_MAX;
+    Pass(1000);
+    EXPECT_EQ(wire.Take(), Messages(2, Hex("03 04 01 'N' '0' '0' 4B 08")));
+}
+
 TEST_F(LinkTest, AnAcknowledgementCountsForAFrameThatWasSent) {
     Queue("04 01 'N' '0' '0'");
     wire.Send("02 08");  // before it went out
