@@ -13,22 +13,15 @@ namespace {
 std::vector<Event> events[2];
 std::string iniPaths[2];
 
-void Record(int arm, int32_t number, uint32_t info, void *data) {
+template <int arm>
+void CC_CALL Record(int32_t number, uint32_t info, void *data) {
     Event event = Of(number, info);
-    event.hasData = data != nullptr;
     const bool isPoint = number == 5 || number == 6 || number == 7 || number == 13;
     if (data != nullptr && isPoint) event.point = *static_cast<PointRecord *>(data);
     const size_t words = number == 26 ? 64 : number == 18 || number == 19 ? 2 : 8;
     const auto *const bytes = static_cast<uint8_t *>(data);
     if (data != nullptr && !isPoint) event.words.assign(bytes, bytes + words);
     events[arm - 1].push_back(event);
-}
-
-void CC_CALL RecordArm1(int32_t number, uint32_t info, void *data) {
-    Record(1, number, info, data);
-}
-void CC_CALL RecordArm2(int32_t number, uint32_t info, void *data) {
-    Record(2, number, info, data);
 }
 
 }  // namespace
@@ -44,11 +37,15 @@ Bytes Hex(const std::string &text) {
     return bytes;
 }
 
+Messages Hexes(const std::string &text) {
+    Messages messages;
+    std::istringstream pieces(text);
+    for (std::string piece; std::getline(pieces, piece, '|');) messages.push_back(Hex(piece));
+    return messages;
+}
+
 Event Of(int32_t number, uint32_t info) {
-    Event event;
-    event.number = number;
-    event.info = info;
-    return event;
+    return {number, info, {}, {}};
 }
 
 void PrintTo(const Event &event, std::ostream *out) {
@@ -60,7 +57,7 @@ std::vector<Event> &Events(int arm) {
 }
 
 CC_NOTIFY Recorder(int arm) {
-    return arm == 1 ? RecordArm1 : RecordArm2;
+    return arm == 1 ? Record<1> : Record<2>;
 }
 
 std::vector<Event> EventsOf(int arm, int32_t number) {

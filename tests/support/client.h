@@ -16,11 +16,13 @@ using Messages = std::vector<Bytes>;
 /// Bytes written as in "04 01 4E 30 30"; a character in quotes stands for itself: "04 01 'N' '0' '0'".
 Bytes Hex(const std::string &text);
 
+/// Messages written one behind another, with | between them; an empty text is no message.
+Messages Hexes(const std::string &text);
+
 /// One call of the notification callback, with the data copied.
 struct Event {
     int32_t number = 0;
     uint32_t info = 0;
-    bool hasData = false;
     PointRecord point{};  // events 5, 6, 7, 13
     Bytes words;          // the first bytes of other data
 
@@ -30,8 +32,7 @@ struct Event {
 Event Of(int32_t number, uint32_t info);
 void PrintTo(const Event &event, std::ostream *out);
 
-/// Events of arm 1 and arm 2 since the last Clear, in order. Only one test runs at a time, so they are
-/// global.
+/// Events of arm 1 and arm 2 since they were cleared last, in order.
 std::vector<Event> &Events(int arm);
 CC_NOTIFY Recorder(int arm);
 

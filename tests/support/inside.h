@@ -3,11 +3,25 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "interface/arm_context.h"
 #include "link/send_path.h"
+#include "platform/virtual/world.h"
 #include "support/client.h"
 
 namespace cc::test {
+
+/// Seconds of virtual time.
+inline double Seconds() {
+    return static_cast<double>(platform::World::Instance().Now()) / 1e6;
+}
+
+/// Three values in millionths, to compare them.
+using Millionths = std::vector<long>;
+inline Millionths InMillionths(const double (&values)[3]) {
+    return {std::lround(values[0] * 1e6), std::lround(values[1] * 1e6), std::lround(values[2] * 1e6)};
+}
 
 /// Puts a reply into the reply queue of an arm in simulation mode, as the simulator would.
 inline void Inject(int16_t arm, const Bytes &reply) {
@@ -35,6 +49,7 @@ class SentMessages {
     explicit SentMessages(int16_t arm = 1)
         : queues_(SelectArm(arm).queues), normal_(queues_.sendWrite), priority_(queues_.priorityWrite) {}
 
+    bool None() const { return Normal().empty() && Priority().empty(); }
     Messages Normal() const { return Collect(queues_.sendQueue, normal_, queues_.sendWrite, kSendSlots); }
     Messages Priority() const {
         return Collect(queues_.prioritySendQueue, priority_, queues_.priorityWrite, kPrioritySlots);
@@ -72,7 +87,10 @@ inline void ForgetSessions() {
 /// A test of its own arms: closed and as new when it begins.
 class ArmTest : public testing::Test {
   protected:
-    void SetUp() override { ForgetSessions(); }
+    void SetUp() override {
+        ForgetSessions();
+        platform::World::Instance().messageBoxes.clear();
+    }
     void TearDown() override { CloseAll(); }
 
     ArmContext &arm1 = SelectArm(1);
@@ -83,11 +101,9 @@ class SimulationTest : public ArmTest {
   protected:
     void SetUp() override {
         ArmTest::SetUp();
-        ASSERT_EQ(OpenSimulated(1, IniFile(Settings())), CC_OK);
+        ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\ntimeout = 1\n")), CC_OK);
         Events(1).clear();
     }
-    /// Text of the initialisation file.
-    virtual std::string Settings() const { return "[Timers]\ntimeout = 1\n"; }
 };
 
 }  // namespace cc::test
