@@ -50,30 +50,16 @@ INSTANTIATE_TEST_SUITE_P(All, ClientsEnvironment,
 
 // What is no number or too much gives 0, more than 32 bits keep their low 32.
 TEST_P(ClientsEnvironment, DoesNotReachCounts) {
-    const struct {
-        double value, scale;
-        int32_t counts;
-    } kRows[] = {{0.3, 0.1, 2},
-                 {0.6, 0.2, 2},
-                 {10, 0.0001, 100000},
-                 {-0.5, 1, 0},
-                 {1.999, 1, 1},
-                 {-1.999, 1, -1},
-                 {1, 0, 0},
-                 {0, 0, 0},
-                 {kNan, 1, 0},
-                 {kSignalling, 1, 0},
-                 {1, kNan, 0},
-                 {kInfinite, 1, 0},
-                 {1e300, 1e-300, 0},
-                 {1e300, 1, 0},
-                 {kTiny, 0.0001, 0},
-                 {1, kTiny, 0},
-                 {5e9, 1, 705032704},
-                 {-5e9, 1, -705032704},
-                 {2147483648.0, 1, INT32_MIN},
-                 {-4294967297.0, 1, -1}};
-    for (const auto &row : kRows) EXPECT_EQ(Counts(row.value, row.scale), row.counts) << row.value;
+    const std::tuple<double, double, int32_t> kRows[] = {
+        {2147483648.0, 1, INT32_MIN}, {0.3, 0.1, 2},     {0.6, 0.2, 2},
+        {-4294967297.0, 1, -1},       {1.999, 1, 1},     {-1.999, 1, -1},
+        {-5e9, 1, -705032704},        {-0.5, 1, 0},      {1e300, 1, 0},
+        {5e9, 1, 705032704},          {1, kTiny, 0},     {1, 0, 0},
+        {10, 0.0001, 100000},         {0, 0, 0},         {1, kNan, 0},
+        {kTiny, 0.0001, 0},           {kNan, 1, 0},      {kSignalling, 1, 0},
+        {1e300, 1e-300, 0},           {kInfinite, 1, 0},
+    };
+    for (const auto &[value, scale, counts] : kRows) EXPECT_EQ(Counts(value, scale), counts) << value;
 }
 
 int roundingSeen = 0;

@@ -1,6 +1,8 @@
 // Texts that come from outside: initialisation files, port definitions, answers of the head.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "platform/port_definition.h"
 #include "platform/portable/profile_scanner.h"
 #include "probehead/head_answer.h"
@@ -18,9 +20,7 @@ std::string Lookup(const std::string &text, size_t chunk = 1) {
 }
 
 TEST(Profile, FindsTheValueOfAKey) {
-    const struct {
-        std::string text, expected;
-    } kCases[] = {
+    const std::pair<std::string, std::string> kCases[] = {
         {"[Timers]\nLo Period=20", "20"},
         {"[timers]\r\nlo PERIOD \t=  20 ms  \r\n", "20 ms"},
         {"  [ Timers ]  \n  Lo Period=' 20 '\n", " 20 "},
@@ -34,70 +34,44 @@ TEST(Profile, FindsTheValueOfAKey) {
         {"[Timers]\n" + std::string(2000, 'x') + "\nLo Period=7\n", "7"},
         {"", "(none)"},
     };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(Lookup(c.text), c.expected) << c.text;
-        EXPECT_EQ(Lookup(c.text, 1024), c.expected) << c.text;
+    for (const auto &[text, expected] : kCases) {
+        EXPECT_EQ(Lookup(text), expected) << text;
+        EXPECT_EQ(Lookup(text, 1024), expected) << text;
     }
 }
 
 TEST(Profile, IntegersAreLeadingDigits) {
-    const struct {
-        const char *text;
-        int32_t expected;
-    } kCases[] = {{"12", 12},
-                  {" 12ms", 12},
-                  {"-7 x", -7},
-                  {"+7", 7},
-                  {"x7", 0},
-                  {"", 0},
-                  {"1.9", 1},
-                  {"0x10", 0},
-                  {"99999999999999", INT32_MAX},
-                  {"-99999999999", INT32_MIN}};
-    for (const auto &c : kCases) EXPECT_EQ(LeadingInteger(c.text), c.expected) << c.text;
+    const std::pair<const char *, int32_t> kCases[] = {
+        {"12", 12}, {" 12ms", 12}, {"-7 x", -7}, {"+7", 7}, {"x7", 0}, {"", 0}, {"1.9", 1}, {"0x10", 0},
+    };
+    for (const auto &[text, expected] : kCases) EXPECT_EQ(LeadingInteger(text), expected) << text;
+    EXPECT_EQ(LeadingInteger("99999999999999"), INT32_MAX);
+    EXPECT_EQ(LeadingInteger("-99999999999"), INT32_MIN);
     char out[4];
     CopyText("abcdef", out, sizeof out);
     EXPECT_STREQ(out, "abc");
 }
 
 TEST(PortDefinition, TakesBothFormsAndNothingElse) {
-    for (const char *const valid :
-         {"COM3", "com12", "COM3:", "COM2:9600,e,8,1", "com2 9600,N,8,1.5", "COM1:96,o,7,2,x", "COM1:9600",
-          "COM1:9600,,8", "com2 baud=9600 parity=E data=8 stop=1", "COM2: stop=2  baud=300",
-          "com1 xon=on octs=OFF dtr=hs rts=tg to=on"}) {
-        EXPECT_TRUE(IsPortDefinition(valid)) << valid;
-    }
-    for (const char *const invalid : {"",
-                                      "COM",
-                                      "COM0",
-                                      "COM257",
-                                      "COM3x",
-                                      "XYZ",
-                                      "LPT1",
-                                      "9600,e,8,1",
-                                      "COM1:9600,z,8,1",
-                                      "COM1:9600,e,9,1",
-                                      "COM1:9600,e,8,3",
-                                      "COM1:9600,e,8,1,q",
-                                      "COM1:9600,e,8,1,x,x",
-                                      "COM1:0",
-                                      "com1 baud=fast",
-                                      "com1 parity=Z",
-                                      "com1 baud=9600 nonsense",
-                                      "com1 speed=9600",
-                                      "com1 dtr=tg",
-                                      "COM99999999999"}) {
-        EXPECT_FALSE(IsPortDefinition(invalid)) << invalid;
-    }
+    const auto check = [](bool valid, const char *definitions) {
+        std::istringstream texts(definitions);
+        for (std::string text; std::getline(texts, text, '|');) {
+            EXPECT_EQ(IsPortDefinition(text.c_str()), valid) << text;
+        }
+    };
+    check(true,
+          "COM3|com12|COM3:|COM2:9600,e,8,1|com2 9600,N,8,1.5|COM1:96,o,7,2,x|COM1:9600|COM1:9600,,8"
+          "|com2 baud=9600 parity=E data=8 stop=1|COM2: stop=2  baud=300"
+          "|com1 xon=on octs=OFF dtr=hs rts=tg to=on");
+    check(false,
+          "|COM|COM0|COM257|COM3x|XYZ|LPT1|9600,e,8,1|COM1:9600,z,8,1|COM1:9600,e,9,1|COM1:9600,e,8,3"
+          "|COM1:9600,e,8,1,q|COM1:9600,e,8,1,x,x|COM1:0|com1 baud=fast|com1 parity=Z"
+          "|com1 baud=9600 nonsense|com1 speed=9600|com1 dtr=tg|COM99999999999");
     EXPECT_FALSE(IsPortDefinition(nullptr));
 }
 
 TEST(HeadAnswer, ClassesHaveAnOrderAndPositionsAreDecoded) {
-    const struct {
-        const char *answer;
-        int32_t event, error, leve, manual;
-        double a, b;
-    } kCases[] = {
+    const std::tuple<const char *, int, int, int, int, double, double> kCases[] = {
         {"A45.0B-90.0\r", 4, 0, 1, 0, 45.0, -90.0},
         {"A+7.5\r", 4, 0, 1, 0, 7.5, 2},
         {"A+-5B++6\r", 4, 0, 1, 0, 1, 2},
@@ -114,17 +88,13 @@ TEST(HeadAnswer, ClassesHaveAnOrderAndPositionsAreDecoded) {
         {"A123456789.123456", 4, 0, 1, 0, 123456789.1, 2},  // the first 11 characters
         {"A1.5A2.5B", 4, 0, 1, 0, 1.5, 2},
     };
-    for (const auto &c : kCases) {
-        HeadRecord head;
-        head.headA = 1;
-        head.headB = 2;
-        ClassifyHeadAnswer(head, c.answer);
-        EXPECT_EQ(head.headEvent, c.event) << c.answer;
-        EXPECT_EQ(head.headErrorCode, c.error) << c.answer;
-        EXPECT_EQ(head.levePresent, c.leve) << c.answer;
-        EXPECT_EQ(head.manualMode, c.manual) << c.answer;
-        EXPECT_EQ(head.headA, c.a) << c.answer;
-        EXPECT_EQ(head.headB, c.b) << c.answer;
+    for (const auto &[answer, event, error, leve, manual, a, b] : kCases) {
+        HeadRecord head{.headA = 1, .headB = 2};
+        ClassifyHeadAnswer(head, answer);
+        EXPECT_EQ(std::tuple(head.headEvent, head.headErrorCode, head.levePresent, head.manualMode,
+                             head.headA, head.headB),
+                  std::tuple(event, error, leve, manual, a, b))
+            << answer;
     }
 }
 
