@@ -60,7 +60,7 @@ class VirtualPeer {
 class Wire {
   public:
     struct Frame {
-        int64_t milliseconds;  // when its last byte came, since the wire was made or cleared
+        int64_t milliseconds;  // when its last byte came, since the wire was made or emptied
         Bytes bytes;
     };
 
@@ -75,7 +75,10 @@ class Wire {
             if (onFrame) onFrame(timed_.back().bytes);
         };
     }
-    ~Wire() { port_.farEnd = nullptr; }
+    ~Wire() {
+        port_.farEnd = nullptr;
+        port_.writeSpace = UINT32_MAX;
+    }
 
     /// Called with each frame of the host.
     std::function<void(const Bytes &)> onFrame;
@@ -84,15 +87,12 @@ class Wire {
         port_.Send(Hex(hex));
         world_.Pass(1);
     }
-    void Clear() {
-        timed_.clear();
-        begin_ = world_.Now();
-    }
     /// Frames that came since, and forgets them.
     Messages Take() {
         Messages frames;
         for (const Frame &frame : timed_) frames.push_back(frame.bytes);
-        Clear();
+        timed_.clear();
+        begin_ = world_.Now();
         return frames;
     }
     const std::vector<Frame> &Timed() const { return timed_; }
