@@ -26,12 +26,7 @@ TEST_F(MotionTest, MessagesAreByteForByte) {
     static const Bytes kOwn = Hex("04 FF 'G' '9' '9'");
     constexpr double kLeft = 7;  // approach of an entry whose command has none
     const std::string target = kTargetFields, speed = " 'X' FE FF FF FF 'Y' FE FF FF FF 'Z' FE FF FF FF";
-    const struct {
-        std::function<void()> file;
-        uint16_t tag;
-        double approach;  // the last of the three
-        std::string message;
-    } kCases[] = {
+    const std::tuple<std::function<void()>, uint16_t, double, std::string> kCases[] = {
         {[] { CC_MOVE(1, 0, kTarget, 5, 1, nullptr, nullptr, 0); }, 65504, 1,
          "1D FF 'G' '0' '1' " + target + " 'M' 00 00 00 00 'N' 00 00 00 00"},
         {[] { CC_MOVE(1, 2, kTarget, 0x1002A, 9, &m, &n, 250); }, 65505, kLeft,
@@ -62,12 +57,12 @@ TEST_F(MotionTest, MessagesAreByteForByte) {
         {[] { EXPECT_EQ(CC_FREEFRAME(1, kOwn.data(), 5, 4, 16), 1); }, 65520, kLeft, "04 FF 'G' '9' '9'"},
     };
     for (MoveHistoryEntry &entry : moves.moveHistory) entry.approach[2] = kLeft;
-    for (const auto &c : kCases) {
-        c.file();
-        EXPECT_EQ(Filed(), Hex(c.message));
+    for (const auto &[file, tag, approach, message] : kCases) {
+        file();
+        EXPECT_EQ(Filed(), Hex(message));
         const MoveHistoryEntry &entry = moves.moveHistory[moves.moveHistoryWrite];
-        EXPECT_EQ(entry.tag, c.tag) << c.message;
-        EXPECT_EQ(entry.approach[2], c.approach) << c.message;
+        EXPECT_EQ(entry.tag, tag) << message;
+        EXPECT_EQ(entry.approach[2], approach) << message;
     }
     EXPECT_EQ(moves.moveHistory[1].tag, 42);  // of the probing move, which has two entries
     EXPECT_EQ(moves.moveHistory[1].approach[2], 1);
@@ -78,8 +73,7 @@ TEST_F(MotionTest, MessagesAreByteForByte) {
 }
 
 TEST_F(MotionTest, RoomInTheBuffer) {
-    EXPECT_EQ(CC_CANSEND(1, 1), 1);
-    EXPECT_EQ(CC_CANSEND(1, 0), 1);
+    for (const int16_t count : {0, 1}) EXPECT_EQ(CC_CANSEND(1, count), 1);
     for (int i = 0; i < 63; ++i) CC_FLYONOFF(1, 1);
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
     EXPECT_EQ(CC_CANSEND(1, 2), 0);
@@ -95,8 +89,7 @@ TEST_F(MotionTest, RoomInTheBuffer) {
     moves.flushedTo = 0;
     CC_BUFFRESET(1);
     EXPECT_EQ(moves.flushedTo, kNotFlushed);
-    EXPECT_EQ(CC_CANSEND(1, -32768), 1);
-    EXPECT_EQ(CC_CANSEND(1, 32767), 1);
+    for (const int16_t count : {-32768, 32767}) EXPECT_EQ(CC_CANSEND(1, count), 1);
     CC_MOVE(1, 2, kTarget, 1, 1, nullptr, nullptr, 0);
     EXPECT_EQ(CC_CANSEND(1, 127), 0);  // slot 63 is free, history entry 0 is not
 }
@@ -112,26 +105,6 @@ TEST_F(MotionTest, TheWorkerSendsInMeasuringStateOnlyAndTwoAtATime) {
     EXPECT_EQ(moves.movesInFlight, 2);
     EXPECT_EQ(CC_MOVING(1), 0);  // never moving in simulation
     EXPECT_EQ(CC_OPBUF(1, 0), 1);
-    EXPECT_EQ(moves.movesInFlight, 0);
-}
-
-TEST_F(MotionTest, ProbingComesBackAsPointAndAcknowledgement) {
-    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
-    Events(1).clear();
-    for (uint32_t id = 1; id <= 40; ++id) {
-        while (CC_CANSEND(1, 2) == 0) CC_LOOP_RUN(50);
-        const double position[6] = {static_cast<double>(id), 2, 3, 0.25, 0, 0};
-        CC_MOVE(1, 2, position, id, 0, nullptr, nullptr, 0);
-    }
-    CC_LOOP_RUN(6000);
-    const std::vector<Event> points = EventsOf(1, 5);
-    ASSERT_EQ(points.size(), 40u);
-    for (uint32_t id = 1; id <= 40; ++id) {
-        EXPECT_EQ(points[id - 1].point.tag, id);
-        EXPECT_NEAR(points[id - 1].point.position[0], id, 1e-9);
-        EXPECT_EQ(points[id - 1].point.approach[0], 0.25);
-    }
-    EXPECT_EQ(EventsOf(1, 16), std::vector<Event>(40, Of(16, 1)));
     EXPECT_EQ(moves.movesInFlight, 0);
 }
 
@@ -157,17 +130,17 @@ TEST_F(MotionTest, ACallbackMayResetTheBufferAndFileAnew) {
 
 // A touch that nobody asked for, in any state, and an acknowledgement from before a reset belong to no entry.
 TEST_F(MotionTest, EntriesThatAreFreeAreNobodys) {
-    const Bytes point = Hex("13 03 09 00 02 'X' E8 03 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00");
-    Bytes second = point;
-    second.insert(second.end(), 12, 0);
+    const std::string point = "13 03 09 00 02 'X' E8 03 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00";
     ASSERT_EQ(L2S_StartScan(), 1);
     CC_LOOP_RUN(200);
     CC_BUFFRESET(1);
     for (const int state : {1, 3}) {
         arm1.replies.controllerState = state;
         Events(1).clear();
-        for (const Bytes &reply : {point, second}) Inject(1, reply);
-        Inject(1, Hex("04 03 04 00 FF"));
+        for (const Bytes &reply :
+             Hexes(point + "|" + point + " 00 00 00 00 00 00 00 00 00 00 00 00 | 04 03 04 00 FF")) {
+            Inject(1, reply);
+        }
         arm1.replies.awaitedReply = 26;
         for (int i = 0; i < 3; ++i) WorkerStep(1);
         ASSERT_EQ(Events(1), (std::vector{Of(5, 0), Of(5, 256)})) << state;
@@ -198,29 +171,23 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     const SentMessages sent;
     EXPECT_EQ(L2S_StartScan(), 1);
     EXPECT_EQ(CC_CANSEND(1, 1), 0);
-    EXPECT_EQ(
-        sent.Normal(),
-        (Messages{Hex("35 01 'S' '5' '0' 'M' 00 CA 9A 3B 00 00 00 00 00 00 00 00 00 00 00 00 00 9B 32 E2"
-                      " 00 00 00 00 00 00 00 00 00 00 00 00 FF C9 9A 3B E8 03 00 00 D0 07 00 00 48 F4 FF FF"),
-                  Hex("1D 01 'S' '5' '1' 'A' 00 00 00 00 'B' 00 00 00 00 'M' FA 00 00 00 'N' F4 01 00 00"
-                      " 'F' 18 FC FF FF"),
-                  Hex("20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
-                      " 'N' FA 00 00 00 'F' 00 00"),
-                  Hex("04 FF 'G' '3' '2'"), Hex("04 FF 'G' '0' '7'")}));
+    EXPECT_EQ(sent.Normal(),
+              Hexes("35 01 'S' '5' '0' 'M' 00 CA 9A 3B 00 00 00 00 00 00 00 00 00 00 00 00 00 9B 32 E2"
+                    " 00 00 00 00 00 00 00 00 00 00 00 00 FF C9 9A 3B E8 03 00 00 D0 07 00 00 48 F4 FF FF"
+                    "| 1D 01 'S' '5' '1' 'A' 00 00 00 00 'B' 00 00 00 00 'M' FA 00 00 00 'N' F4 01 00 00 'F' "
+                    "18 FC FF FF"
+                    "| 20 01 'S' '5' '2' 'X' D0 07 00 00 'Y' 18 FC FF FF 'A' F4 01 00 00 'M' D0 07 00 00"
+                    " 'N' FA 00 00 00 'F' 00 00 | 04 FF 'G' '3' '2' | 04 FF 'G' '0' '7'"));
     arm1.replies.controllerState = 2;
     EXPECT_EQ(L2S_StopScan(), 0);
     arm1.replies.controllerState = 3;
-    EXPECT_EQ(L2S_StopScan(), 1);
-    EXPECT_EQ(L2S_StopScan(), 1);
-    EXPECT_EQ(sent.Priority(), (Messages{Hex("04 01 'P' '0' '4'"), Hex("04 01 'P' '0' '4'")}));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(L2S_StopScan(), 1);
+    EXPECT_EQ(sent.Priority(), Messages(2, Hex("04 01 'P' '0' '4'")));
     CC_LOOP_RUN(500);
     EXPECT_EQ(EventsOf(1, 15), std::vector{Of(15, 0)});
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
     EXPECT_EQ(moves.movesInFlight, 0);  // what the start sent along was not counted
-}
-
-TEST_F(MotionTest, AScanWhoseParametersAreNotTakenDoesNotStart) {
-    arm1.simulator.simState = 7;
+    arm1.simulator.simState = 7;        // takes no parameters
     EXPECT_EQ(L2S_StartScan(), 0);
     EXPECT_EQ(moves.scanActive, 0);
 }
