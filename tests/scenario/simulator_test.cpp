@@ -10,60 +10,51 @@ class SimulatorTest : public SimulationTest {
     /// Queues a message and returns the replies that it brought.
     Messages Answer(const Bytes &message, uint16_t priority = kNormal) {
         EXPECT_EQ(QueueMessage(arm1, priority, static_cast<int32_t>(message.size()), message.data()), 0);
-        return Replies();
+        return TakeReplies(arm1);
     }
-
-    Messages Replies() { return TakeReplies(arm1); }
 };
 
-const char kPosition[] = "01 02 03 04 05 06 07 08 09 0A 0B 0C";
-const char kMoveFields[] = "'X' 01 02 03 04 'Y' 05 06 07 08 'Z' 09 0A 0B 0C";
-
 TEST_F(SimulatorTest, AnswersEachCommand) {
-    const std::string move = kMoveFields;
-    const struct {
-        std::string command;
-        Messages replies;
-    } kCases[] = {
-        {"04 01 'N' '0' '0'", {Hex("0C 01 00 01 FF 01 01 01 00 00 00 07 07")}},
-        {"02 01 'N'", {Hex("0C 01 00 01 FF 01 01 01 00 00 00 07 07")}},
-        {"04 01 'L' '1' '3'", {Hex("10 01 14 'X' 00 'Y' 00 'Z' 00 'A' 00 'B' 00 'U' 00 '2' FF")}},
-        {"13 FF 'G' '0' '1' " + move, {Hex("04 01 04 00 FF")}},
-        {"02 01 'A'", {Hex(std::string("0F 01 FF 'A' ") + kPosition)}},
-        {"13 07 'G' '0' '5' 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00",
-         {Hex("13 01 09 00 07 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00"), Hex("04 01 04 00 07")}},
-        {"13 FF 'G' '0' '6' " + move, {Hex("04 01 04 00 FF")}},
-        {"04 01 'H' '0' '1'", {}},
-        {"13 07 'G' '0' '5' 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00",
-         {Hex(std::string("1F 01 09 00 07 'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00 ") + kPosition),
-          Hex("04 01 04 00 07")}},
-        {"02 01 'A'", {Hex("0F 01 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00")}},
-        {"04 01 'H' '0' '0'", {}},
-        {"04 FF 'G' '0' '7'", {Hex("04 01 04 00 FF")}},
-        {"04 FF 'G' '3' '0'", {Hex("04 01 04 00 FF")}},
-        {"04 FF 'G' '3' '7'", {Hex("04 01 04 00 FF")}},
-        {"04 FF 'G' '0' '3'", {}},
-        {"04 01 'G' '3' 09", {}},
-        {"04 01 'P' '0' '4'", {Hex("04 01 04 00 01")}},
-        {"08 01 'O' '0' '0' 34 12 78 56", {}},
-        {"04 01 'I' '0' '0'", {Hex("06 01 0A 34 12 78 56")}},
-        {"0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A", {Hex("04 01 08 14 00")}},
-        {"04 01 'S' '1' '9'", {Hex("0C 01 21 01 02 03 04 05 06 07 08 09 0A")}},
-        {"04 01 'S' '5' '4'", {Hex("04 01 08 36 00")}},
-        {"04 01 'S' '5' '3'", {}},
-        {"04 01 'S' '1' '5'", {Hex("04 01 06 01 00")}},
-        {"04 01 'B' '0' '0'", {}},
-        {"04 01 'Z' '0' '0'", {}},
-        {"05 01 'P' '0' '1' 00", {}},
-        {"04 01 'S' '1' '1' 'I'", {Hex("02 0A 05")}},
-        {"04 01 'S' '7' '3'", {Hex("02 03 00")}},
-        {"04 01 'S' '1' '5'", {Hex("04 03 06 01 00")}},
-        {"04 01 'S' '1' '1' 'L'", {Hex("02 0A 05"), Hex("02 02 00")}},
-        {"04 01 'S' '7' '0'", {Hex("02 00 00")}},
-        {"04 01 'P' '1' '2'", {}},
-        {"04 01 'S' '1' '5'", {Hex("04 02 06 01 00")}},
+    const std::string move = "'X' 01 02 03 04 'Y' 05 06 07 08 'Z' 09 0A 0B 0C";
+    const std::string position = "01 02 03 04 05 06 07 08 09 0A 0B 0C",
+                      origin = "'X' 00 00 00 00 'Y' 00 00 00 00 'Z' 00 00 00 00";
+    const std::pair<std::string, std::string> kCases[] = {
+        {"04 01 'N' '0' '0'", "0C 01 00 01 FF 01 01 01 00 00 00 07 07"},
+        {"02 01 'N'", "0C 01 00 01 FF 01 01 01 00 00 00 07 07"},
+        {"04 01 'L' '1' '3'", "10 01 14 'X' 00 'Y' 00 'Z' 00 'A' 00 'B' 00 'U' 00 '2' FF"},
+        {"13 FF 'G' '0' '1' " + move, "04 01 04 00 FF"},
+        {"02 01 'A'", "0F 01 FF 'A' " + position},
+        {"13 07 'G' '0' '5' " + origin, "13 01 09 00 07 " + origin + " | 04 01 04 00 07"},
+        {"13 FF 'G' '0' '6' " + move, "04 01 04 00 FF"},
+        {"04 01 'H' '0' '1'", ""},
+        {"13 07 'G' '0' '5' " + origin, "1F 01 09 00 07 " + origin + " " + position + "| 04 01 04 00 07"},
+        {"02 01 'A'", "0F 01 FF 'A' 00 00 00 00 00 00 00 00 00 00 00 00"},
+        {"04 01 'H' '0' '0'", ""},
+        {"04 FF 'G' '0' '7'", "04 01 04 00 FF"},
+        {"04 FF 'G' '3' '0'", "04 01 04 00 FF"},
+        {"04 FF 'G' '3' '7'", "04 01 04 00 FF"},
+        {"04 FF 'G' '0' '3'", ""},
+        {"04 01 'G' '3' 09", ""},
+        {"04 01 'P' '0' '4'", "04 01 04 00 01"},
+        {"08 01 'O' '0' '0' 34 12 78 56", ""},
+        {"04 01 'I' '0' '0'", "06 01 0A 34 12 78 56"},
+        {"0E 01 'S' '2' '0' 01 02 03 04 05 06 07 08 09 0A", "04 01 08 14 00"},
+        {"04 01 'S' '1' '9'", "0C 01 21 01 02 03 04 05 06 07 08 09 0A"},
+        {"04 01 'S' '5' '4'", "04 01 08 36 00"},
+        {"04 01 'S' '5' '3'", ""},
+        {"04 01 'S' '1' '5'", "04 01 06 01 00"},
+        {"04 01 'B' '0' '0'", ""},
+        {"04 01 'Z' '0' '0'", ""},
+        {"05 01 'P' '0' '1' 00", ""},
+        {"04 01 'S' '1' '1' 'I'", "02 0A 05"},
+        {"04 01 'S' '7' '3'", "02 03 00"},
+        {"04 01 'S' '1' '5'", "04 03 06 01 00"},
+        {"04 01 'S' '1' '1' 'L'", "02 0A 05 | 02 02 00"},
+        {"04 01 'S' '7' '0'", "02 00 00"},
+        {"04 01 'P' '1' '2'", ""},
+        {"04 01 'S' '1' '5'", "04 02 06 01 00"},
     };
-    for (const auto &c : kCases) EXPECT_EQ(Answer(Hex(c.command)), c.replies) << c.command;
+    for (const auto &[command, replies] : kCases) EXPECT_EQ(Answer(Hex(command)), Hexes(replies)) << command;
     const Messages temperatures = Answer(Hex("04 01 'S' '4' '8'"));
     ASSERT_EQ(temperatures.size(), 2u);
     EXPECT_EQ(temperatures[0].size(), 36u);
@@ -91,9 +82,7 @@ TEST_F(SimulatorTest, FullQueuesRefuse) {
     for (int i = 0; i < kPrioritySlots; ++i)
         ASSERT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), 0) << i;
     EXPECT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), -1);
-    EXPECT_EQ(CC_FEED(1, 1), 0);
-    EXPECT_EQ(CC_EMERGENCY(1, 0), 0);
-    EXPECT_EQ(CC_READTEMP(1), 0);
+    EXPECT_EQ(CC_FEED(1, 1) | CC_EMERGENCY(1, 0) | CC_READTEMP(1), 0);
     arm1.replies.controllerState = 3;
     CC_FLYONOFF(1, 1);
     CC_LOOP_RUN(5000);
@@ -106,9 +95,9 @@ TEST_F(SimulatorTest, AFullReplyQueueLeavesTheCommandQueued) {
     for (int i = 0; i < kReplySlots - 1; ++i) Inject(1, Hex("02 01 FE"));
     const Bytes two = Hex("04 01 'S' '4' '8'");
     QueueMessage(arm1, kNormal, 5, two.data());  // needs two slots, one is left
-    EXPECT_EQ(Replies().size(), static_cast<size_t>(kReplySlots - 1));
+    EXPECT_EQ(TakeReplies(arm1).size(), static_cast<size_t>(kReplySlots - 1));
     LEV2_MANSOM(&arm1);
-    EXPECT_EQ(Replies().size(), 2u);
+    EXPECT_EQ(TakeReplies(arm1).size(), 2u);
     LEV2_MANSOM(nullptr);  // no arm's record: nothing
 }
 
