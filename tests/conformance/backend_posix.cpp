@@ -1,27 +1,13 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <stdexcept>
-
 #include "conformance/backend.h"
 #include "pseudo_terminal.h"
+#include "support/port_folder.h"
 
 namespace cc::test {
 namespace {
 
 class TerminalFarEnd final : public FarEnd {
   public:
-    TerminalFarEnd() {
-        std::string folder = testing::TempDir() + "cc_ports_XXXXXX";
-        if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder for the port");
-        terminal_.LinkAs(folder, kPort);
-        setenv("CC_PORT_DIR", folder.c_str(), 1);
-    }
-    ~TerminalFarEnd() override {
-        terminal_.Unplug();
-        rmdir(std::getenv("CC_PORT_DIR"));
-    }
+    TerminalFarEnd() { terminal_.LinkAs(folder_.path, kPort); }
     void Send(const Bytes &bytes) override { terminal_.Write(bytes.data(), bytes.size()); }
     Bytes Received() override {
         uint8_t chunk[256];
@@ -32,15 +18,12 @@ class TerminalFarEnd final : public FarEnd {
     void Unplug() override { terminal_.Unplug(); }
 
   private:
+    PortFolder folder_;
     emulator::PseudoTerminal terminal_;
     Bytes received_;
 };
 
 }  // namespace
-
-bool DevicesAreExclusive() {
-    return true;
-}
 
 std::unique_ptr<FarEnd> FarEnd::Create() {
     return std::make_unique<TerminalFarEnd>();

@@ -32,10 +32,6 @@ bool Eventually(const std::function<bool()> &reached) {
     return world.PassUntil(world.Now() + 5000 * platform::kMillisecond, reached);
 }
 
-bool DevicesAreExclusive() {
-    return true;
-}
-
 std::unique_ptr<FarEnd> FarEnd::Create() {
     return std::make_unique<VirtualFarEnd>();
 }

@@ -68,12 +68,11 @@ class ServedFarEnd final : public FarEnd {
     Bytes received_;
 };
 
-}  // namespace
+// Wine, which has this function, shares its COM ports.
+const bool isWine = devicesAreShared =
+    GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 
-bool DevicesAreExclusive() {
-    // Wine, which has this function, shares its COM ports.
-    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
-}
+}  // namespace
 
 std::unique_ptr<FarEnd> FarEnd::Create() {
     return std::make_unique<ServedFarEnd>();

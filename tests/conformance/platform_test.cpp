@@ -70,19 +70,14 @@ TEST(PeriodicTimer, TicksWithoutDriftUntilStopped) {
     const int running = ticks[1];
     ASSERT_TRUE(Eventually([running] { return ticks[1] >= running + 2; }));
     EXPECT_EQ(ticks[0], stopped);
-    StopPeriodicTimer(ids[1]);
-    StopPeriodicTimer(ids[1]);
-    StopPeriodicTimer(0);
-}
-
-TEST(PeriodicTimer, MayBeStoppedFromItsCallback) {
-    ticks[0] = 0;
+    for (const uint32_t id : {+ids[1], +ids[1], 0u}) StopPeriodicTimer(id);
+    // From its callback as well.
+    ticks[0] = ticks[1] = 0;
     ids[0] = StartPeriodicTimer(5, [](uint32_t id) {
         ++ticks[0];
         StopPeriodicTimer(id);
     });
     ids[1] = StartPeriodicTimer(5, Count);
-    ticks[1] = 0;
     ASSERT_TRUE(Eventually([] { return ticks[1] >= 5; }));
     EXPECT_EQ(ticks[0], 1);
     StopPeriodicTimer(ids[1]);
@@ -143,7 +138,7 @@ TEST_F(LineConformance, WritesReachTheFarEnd) {
 }
 
 TEST_F(LineConformance, IsExclusive) {
-    if (!DevicesAreExclusive()) GTEST_SKIP() << "this system shares its devices";
+    if (devicesAreShared) GTEST_SKIP() << "this system shares its devices";
     SerialLine second;
     EXPECT_FALSE(second.Open(FarEnd::kPort));
     line.Close();

@@ -1,11 +1,9 @@
 // The shipped library on pseudo-terminals, with real threads at both ends.
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <thread>
 
 #include "controller.h"
@@ -13,28 +11,22 @@
 #include "line_host.h"
 #include "pseudo_terminal.h"
 #include "support/client.h"
+#include "support/port_folder.h"
 
 namespace cc::test {
 namespace {
 
 using namespace emulator;
 
-std::atomic<int> boxes{0};
-
 class PosixLine : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(mkdtemp(folder.data()), nullptr);
-        setenv("CC_PORT_DIR", folder.c_str(), 1);
-        boxes = 0;
-        CC_SET_MESSAGE_BOX([](const char *, void *) { ++boxes; }, nullptr);
+        CC_SET_MESSAGE_BOX([](const char *, void *) {}, nullptr);
     }
     void TearDown() override {
         CloseAll();
         StopHost();
         CC_SET_MESSAGE_BOX(nullptr, nullptr);
-        for (PseudoTerminal &terminal : terminals) terminal.Unplug();
-        rmdir(folder.c_str());
     }
 
     static ControllerOptions Quick() {
@@ -47,12 +39,11 @@ class PosixLine : public testing::Test {
     }
 
     /// Serves `count` controllers on COM1 and COM2.
-    void Serve(int count, const ControllerOptions &options, const char *fault = nullptr) {
+    void Serve(int count, const ControllerOptions &options) {
         for (int i = 0; i < count; ++i) {
             PseudoTerminal &terminal = terminals[i];
-            terminal.LinkAs(folder, i + 1);
+            terminal.LinkAs(folder.path, i + 1);
             Controller &controller = controllers.emplace_back(options);
-            if (fault != nullptr) controller.Faults().Add(ParseFault(fault));
             host.Add(controller, terminal.Descriptor(), 0, [&terminal] { terminal.Unplug(); });
         }
         thread = std::thread([this] { host.Run(stop); });
@@ -62,15 +53,17 @@ class PosixLine : public testing::Test {
         if (thread.joinable()) thread.join();
     }
 
-    static uint16_t Open(int16_t arm) {
-        static const char *const kPorts[] = {"COM1", "COM2"};
-        const char *const ini = IniFile("[Timers]\nLo Period=1\nHi Period=5\ntimeout=2\n", arm);
-        return CC_INIT(nullptr, arm, Recorder(arm), kPorts[arm - 1], nullptr, 1, 0.0001, 1, 0, ini);
+    static uint16_t Open(int16_t arm, const char *headPort = nullptr) {
+        const char *const ini =
+            IniFile("[Timers]\nLo Period=1\nHi Period=5\ntimeout=2\nPH9 timeout=2\n", arm);
+        return CC_INIT(nullptr, arm, Recorder(arm), arm == 1 ? "COM1" : "COM2", headPort, 1, 0.0001, 1, 0,
+                       ini);
     }
 
-    std::string folder = testing::TempDir() + "cc_line_XXXXXX";
-    PseudoTerminal terminals[2];
+    PortFolder folder;
+    PseudoTerminal terminals[3];
     std::deque<Controller> controllers;
+    Head head{HeadOptions{.speed = 720, .answerDelay = 5 * kMillisecond}};
     LineHost host;
     std::atomic<bool> stop{false};
     std::thread thread;
@@ -107,10 +100,7 @@ TEST_F(PosixLine, ThousandsOfCommands) {
         ASSERT_EQ(CC_IO(1, 0, words), 1);
         words[0] = words[1] = 0;
         insist([&words] { return CC_IO(1, 1, words); });
-        ASSERT_LE(words[0], i);
-        if (purges == 0) {
-            ASSERT_EQ(words[0], i);
-        }
+        ASSERT_TRUE(purges == 0 ? words[0] == i : words[0] < i + 1) << words[0] << " for " << i;
         ASSERT_EQ(words[1], 0x081B);
     }
     CC_DONE(1, 2);
@@ -119,13 +109,15 @@ TEST_F(PosixLine, ThousandsOfCommands) {
     EXPECT_LT(purges, kMostPurges);
 }
 
-TEST_F(PosixLine, BothArmsProbeAtOnce) {
+TEST_F(PosixLine, BothArmsProbeWhileTheHeadTurns) {
     ControllerOptions options = Quick();
     options.part = std::make_shared<SpherePart>();
     options.speed = options.probingSpeed = 1000;
+    terminals[2].LinkAs(folder.path, 3);
+    host.Add(head, terminals[2].Descriptor(), 0, [this] { terminals[2].Unplug(); });
     Serve(2, options);
     for (const int16_t arm : {1, 2}) {
-        ASSERT_EQ(Open(arm), CC_OK);
+        ASSERT_EQ(Open(arm, arm == 1 ? "COM3" : nullptr), CC_OK);
         ASSERT_EQ(CC_SETSTATUS(arm, 1), 1);
     }
     const double above[6] = {100, 80, 75, 0, 0, -1};
@@ -137,6 +129,11 @@ TEST_F(PosixLine, BothArmsProbeAtOnce) {
             CC_MOVE(arm, 2, inside, id, 1, nullptr, nullptr, 0);
             CC_MOVE(arm, 0, above, 0, 0, nullptr, nullptr, 0);
         }
+        CC_LOOP_RUN(5);
+        EXPECT_EQ(CC_PHSetPosition(1, 7.5 * id, -7.5 * id, 0, 0), 1) << id;
+        double a = 0, b = 0;
+        CC_PHGetPosition(1, &a, &b);
+        EXPECT_EQ(std::pair(a, b), std::pair(7.5 * id, -7.5 * id));
     }
     const auto done = [] { return EventsOf(1, 16).size() == 30 && EventsOf(2, 16).size() == 30; };
     for (int i = 0; i < 6000 && !done(); ++i) CC_LOOP_RUN(5);
@@ -166,43 +163,6 @@ TEST_F(PosixLine, ClosesWhileDataPoursIn) {
     pouring = false;
     flood.join();
     EXPECT_EQ(CC_GETSTATUS(1), -1);
-}
-
-TEST_F(PosixLine, UnpluggedInTheMiddleOfACommand) {
-    Serve(1, Quick(), "to-controller:unplug@20");
-    ASSERT_EQ(Open(1), CC_OK);
-    int sent = 0;
-    while (CC_FEED(1, 1) == 1) ++sent;
-    EXPECT_LT(sent, 20);
-    EXPECT_EQ(boxes, 1);
-    uint16_t words[2];
-    EXPECT_EQ(CC_IO(1, 1, words), 0);
-    CC_DONE(1, 2);
-    EXPECT_EQ(Open(1), CC_PORT_NOT_OPENED);
-}
-
-TEST_F(PosixLine, ControllerAndHeadWorkAtOnce) {
-    Head head(HeadOptions{.speed = 720, .answerDelay = 5 * kMillisecond});
-    terminals[1].LinkAs(folder, 2);
-    host.Add(head, terminals[1].Descriptor(), 0, [this] { terminals[1].Unplug(); });
-    Serve(1, Quick());
-    const char *const ini = IniFile("[Timers]\nLo Period=2\nHi Period=5\ntimeout=2\nPH9 timeout=2\n");
-    ASSERT_EQ(CC_INIT(nullptr, 1, Recorder(1), "COM1", "COM2", 1, 0.0001, 1, 0, ini), CC_OK);
-    ASSERT_EQ(CC_SETSTATUS(1, 1), 1);
-    for (int i = 1; i <= 10; ++i) {
-        const double position[6] = {1.0 * i, 0, 0, 0, 0, 0};
-        CC_MOVE(1, 0, position, 0, 0, nullptr, nullptr, 0);
-        CC_LOOP_RUN(5);
-        EXPECT_EQ(CC_PHSetPosition(1, 7.5 * i, -7.5 * i, 0, 0), 1) << i;
-        double a = 0, b = 0;
-        CC_PHGetPosition(1, &a, &b);
-        EXPECT_EQ(a, 7.5 * i);
-        EXPECT_EQ(b, -7.5 * i);
-    }
-    for (int i = 0; i < 2000 && EventsOf(1, 16).size() < 10; ++i) CC_LOOP_RUN(5);
-    EXPECT_EQ(EventsOf(1, 16).size(), 10u);
-    CC_DONE(1, 2);
-    StopHost();
 }
 
 }  // namespace

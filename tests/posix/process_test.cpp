@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <random>
 #include <thread>
@@ -17,6 +16,7 @@
 #include "controller.h"
 #include "line_host.h"
 #include "pseudo_terminal.h"
+#include "support/port_folder.h"
 
 namespace cc::test {
 namespace {
@@ -43,15 +43,8 @@ struct Library {
 class PosixProcess : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(mkdtemp(folder.data()), nullptr);
-        ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
         ASSERT_EQ(chmod(terminal.Path().c_str(), 0666), 0);
-        terminal.LinkAs(folder, 1);
-        setenv("CC_PORT_DIR", folder.c_str(), 1);
-    }
-    void TearDown() override {
-        terminal.Unplug();
-        rmdir(folder.c_str());
+        terminal.LinkAs(folder.path, 1);
     }
 
     /// Runs `program` as an ordinary user in a process of its own. Its result is the exit status.
@@ -72,7 +65,7 @@ class PosixProcess : public testing::Test {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    std::string folder = testing::TempDir() + "cc_process_XXXXXX";
+    PortFolder folder;
     PseudoTerminal terminal;
 };
 
