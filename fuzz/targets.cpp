@@ -27,7 +27,9 @@ void ReceivedFrames(const uint8_t *data, size_t size) {
     ArmContext &arm = SelectArm(1);
     arm.link.rxSequence = size > 0 ? data[0] % 3 - 1 : 0;
     arm.link.txSequence = 0;
-    arm.link.retryCount = 1;
+    MessageSlot &inFlight = arm.queues.sendQueue[arm.queues.sendRead];
+    inFlight.data[0] = kData0;
+    inFlight.Publish(kReceiveBytes);
     while (size > 0) {
         const uint8_t *const end = std::find(data, data + size, kTerminator);
         const size_t count = std::min<size_t>(end - data + (end == data + size ? 0 : 1), size);
