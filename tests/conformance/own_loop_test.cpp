@@ -1,9 +1,8 @@
-// What the backends must do that bring a message loop and message boxes of their own.
+// What the backends must do that bring a message loop of their own.
 #include <gtest/gtest.h>
 
 #include "conformance/backend.h"
 #include "platform/clock.h"
-#include "platform/message_box.h"
 #include "platform/message_loop.h"
 
 namespace cc::test {
@@ -34,15 +33,6 @@ TEST(MessageLoop, RunsTheProcedureOncePerPeriodAtTheMost) {
     const int64_t before = BackendNow();
     EXPECT_EQ(LoopRun(30), 0);
     EXPECT_GE(BackendNow() - before, 30);
-}
-
-TEST(MessageBoxConformance, GoesToTheHandler) {
-    std::string shown;
-    SetMessageBoxHandler([](const char *text, void *user) { *static_cast<std::string *>(user) = text; },
-                         &shown);
-    ShowMessageBox(" No ACK Received ");
-    SetMessageBoxHandler(nullptr, nullptr);
-    EXPECT_EQ(shown, " No ACK Received ");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 #include "controller.h"
@@ -68,46 +67,6 @@ class PosixLine : public testing::Test {
     std::atomic<bool> stop{false};
     std::thread thread;
 };
-
-TEST_F(PosixLine, ThousandsOfCommands) {
-    Serve(1, Quick());
-    ASSERT_EQ(Open(1), CC_OK);
-    ControllerInfo info{};
-    ASSERT_EQ(CC_START(1, &info, 0), 1);
-    EXPECT_EQ(info.controllerLevel, 16);
-    // Two frames that reach a line-event thread which the system kept waiting are one event, and from then on
-    // reception is a frame behind, until the input is purged on the way to status 0. The reply to a call that
-    // was given up completes the next one, and the purge may take an acknowledgement, after which the
-    // controller takes the next priority command for a repetition. So only an undisturbed line must read what
-    // was written last; a disturbed one reads something written before.
-    constexpr int kMostPurges = 100;
-    int purges = 0;
-    const auto insist = [&purges](const auto &call) {
-        using Clock = std::chrono::steady_clock;
-        for (bool done = false; !done && purges < kMostPurges;) {
-            const Clock::time_point begin = Clock::now();
-            done = call() == 1;
-            // A frame behind, each command waits for a repetition.
-            if (done && Clock::now() - begin < std::chrono::milliseconds(300)) return;
-            ++purges;
-            CC_SETSTATUS(1, 5);
-            CC_SETSTATUS(1, 0);
-        }
-    };
-    for (int16_t i = 0; i < 2000; ++i) insist([i] { return CC_FEED(1, i); });
-    for (uint16_t i = 0; i < 200; ++i) {
-        uint16_t words[2] = {i, 0x081B};
-        ASSERT_EQ(CC_IO(1, 0, words), 1);
-        words[0] = words[1] = 0;
-        insist([&words] { return CC_IO(1, 1, words); });
-        ASSERT_TRUE(purges == 0 ? words[0] == i : words[0] < i + 1) << words[0] << " for " << i;
-        ASSERT_EQ(words[1], 0x081B);
-    }
-    CC_DONE(1, 2);
-    StopHost();
-    EXPECT_GE(controllers[0].Commands().at(734), 2000);
-    EXPECT_LT(purges, kMostPurges);
-}
 
 TEST_F(PosixLine, BothArmsProbeWhileTheHeadTurns) {
     ControllerOptions options = Quick();

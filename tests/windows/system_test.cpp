@@ -1,4 +1,4 @@
-// What the library gets from Windows itself: message boxes, initialisation files, serial ports.
+// What the library gets from Windows itself: message boxes, initialisation files, window timers.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -10,8 +10,6 @@
 #include "platform/message_box.h"
 #include "platform/message_loop.h"
 #include "platform/profile.h"
-#include "serial/serial.h"
-#include "serial/serial_ph9.h"
 
 namespace cc::test {
 namespace {
@@ -98,60 +96,6 @@ TEST(WindowTimer, ThatAnotherThreadStopsRunsNothingMore) {
     second.join();
     EXPECT_EQ(timerRuns[0], 0);
     EXPECT_GT(timerRuns[1], 0);
-}
-
-class Port final : public CSerial {
-  public:
-    std::atomic<int> events{0};
-
-  private:
-    void OnEventChar() override { ++events; }
-};
-
-TEST(SerialPortWindows, IsConfiguredOpenedReadWrittenAndPurged) {
-    const std::unique_ptr<FarEnd> farEnd = FarEnd::Create();
-    Port port;
-    uint8_t bytes[8] = {};
-    EXPECT_EQ(port.Read(bytes, 1), 0u);
-    EXPECT_EQ(port.Write(bytes, 1), 0u);
-    EXPECT_EQ(port.Configure(FarEnd::kPort, 9600, 'Z', 8, 1, 3, 8), 0);
-    EXPECT_EQ(port.Open(8), 0);  // nothing was stored
-    EXPECT_EQ(port.Configure(FarEnd::kPort, 9600, 'E', 8, 1, 3, 8), 1);
-    ASSERT_EQ(port.Open(8), 1);
-    EXPECT_EQ(port.Configure(FarEnd::kPort, 19200, 'N', 0, 2, 1, 8), 1);  // on the open port
-
-    const Bytes hello = {3, 4, 1, 8};
-    EXPECT_EQ(port.Write(hello.data(), 4), 4u);
-    EXPECT_TRUE(Eventually([&] { return farEnd->Received() == hello; }));
-    farEnd->Send({2, 8});
-    ASSERT_TRUE(Eventually([&] { return port.events == 1; }));
-    EXPECT_EQ(port.Read(bytes, 2), 2u);
-    EXPECT_EQ(bytes[0], 2);
-
-    farEnd->Send(Bytes(600, 5));
-    farEnd->Send({8});
-    ASSERT_TRUE(Eventually([&] { return port.events == 2; }));  // all have come
-    EXPECT_EQ(port.Purge(), 601u);
-    EXPECT_EQ(port.Read(bytes, 1), 0u);
-    EXPECT_EQ(port.Close(), 1);
-    EXPECT_EQ(port.IsOpen(), 0);
-    EXPECT_EQ(port.Close(), 1);
-}
-
-TEST(SerialPortWindows, OfTheHeadRaisesAFlagAtACarriageReturn) {
-    const std::unique_ptr<FarEnd> farEnd = FarEnd::Create();
-    CSerialPH9 port;
-    ASSERT_EQ(port.Configure(FarEnd::kPort, 4800, 'N', 8, 2, 2, 8), 1);
-    ASSERT_EQ(port.Open(13), 1);
-    EXPECT_EQ(port.IsLineReady(), 0);
-    farEnd->Send({'O', 'K', '\r'});
-    ASSERT_TRUE(Eventually([&] { return port.IsLineReady() == 1; }));
-    uint8_t bytes[8] = {};
-    EXPECT_EQ(port.Read(bytes, 3), 3u);
-    EXPECT_EQ(bytes[2], '\r');
-    EXPECT_EQ(port.Read(bytes, 1), 0u);  // waits, and so takes the flag down
-    EXPECT_EQ(port.IsLineReady(), 0);
-    EXPECT_EQ(port.Close(), 1);
 }
 
 }  // namespace
