@@ -1,15 +1,13 @@
-// What the library gets from Windows itself: message boxes, initialisation files, window timers.
+// What the library gets from Windows itself: message boxes and window timers.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
 
 #include "conformance/backend.h"
 #include "platform/message_box.h"
 #include "platform/message_loop.h"
-#include "platform/profile.h"
 
 namespace cc::test {
 namespace {
@@ -33,22 +31,6 @@ TEST(MessageBoxWindows, IsModalWithoutAnOwnerUnderTheSystemsCaption) {
     if (box != nullptr) PostMessageA(box, WM_COMMAND, IDOK, 0);
     operatorCalled.join();
     EXPECT_TRUE(confirmed);
-}
-
-TEST(Profile, IsReadFromTheFileOnly) {
-    const std::string file = testing::TempDir() + "cc_profile.ini";
-    FILE *const out = std::fopen(file.c_str(), "wb");
-    ASSERT_NE(out, nullptr);
-    std::fputs("[Timers]\r\nLo Period = 20ms\r\n[CONTROLLER]\r\nKX_AXES_CONVENTION = True\r\n", out);
-    std::fclose(out);
-    EXPECT_EQ(platform::ReadProfileInt(file.c_str(), "Timers", "Lo Period", 50), 20);
-    EXPECT_EQ(platform::ReadProfileInt(file.c_str(), "timers", "hi period", 50), 50);
-    EXPECT_EQ(platform::ReadProfileInt(nullptr, "Timers", "Lo Period", 50), 50);
-    char value[40];
-    platform::ReadProfileText(file.c_str(), "CONTROLLER", "KX_AXES_CONVENTION", "FALSE", value, sizeof value);
-    EXPECT_STREQ(value, "True");
-    platform::ReadProfileText(nullptr, "CONTROLLER", "KX_AXES_CONVENTION", "FALSE", value, sizeof value);
-    EXPECT_STREQ(value, "FALSE");
 }
 
 std::atomic<int> timerRuns[2];  // on the first thread, and on others
