@@ -10,16 +10,16 @@
 #include <thread>
 #include <vector>
 
+#include "arm/arm_context.h"
 #include "cc_interface.h"
 #include "cc_interface_posix.h"
 #include "controller.h"
-#include "interface/arm_context.h"
+#include "exchange/decoder.h"
 #include "line_host.h"
 #include "link/framing.h"
 #include "link/send_path.h"
 #include "platform/clock.h"
 #include "pseudo_terminal.h"
-#include "replies/decoder.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "link/protocol.h"
 #include "peer.h"
+#include "protocol/vocabulary.h"
 
 namespace emulator {
 

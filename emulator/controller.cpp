@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "command.h"
-#include "link/little_endian.h"
+#include "protocol/little_endian.h"
 
 namespace emulator {
 namespace {

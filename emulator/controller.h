@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "command.h"
-#include "link/protocol.h"
 #include "link_peer.h"
 #include "machine.h"
+#include "protocol/vocabulary.h"
 
 namespace emulator {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "controller.h"
-#include "link/little_endian.h"
+#include "protocol/little_endian.h"
 
 namespace emulator {
 namespace {

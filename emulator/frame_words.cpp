@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "link/protocol.h"
+#include "protocol/vocabulary.h"
 
 namespace emulator {
 namespace {

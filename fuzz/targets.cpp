@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "interface/arm_context.h"
+#include "arm/arm_context.h"
+#include "exchange/decoder.h"
 #include "link/link_control.h"
 #include "platform/port_definition.h"
 #include "platform/portable/profile_scanner.h"
 #include "probehead/head_answer.h"
-#include "replies/decoder.h"
 
 namespace cc::fuzz {
 namespace {

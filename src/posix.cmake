@@ -7,7 +7,7 @@ set(portable_sources
 
 add_library(cc_platform_posix OBJECT
   ${portable_sources}
-  interface/posix_loop.cpp
+  session/posix_loop.cpp
   platform/posix/clock.cpp
   platform/posix/event.cpp
   platform/posix/line_watcher.cpp
@@ -17,7 +17,7 @@ add_library(cc_platform_posix OBJECT
   platform/posix/serial_line.cpp)
 add_library(cc_platform_virtual OBJECT
   ${portable_sources}
-  interface/posix_loop.cpp
+  session/posix_loop.cpp
   platform/virtual/clock.cpp
   platform/virtual/event.cpp
   platform/virtual/message_box.cpp
@@ -32,7 +32,7 @@ endforeach()
 # The library as it ships.
 add_library(CC_Interface SHARED)
 target_link_libraries(CC_Interface PRIVATE cc_core cc_platform_posix Threads::Threads)
-set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/interface/exports.map)
+set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
 target_link_options(CC_Interface PRIVATE -Wl,--version-script=${version_script})
 set_target_properties(CC_Interface PROPERTIES LINK_DEPENDS ${version_script})
 # The library in virtual time, for tests.

@@ -3,10 +3,10 @@
 #include <iterator>
 
 #include "cc_interface.h"
-#include "interface/call_frame.h"
-#include "link/little_endian.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "platform/floating_point.h"
+#include "protocol/little_endian.h"
 
 using namespace cc;
 

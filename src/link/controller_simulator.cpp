@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "link/little_endian.h"
-#include "link/protocol.h"
+#include "protocol/little_endian.h"
+#include "protocol/vocabulary.h"
 
 namespace cc {
 namespace {

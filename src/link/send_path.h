@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "interface/arm_context.h"
-#include "link/command_message.h"
+#include "arm/arm_context.h"
+#include "protocol/command_message.h"
 
 namespace cc {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "link/command_message.h"
+#include "protocol/command_message.h"
 
 namespace cc {
 

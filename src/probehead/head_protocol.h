@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "interface/arm_context.h"
+#include "arm/arm_context.h"
 
 namespace cc {
 

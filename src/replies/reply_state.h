@@ -5,7 +5,7 @@
 
 #include "cc_interface.h"
 #include "link/message_queues.h"
-#include "link/protocol.h"
+#include "protocol/vocabulary.h"
 
 namespace cc {
 

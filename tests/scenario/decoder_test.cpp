@@ -1,5 +1,5 @@
 // Replies through the decoder: state, completions, events, conversions.
-#include "replies/decoder.h"
+#include "exchange/decoder.h"
 #include "support/inside.h"
 
 namespace cc::test {

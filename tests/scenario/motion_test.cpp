@@ -1,7 +1,7 @@
 // Buffered motion and scanning: what is filed, what is sent, what comes back.
 #include <functional>
 
-#include "interface/worker.h"
+#include "session/worker.h"
 #include "support/inside.h"
 
 namespace cc::test {

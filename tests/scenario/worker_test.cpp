@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "interface/worker.h"
+#include "session/worker.h"
 #include "support/inside.h"
 
 namespace cc::test {

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "interface/arm_context.h"
+#include "arm/arm_context.h"
 #include "link/send_path.h"
 #include "platform/virtual/world.h"
 #include "support/client.h"

@@ -6,9 +6,9 @@
 #include <limits>
 
 #include "cc_interface.h"
+#include "exchange/point_reports.h"
 #include "motion/move_buffer.h"
 #include "probehead/head_answer.h"
-#include "replies/point_reports.h"
 #include "support/inside.h"
 
 namespace cc::test {

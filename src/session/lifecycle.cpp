@@ -3,13 +3,13 @@
 #include <mutex>
 
 #include "cc_interface.h"
-#include "interface/call_frame.h"
-#include "interface/connection.h"
-#include "interface/worker.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "platform/clock.h"
 #include "platform/message_loop.h"
 #include "probehead/head_protocol.h"
+#include "session/connection.h"
+#include "session/worker.h"
 
 using namespace cc;
 

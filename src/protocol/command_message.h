@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "link/little_endian.h"
-#include "link/protocol.h"
+#include "protocol/little_endian.h"
+#include "protocol/vocabulary.h"
 
 namespace cc {
 

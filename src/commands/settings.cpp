@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "cc_interface.h"
-#include "interface/call_frame.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "motion/move_buffer.h"
 

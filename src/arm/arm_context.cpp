@@ -1,4 +1,4 @@
-#include "interface/arm_context.h"
+#include "arm/arm_context.h"
 
 #include "platform/periodic_timer.h"
 

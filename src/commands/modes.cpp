@@ -1,6 +1,6 @@
 // Commands that change the controller's modes: numeric control, buffering, status, emergency, zeroing.
 #include "cc_interface.h"
-#include "interface/call_frame.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "replies/notifications.h"
 

@@ -1,7 +1,7 @@
-#include "interface/tick_counters.h"
+#include "link/tick_counters.h"
 
+#include "arm/arm_context.h"
 #include "cc_interface.h"
-#include "interface/arm_context.h"
 
 namespace cc {
 namespace {

@@ -1,12 +1,12 @@
-#include "replies/decoder.h"
+#include "exchange/decoder.h"
 
 #include <cstring>
 
-#include "interface/arm_context.h"
-#include "link/little_endian.h"
+#include "arm/arm_context.h"
+#include "exchange/point_reports.h"
 #include "link/send_path.h"
+#include "protocol/little_endian.h"
 #include "replies/notifications.h"
-#include "replies/point_reports.h"
 
 namespace cc {
 namespace {

@@ -1,9 +1,9 @@
-#include "replies/point_reports.h"
+#include "exchange/point_reports.h"
 
 #include <algorithm>
 
-#include "link/little_endian.h"
 #include "platform/floating_point.h"
+#include "protocol/little_endian.h"
 #include "replies/notifications.h"
 
 namespace cc {

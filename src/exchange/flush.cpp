@@ -1,6 +1,6 @@
-#include "motion/flush.h"
+#include "exchange/flush.h"
 
-#include "interface/call_frame.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 
 namespace cc {

@@ -1,12 +1,12 @@
-#include "interface/call_frame.h"
+#include "exchange/waits.h"
 
 #include <algorithm>
 
+#include "exchange/decoder.h"
 #include "link/link_control.h"
 #include "link/send_path.h"
 #include "platform/clock.h"
 #include "platform/message_box.h"
-#include "replies/decoder.h"
 #include "replies/worker_hold.h"
 
 namespace cc {

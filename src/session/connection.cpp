@@ -1,4 +1,4 @@
-#include "interface/connection.h"
+#include "session/connection.h"
 
 #include <cstdlib>
 #include <mutex>

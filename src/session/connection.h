@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "interface/arm_context.h"
+#include "arm/arm_context.h"
 
 namespace cc {
 

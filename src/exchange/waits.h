@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "interface/arm_context.h"
-#include "interface/tick_counters.h"
-#include "link/command_message.h"
+#include "arm/arm_context.h"
+#include "link/tick_counters.h"
+#include "protocol/command_message.h"
 
 namespace cc {
 

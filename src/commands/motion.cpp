@@ -1,8 +1,8 @@
 // The exported motion commands: each files a message and a history entry into the move buffer.
+#include "arm/arm_context.h"
 #include "cc_interface.h"
-#include "interface/arm_context.h"
-#include "link/command_message.h"
 #include "motion/move_buffer.h"
+#include "protocol/command_message.h"
 
 using namespace cc;
 

@@ -1,9 +1,9 @@
 // Where the machine is and in which status its controller: the exported queries.
 #include "cc_interface.h"
-#include "interface/call_frame.h"
+#include "exchange/decoder.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "platform/clock.h"
-#include "replies/decoder.h"
 
 using namespace cc;
 

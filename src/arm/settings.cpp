@@ -1,4 +1,4 @@
-#include "interface/settings.h"
+#include "arm/settings.h"
 
 #include <algorithm>
 

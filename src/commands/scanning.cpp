@@ -1,6 +1,6 @@
 // Scanning on arm 1: the parameter messages, start and stop.
 #include "cc_interface.h"
-#include "interface/call_frame.h"
+#include "exchange/waits.h"
 #include "link/send_path.h"
 #include "motion/move_buffer.h"
 

@@ -4,12 +4,12 @@
 #include <atomic>
 #include <cstdint>
 
-#include "interface/settings.h"
-#include "interface/tick_counters.h"
+#include "arm/settings.h"
 #include "link/arm_port.h"
 #include "link/controller_simulator.h"
 #include "link/link_state.h"
 #include "link/message_queues.h"
+#include "link/tick_counters.h"
 #include "motion/move_buffer.h"
 #include "platform/event.h"
 #include "probehead/head_port.h"

@@ -1,14 +1,14 @@
-#include "interface/worker.h"
+#include "session/worker.h"
 
 #include <atomic>
 
+#include "arm/arm_context.h"
 #include "cc_interface.h"
-#include "interface/arm_context.h"
+#include "exchange/decoder.h"
+#include "exchange/flush.h"
 #include "link/link_control.h"
 #include "link/send_path.h"
-#include "motion/flush.h"
 #include "probehead/head_protocol.h"
-#include "replies/decoder.h"
 #include "replies/worker_hold.h"
 
 namespace cc {
