@@ -75,8 +75,8 @@ void QueueAndTake(benchmark::State &state) {
     uint8_t reply[kReplyBytes];
     uint16_t length = 0;
     for (auto _ : state) {
-        QueueMessage(arm, kNormal, message);
-        TakeReply(arm, length, reply);
+        QueueMessage(arm.link, kNormal, message);
+        TakeReply(arm.link, length, reply);
     }
     CC_DONE(1, 2);
 }
@@ -88,8 +88,8 @@ void CommandAndReplyInSimulation(benchmark::State &state) {
     const CommandMessage message(command::S26);
     for (auto _ : state) {
         arm.replies.awaitedReply = 26;
-        QueueMessage(arm, kNormal, message);
-        DecodeReplies(1);
+        QueueMessage(arm.link, kNormal, message);
+        DecodeReplies(SelectArm(1), 1);
     }
     CC_DONE(1, 2);
 }

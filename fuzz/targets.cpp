@@ -27,13 +27,13 @@ void ReceivedFrames(const uint8_t *data, size_t size) {
     ArmContext &arm = SelectArm(1);
     arm.link.rxSequence = size > 0 ? data[0] % 3 - 1 : 0;
     arm.link.txSequence = 0;
-    MessageSlot &inFlight = arm.queues.sendQueue[arm.queues.sendRead];
+    MessageSlot &inFlight = arm.link.queues.sendQueue[arm.link.queues.sendRead];
     inFlight.data[0] = kData0;
     inFlight.Publish(kReceiveBytes);
     while (size > 0) {
         const uint8_t *const end = std::find(data, data + size, kTerminator);
         const size_t count = std::min<size_t>(end - data + (end == data + size ? 0 : 1), size);
-        if (count <= kReceiveBytes) ProcessFrame(arm, data, static_cast<uint32_t>(count));
+        if (count <= kReceiveBytes) ProcessFrame(arm.link, data, static_cast<uint32_t>(count));
         data += count;
         size -= count;
     }
@@ -50,13 +50,13 @@ void Replies(const uint8_t *data, size_t size) {
     if (size < 2) return;
     arm.replies.controllerState = static_cast<int8_t>(data[0]);
     arm.replies.awaitedReply = static_cast<int8_t>(data[1]);
-    arm.connection.simulationMode = 1;
+    arm.link.simulationMode = 1;
     for (size_t at = 2; at < size;) {
         const size_t length = std::min<size_t>(data[at] + 1, size - at);
-        MessageSlot &slot = arm.queues.replyQueue[arm.queues.replyRead];
+        MessageSlot &slot = arm.link.queues.replyQueue[arm.link.queues.replyRead];
         std::copy_n(data + at, length, slot.data);
         slot.Publish(static_cast<uint16_t>(length));
-        DecodeReplies(1);
+        DecodeReplies(SelectArm(1), 1);
         Check(!slot.IsBusy());
         at += length;
     }

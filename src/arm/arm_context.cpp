@@ -26,7 +26,7 @@ ArmContext &SelectArm(int16_t arm) {
 
 ArmContext *OpenArm(int16_t arm) {
     ArmContext &context = SelectArm(arm);
-    return context.connection.connectionOpen != 0 ? &context : nullptr;
+    return context.connection.connectionOpen ? &context : nullptr;
 }
 
 }  // namespace cc

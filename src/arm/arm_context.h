@@ -5,15 +5,10 @@
 #include <cstdint>
 
 #include "arm/settings.h"
-#include "link/arm_port.h"
-#include "link/controller_simulator.h"
 #include "link/link_state.h"
-#include "link/message_queues.h"
-#include "link/tick_counters.h"
 #include "motion/move_buffer.h"
-#include "platform/event.h"
-#include "probehead/head_port.h"
-#include "probehead/head_record.h"
+#include "motion/scan_parameters.h"
+#include "probehead/probe_head.h"
 #include "replies/reply_state.h"
 #include "trace/trace_file.h"
 
@@ -24,24 +19,29 @@ struct ConnectionState {
     int32_t armNumber = 0;               // as given to CC_INIT
     uint32_t openings = 0;               // calls of CC_INIT so far, wrapping
     std::atomic<uint32_t> mmTimerId{0};  // 0: no timer. Relaxed: a tick that misses a change is one tick late
-    uint32_t portOpen = 0;
-    uint32_t mmTimerRunning = 0;
-    uint32_t simulationMode = 0;
     uint32_t tickPeriodMs = 0;
-    uint32_t connectionOpen = 0;
-    uint32_t headPortOpen = 0;
-    uint32_t workerRegistered = 0;
-    uint32_t workerActive = 0;  // 1: the worker's steps run, and completion waits are not doubled
-    platform::Event ackEvent;   // open: commands wait for link acknowledgements
+    bool portOpen = false;
+    bool connectionOpen = false;
+    bool headPortOpen = false;
+    bool workerRegistered = false;
+    bool workerActive = false;  // the worker's steps run, and completion waits are not doubled
+};
+
+/// What the library tells controllers apart by, once CC_START has seen the controller's information.
+enum class ControllerClass : uint8_t {
+    Unknown,
+    Old,        // its information never changes
+    Streaming,  // reports coordinates by itself
+    Newer,      // is asked for coordinates; knows the start command and the newer settings
 };
 
 /// How the controller was started and how its coordinates are asked for. Used on the caller's thread.
 struct SessionState {
-    int32_t extendedStart = 0;
-    int32_t startMode = 0;
-    int32_t controllerClass = 0;
-    int32_t autoCoordOn = 0;  // 1: the worker asks for coordinates
-    int32_t askCoordMode = 0;
+    bool extendedStart = false;
+    int16_t startMode = 0;
+    ControllerClass controllerClass = ControllerClass::Unknown;
+    bool autoCoordOn = false;  // the worker asks for coordinates
+    int16_t askCoordMode = 0;
     int32_t coordPollTicks = 0;
     int32_t coordPollPeriod = 0;
     uint32_t cosDat[512]{};  // the table that the controller may ask for at its start
@@ -56,23 +56,19 @@ struct AxisState {
 };
 
 struct ArmContext {
-    explicit ArmContext(MessageQueues &messageQueues) : queues(messageQueues), port(*this) {}
+    explicit ArmContext(MessageQueues &queues) : link(queues, trace) {}
     ~ArmContext();
 
     ConnectionState connection;
     SessionState session;
     Settings settings;
-    TickCounters counters;
-    LinkState link;
-    MessageQueues &queues;
-    SimulatorState simulator;
     TraceFile trace;
+    LinkState link;
     ReplyState replies;
     MoveBuffer motion;
+    ScanParameters scan;
     AxisState axes;
-    HeadRecord head;
-    CArmPort port;
-    CHeadPort headPort;
+    ProbeHead head;
 };
 
 /// The record of an arm: 1 selects arm 1, any other number arm 2.

@@ -49,12 +49,12 @@ void ReadSettings(Settings &settings, const char *iniFile) {
     settings.autoCoordMs = ReadTimer(settings, "Auto Coord", kShortestAutoCoordMs);
     if (settings.autoCoordMs != 0)
         settings.autoCoordMs = std::max(settings.autoCoordMs, kShortestAutoCoordMs);
-    settings.enableAutoCoord = ReadTimer(settings, "Enable auto coord", 0);
+    settings.enableAutoCoord = ReadTimer(settings, "Enable auto coord", 0) != 0;
 
     char convention[40];
     platform::ReadProfileText(iniFile, "CONTROLLER", "KX_AXES_CONVENTION", "FALSE", convention,
                               sizeof convention);
-    settings.axesConvention = platform::EqualIgnoringCase(convention, "TRUE") ? 1 : 0;
+    settings.axesConvention = platform::EqualIgnoringCase(convention, "TRUE");
 }
 
 bool IsTraceWanted(const char *iniFile) {

@@ -15,8 +15,8 @@ struct Settings {
     int32_t initAttempts = 0;       // reserved
     int32_t fastPc = 0;             // reserved
     int32_t autoCoordMs = 0;        // period of streamed coordinates
-    int32_t enableAutoCoord = 0;    // not 0: coordinates are streamed, not polled
-    uint32_t axesConvention = 0;    // 1: first and second axis change places
+    bool enableAutoCoord = false;   // coordinates are streamed, not polled
+    bool axesConvention = false;    // first and second axis change places
 };
 
 /// Reads all settings from the file, with a default for what is missing or cannot be used.

@@ -18,43 +18,42 @@ constexpr struct {
 };
 constexpr int16_t kUnknownStatus = -1;
 
-// Waits for the link acknowledgement of a request that was sent, and then for a coordinate report. Result: 0
+// Waits for the link acknowledgement of a request that was sent, and then for a coordinate report. Result: false
 // when the wait could not be made.
-int16_t WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
+bool WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
     WaitLimit limit(context);
-    if (!limit.IsCounted() || (sent && WaitForAck(context) == 0)) return 0;
-    WaitForCompletion(arm);
+    if (!limit.IsCounted() || (sent && !WaitForAck(context))) return false;
+    WaitForCompletion(context, arm);
     while (context.replies.coordQuery != CoordQuery::None && !limit.IsOver()) {
-        if (!DecodeReplies(arm)) platform::Yield();
+        if (!DecodeReplies(context, arm)) platform::Yield();
     }
-    return 1;
+    return true;
 }
 
-int16_t AskForCoordinates(int16_t arm, CommandName request) {
-    ArmContext *const context = OpenArm(arm);
-    if (context == nullptr) return 0;
+bool AskForCoordinates(ArmContext *context, int16_t arm, CommandName request) {
+    if (context == nullptr) return false;
     ReplyState &replies = context->replies;
     const bool silent =
         replies.controllerState == state::kEmergency || replies.controllerState == state::kNoCoordinates;
-    if (!silent) QueueMessage(*context, kNormal, CommandMessage(request));
+    if (!silent) QueueMessage(context->link, kNormal, CommandMessage(request));
     replies.coordQuery = silent ? CoordQuery::AnyReport : CoordQuery::OwnReport;
-    const int16_t result = WaitForCoordinates(*context, arm, !silent);
+    const bool asked = WaitForCoordinates(*context, arm, !silent);
     replies.coordQuery = CoordQuery::None;
-    return result;
+    return asked;
 }
 
 }  // namespace
 
 int16_t CC_CALL CC_GETCOORD(int16_t arm) {
-    return AskForCoordinates(arm, command::A);
+    return AskForCoordinates(OpenArm(arm), arm, command::A);
 }
 
 int16_t CC_CALL CC_GETWRISTCOORD(int16_t arm) {
-    return AskForCoordinates(arm, command::B);
+    return AskForCoordinates(OpenArm(arm), arm, command::B);
 }
 
 int16_t CC_CALL CC_GETRTCOORD(int16_t arm) {
-    return CC_GETWRISTCOORD(arm);
+    return AskForCoordinates(OpenArm(arm), arm, command::B);
 }
 
 int16_t CC_CALL CC_GETSTATUS(int16_t arm) {

@@ -1,5 +1,8 @@
 // Commands that change the controller's modes: numeric control, buffering, status, emergency, zeroing.
+#include "commands/modes.h"
+
 #include "cc_interface.h"
+#include "commands/queries.h"
 #include "exchange/waits.h"
 #include "link/send_path.h"
 #include "replies/notifications.h"
@@ -16,12 +19,12 @@ bool IsMeasuring(const ArmContext &context) {
 
 // P10 is for older controllers with this option only; the client is told of the hold that it brings.
 bool NeedsP10(const ReplyState &replies) {
-    return replies.extendedInfo == 0 && replies.controllerInfo.optionCode == kOptionP10;
+    return !replies.extendedInfo && replies.controllerInfo.optionCode == kOptionP10;
 }
 
 void NoteP10(ReplyState &replies) {
     NotifyHold(replies, kWordStart);
-    replies.p10Sent = 1;
+    replies.p10Sent = true;
 }
 
 // The two commands of a status: the client's number, the command and the controller state that it leads to.
@@ -42,42 +45,64 @@ const StatusOrder *FindStatusOrder(int16_t status) {
     return nullptr;
 }
 
-int16_t OrderStatus(ArmContext &context, int16_t arm, const StatusOrder &order) {
+bool SendStatusOrder(ArmContext &context, int16_t arm, const StatusOrder &order) {
     ReplyState &replies = context.replies;
     replies.awaitedReply = order.state;
     // Reports of the time before are of no use to a controller that becomes ready.
-    if (order.status == CC_ORDER_READY) context.port.Purge();
+    if (order.status == CC_ORDER_READY) context.link.port.Purge();
     if (replies.controllerState == order.state) {
-        replies.awaitedReply = kNothingAwaited;
-        return 1;
+        replies.awaitedReply = awaited::kNothing;
+        return true;
     }
-    if (QueueMessage(context, kNormal, CommandMessage(order.name)) != 0) return 0;
-    if (WaitForAck(context) == 0) return 1;
-    return WaitForCompletion(arm);
+    if (!QueueMessage(context.link, kNormal, CommandMessage(order.name))) return false;
+    return !WaitForAck(context) || WaitForCompletion(context, arm);
 }
 
-int16_t StartZeroing(int16_t arm, const CommandMessage &zeroing) {
-    ArmContext *const context = OpenArm(arm);
-    if (context == nullptr) return 0;
+bool StartZeroing(ArmContext *context, int16_t arm, const CommandMessage &zeroing) {
+    if (context == nullptr) return false;
     ReplyState &replies = context->replies;
-    replies.awaitedReply = kAnyStateReply;
-    if (QueueMessage(*context, kNormal, CommandMessage(command::S70)) != 0) return 0;
-    if (WaitForCompletion(arm) == 0) return 0;
-    replies.awaitedReply = 1;
-    if (QueueMessage(*context, kNormal, zeroing) != 0) return 0;
-    if (!NeedsP10(replies)) return 1;
-    if (QueueMessage(*context, kPriority, CommandMessage(command::P10)) != 0) return 0;
+    replies.awaitedReply = awaited::kAnyState;
+    if (!QueueMessage(context->link, kNormal, CommandMessage(command::S70))) return false;
+    if (!WaitForCompletion(*context, arm)) return false;
+    replies.awaitedReply = awaited::kZeroing;
+    if (!QueueMessage(context->link, kNormal, zeroing)) return false;
+    if (!NeedsP10(replies)) return true;
+    if (!QueueMessage(context->link, kPriority, CommandMessage(command::P10))) return false;
     NoteP10(replies);
-    return 1;
+    return true;
 }
 
 }  // namespace
+
+namespace cc {
+
+bool OrderStatus(ArmContext &context, int16_t arm, int16_t status) {
+    const StatusOrder *const order = FindStatusOrder(status);
+    if (order == nullptr) return false;
+    const bool askedForCoordinates = context.session.askCoordMode != 0;
+    if (askedForCoordinates) ReportCoordinatesPeriodically(context, 0);
+    const bool reached = SendStatusOrder(context, arm, *order);
+    // The client may have closed the arm in its callback.
+    if (askedForCoordinates && context.connection.connectionOpen) ReportCoordinatesPeriodically(context, 1);
+    return reached;
+}
+
+bool OrderEmergency(ArmContext &context, int16_t code) {
+    const ReplyState &replies = context.replies;
+    if (replies.controllerState == state::kEmergency && context.session.extendedStart) return true;
+    const bool knowsLongCodes = replies.extendedInfo || replies.controllerInfo.optionCode == kOptionP10;
+    CommandMessage message(code / 256 != 0 && knowsLongCodes ? command::P01 : command::P00);
+    message.Byte(static_cast<uint8_t>(code));
+    return QueueMessage(context.link, kPriority, message);
+}
+
+}  // namespace cc
 
 int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     const CommandMessage message(on != 0 ? command::P02 : command::P03);
-    if (QueueMessage(*context, kPriority, message) != 0) return 0;
+    if (!QueueMessage(context->link, kPriority, message)) return 0;
     WaitForAck(*context);
     return 1;
 }
@@ -85,54 +110,40 @@ int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on) {
 int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || !IsMeasuring(*context)) return 0;
-    context->replies.awaitedReply = n + DigitsNumber(command::S25);
-    if (n == 0) CC_BUFFRESET(arm);
+    context->replies.awaitedReply = n + awaited::Setting(command::S25);
+    if (n == 0) ResetMoveBuffer(context->motion);
     CommandName name = command::S25;
     name.digit2 = static_cast<char>(name.digit2 + n);
-    if (QueueMessage(*context, kNormal, CommandMessage(name)) != 0) return 0;
-    if (WaitForAck(*context) == 0) return 1;
-    return WaitForCompletion(arm);
+    if (!QueueMessage(context->link, kNormal, CommandMessage(name))) return 0;
+    return !WaitForAck(*context) || WaitForCompletion(*context, arm);
 }
 
 int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s) {
     ArmContext *const context = OpenArm(arm);
-    const StatusOrder *const order = FindStatusOrder(s);
-    if (context == nullptr || order == nullptr) return 0;
-    const bool askedForCoordinates = context->session.askCoordMode != 0;
-    if (askedForCoordinates) CC_ASKCOORD(arm, 0);
-    const int16_t result = OrderStatus(*context, arm, *order);
-    if (askedForCoordinates) CC_ASKCOORD(arm, 1);
-    return result;
+    return context != nullptr && OrderStatus(*context, arm, s);
 }
 
 int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code) {
     ArmContext *const context = OpenArm(arm);
-    if (context == nullptr) return 0;
-    const ReplyState &replies = context->replies;
-    if (replies.controllerState == state::kEmergency && context->session.extendedStart != 0) return 1;
-    const bool knowsLongCodes = replies.extendedInfo == 1 || replies.controllerInfo.optionCode == kOptionP10;
-    CommandMessage message(code / 256 != 0 && knowsLongCodes ? command::P01 : command::P00);
-    message.Byte(static_cast<uint8_t>(code));
-    return QueueMessage(*context, kPriority, message) == 0 ? 1 : 0;
+    return context != nullptr && OrderEmergency(*context, code);
 }
 
 int16_t CC_CALL CC_ZEROES(int16_t arm) {
-    return StartZeroing(arm, CommandMessage(command::S15));
+    return StartZeroing(OpenArm(arm), arm, CommandMessage(command::S15));
 }
 
 int16_t CC_CALL CC_ZEROESAB(int16_t arm) {
-    return StartZeroing(arm, CommandMessage(command::S15).Letter('A').Letter('B'));
+    return StartZeroing(OpenArm(arm), arm, CommandMessage(command::S15).Letter('A').Letter('B'));
 }
 
 int16_t CC_CALL CC_NCONWAITSTART(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     ReplyState &replies = context->replies;
-    const bool waits =
-        on != 0 && (replies.extendedInfo == 1 || replies.controllerInfo.optionCode == kOptionP10);
+    const bool waits = on != 0 && (replies.extendedInfo || replies.controllerInfo.optionCode == kOptionP10);
     const CommandMessage message(waits ? command::P10 : command::P02);
-    if (QueueMessage(*context, kPriority, message) != 0) return 0;
-    if (WaitForAck(*context, kStartAckTimeoutMs) == 0) return 0;
+    if (!QueueMessage(context->link, kPriority, message)) return 0;
+    if (!WaitForAck(*context, kStartAckTimeoutMs)) return 0;
     if (on != 0 && NeedsP10(replies)) NoteP10(replies);
     return 1;
 }

@@ -47,13 +47,13 @@ double ValueOrZero(const double *value) {
 }
 
 // A move of the rotary axes, one or two, with an optional last field.
-void FileRotaryMove(int16_t arm, CommandName name, uint16_t reportCode, const double *position, int axes,
-                    double scale, char lastField, int16_t lastValue) {
+void FileRotaryMove(ArmContext &context, CommandName name, uint16_t reportCode, const double *position,
+                    int axes, double scale, char lastField, int16_t lastValue) {
     CommandMessage message(name, kBufferedClass);
     for (int axis = 0; axis < axes; ++axis)
         message.Field(static_cast<char>('A' + axis), Counts(position[axis], scale));
     if (lastValue != 0) message.Field(lastField, lastValue);
-    File(SelectArm(arm).motion, reportCode, Approach(position), message);
+    File(context.motion, reportCode, Approach(position), message);
 }
 
 }  // namespace
@@ -64,12 +64,12 @@ void CC_CALL CC_BUFFRESET(int16_t arm) {
 
 int16_t CC_CALL CC_CANSEND(int16_t arm, int16_t ahead) {
     const MoveBuffer &moves = SelectArm(arm).motion;
-    if (moves.scanActive == 1) return 0;
+    if (moves.scanActive) return 0;
     const auto wrapped = [ahead](int32_t index, int32_t size) {
         return ((index + ahead) % size + size) % size;
     };
     if (moves.moveRing[wrapped(moves.moveRingWrite, kMoveSlots)].IsBusy()) return 0;
-    return moves.moveHistory[wrapped(moves.moveHistoryWrite, kHistoryEntries)].inUse == 0 ? 1 : 0;
+    return moves.moveHistory[wrapped(moves.moveHistoryWrite, kHistoryEntries)].inUse ? 0 : 1;
 }
 
 void CC_CALL CC_MOVE(int16_t arm, int16_t mode, const double *position, uint32_t pointId, uint8_t classByte,
@@ -104,28 +104,28 @@ void CC_CALL CC_MOVEINCR(int16_t arm, const double *position, uint32_t, int16_t 
 }
 
 void CC_CALL CC_MOVERT(int16_t arm, const double *position, uint32_t, int16_t feed) {
-    const ArmContext *const context = OpenArm(arm);
+    ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G01, CC_REPORT_MOVE, position, 1, context->axes.linearScale, 'F', feed);
+    FileRotaryMove(*context, command::G01, CC_REPORT_MOVE, position, 1, context->axes.linearScale, 'F', feed);
 }
 
 void CC_CALL CC_MOVEINCRRT(int16_t arm, const double *position, uint32_t, int16_t feed) {
-    const ArmContext *const context = OpenArm(arm);
+    ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 1, context->axes.linearScale, 'F',
+    FileRotaryMove(*context, command::G03, CC_REPORT_INCREMENTAL, position, 1, context->axes.linearScale, 'F',
                    feed);
 }
 
 void CC_CALL CC_MOVEWRIST(int16_t arm, const double *position, uint32_t, int16_t speed) {
-    const ArmContext *const context = OpenArm(arm);
+    ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G01, CC_REPORT_MOVE, position, 2, context->axes.wristScale, 'M', speed);
+    FileRotaryMove(*context, command::G01, CC_REPORT_MOVE, position, 2, context->axes.wristScale, 'M', speed);
 }
 
 void CC_CALL CC_MOVEWRISTINCR(int16_t arm, const double *position, uint32_t, int16_t speed) {
-    const ArmContext *const context = OpenArm(arm);
+    ArmContext *const context = OpenArm(arm);
     if (context == nullptr || position == nullptr) return;
-    FileRotaryMove(arm, command::G03, CC_REPORT_INCREMENTAL, position, 2, context->axes.linearScale, 'F',
+    FileRotaryMove(*context, command::G03, CC_REPORT_INCREMENTAL, position, 2, context->axes.linearScale, 'F',
                    speed);
 }
 
@@ -148,8 +148,8 @@ void CC_CALL CC_SPEED(int16_t arm, int16_t kind, int16_t value) {
 
 int16_t CC_CALL CC_MOVING(int16_t arm) {
     ArmContext &context = SelectArm(arm);
-    if (context.connection.simulationMode != 0) return 0;
-    return context.motion.movesInFlight != 0 || NextToFlush(context.motion).IsBusy() ? 1 : 0;
+    if (context.link.simulationMode) return 0;
+    return context.motion.movesInFlight != 0 || NextToFlush(context.motion).IsBusy();
 }
 
 void CC_CALL CC_FLYONOFF(int16_t arm, int16_t on) {

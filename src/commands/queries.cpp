@@ -1,4 +1,6 @@
 // Queries: coordinate reporting, controller information, I/O words, parameters, temperatures.
+#include "commands/queries.h"
+
 #include <cstring>
 #include <iterator>
 
@@ -63,46 +65,47 @@ void ConvertGroups(const ParameterSet &set, const ReplyState &replies, double *o
 
 // Whether the controller reports coordinates by itself when told to; otherwise the worker asks for them.
 bool ControllerStreams(const ArmContext &context) {
-    return context.settings.enableAutoCoord != 0 ||
-           (context.session.controllerClass == 2 && context.replies.controllerState != state::kMeasuring &&
-            context.settings.autoCoordMs != 0);
+    return context.settings.enableAutoCoord ||
+           (context.session.controllerClass == ControllerClass::Streaming &&
+            context.replies.controllerState != state::kMeasuring && context.settings.autoCoordMs != 0);
 }
 
-// Asks for the controller information, unless a zeroing is under way. Result: 0 without an answer.
-int16_t RefreshInfo(ArmContext &context, int16_t arm) {
-    if (context.replies.awaitedReply == 1) return 1;
-    context.replies.awaitedReply = kAnyStateReply;
+// Asks for the controller information, unless a zeroing is under way. Result: false without an answer.
+bool RefreshInfo(ArmContext &context, int16_t arm) {
+    if (context.replies.awaitedReply == awaited::kZeroing) return true;
+    context.replies.awaitedReply = awaited::kAnyState;
     const CommandMessage message(command::N00);
-    QueueMessage(context, kNormal, message);
-    if (WaitForAck(context) == 0) return 0;
-    if (WaitForCompletion(arm) != 0) return 1;
-    return SendWithRetries(context, arm, message);
+    QueueMessage(context.link, kNormal, message);
+    if (!WaitForAck(context)) return false;
+    return WaitForCompletion(context, arm) || SendWithRetries(context, arm, message);
 }
 
 }  // namespace
 
+void cc::ReportCoordinatesPeriodically(ArmContext &context, int16_t mode) {
+    SessionState &session = context.session;
+    session.askCoordMode = mode;
+    const bool on = mode != 0;
+    const bool streams = ControllerStreams(context);
+    session.autoCoordOn = on && !streams;
+    context.replies.coordAnswered = !streams;
+    if (!streams) return;
+    CommandMessage message(on ? command::J : command::K, kCoordinateModeClass);
+    if (on) message.Word(0).Word(static_cast<uint16_t>(context.settings.autoCoordMs));
+    QueueMessage(context.link, kNormal, message);
+}
+
 void CC_CALL CC_ASKCOORD(int16_t arm, int16_t mode) {
     ArmContext *const context = OpenArm(arm);
-    if (context == nullptr) return;
-    SessionState &session = context->session;
-    session.askCoordMode = mode;
-    if (!ControllerStreams(*context)) {
-        session.autoCoordOn = mode != 0 ? 1 : 0;
-        context->replies.coordAnswered = 1;
-        return;
-    }
-    session.autoCoordOn = 0;
-    context->replies.coordAnswered = 0;
-    CommandMessage message(mode != 0 ? command::J : command::K, kCoordinateModeClass);
-    if (mode != 0) message.Word(0).Word(static_cast<uint16_t>(context->settings.autoCoordMs));
-    QueueMessage(*context, kNormal, message);
+    if (context != nullptr) ReportCoordinatesPeriodically(*context, mode);
 }
 
 int16_t CC_CALL CC_INFO(int16_t arm, void *out) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || out == nullptr) return 0;
-    const bool changes = context->session.controllerClass != 1 && context->session.extendedStart != 0;
-    if (changes && RefreshInfo(*context, arm) == 0) return 0;
+    const bool changes =
+        context->session.controllerClass != ControllerClass::Old && context->session.extendedStart;
+    if (changes && !RefreshInfo(*context, arm)) return 0;
     std::memcpy(out, &context->replies.controllerInfo, sizeof context->replies.controllerInfo);
     return 1;
 }
@@ -111,12 +114,12 @@ int16_t CC_CALL CC_IO(int16_t arm, int16_t read, uint16_t *words) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || words == nullptr) return 0;
     if (read == 0) {
-        QueueMessage(*context, kPriority, CommandMessage(command::O00).Word(words[0]).Word(words[1]));
+        QueueMessage(context->link, kPriority, CommandMessage(command::O00).Word(words[0]).Word(words[1]));
         return 1;
     }
-    context->replies.awaitedReply = kAnyStateReply;
-    QueueMessage(*context, kPriority, CommandMessage(command::I00));
-    if (WaitForCompletion(arm) == 0) return 0;
+    context->replies.awaitedReply = awaited::kAnyState;
+    QueueMessage(context->link, kPriority, CommandMessage(command::I00));
+    if (!WaitForCompletion(*context, arm)) return 0;
     std::memcpy(words, context->replies.ioWords, sizeof context->replies.ioWords);
     return 1;
 }
@@ -127,8 +130,8 @@ int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out) {
     ReplyState &replies = context->replies;
     const bool known = set >= 1 && set <= static_cast<int16_t>(std::size(kParameterSets));
     if (known) replies.awaitedReply = kParameterSets[set - 1].replyCode;
-    QueueMessage(*context, kPriority, CommandMessage(command::R(set)));
-    if (WaitForCompletion(arm) == 0) return 0;
+    QueueMessage(context->link, kPriority, CommandMessage(command::R(set)));
+    if (!WaitForCompletion(*context, arm)) return 0;
     if (known) ConvertGroups(kParameterSets[set - 1], replies, out);
     if (set == kSingleValueSet) out[0] = Converted(replies.replyBuffer + at::kReplyPayload, kSpeedFactor);
     return 1;
@@ -137,5 +140,5 @@ int16_t CC_CALL CC_READ_PARAM(int16_t arm, int16_t set, double *out) {
 int16_t CC_CALL CC_READTEMP(int16_t arm) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return 0;
-    return QueueMessage(*context, kPriority, CommandMessage(command::S48)) == 0 ? 1 : 0;
+    return QueueMessage(context->link, kPriority, CommandMessage(command::S48));
 }

@@ -11,26 +11,15 @@ namespace {
 constexpr int16_t kScanArm = 1;
 constexpr double kUnitElement = 1000000000;  // how a matrix element of 1 is sent
 
-// The parameters, in the units of their messages; they keep their values across scans and sessions of the
-// arm.
-struct ScanParameters {
-    int32_t matrix[9];
-    int32_t offset[3];
-    int32_t tipRadius;
-    int32_t depth1;
-    int32_t depth2;
-    int32_t targetX;
-    int32_t targetY;
-    int32_t minStep;
-    int32_t maxStep;
-    int32_t threshold;
-} parameters{};
+ScanParameters &Parameters() {
+    return SelectArm(kScanArm).scan;
+}
 
 int32_t LengthCounts(const double *value) {
     return Counts(*value, SelectArm(kScanArm).axes.linearScale);
 }
 
-CommandMessage FrameMessage() {
+CommandMessage MatrixMessage(const ScanParameters &parameters) {
     CommandMessage message(command::S50);
     message.Letter('M');
     for (const int32_t element : parameters.matrix) message.Long(static_cast<uint32_t>(element));
@@ -38,7 +27,7 @@ CommandMessage FrameMessage() {
     return message;
 }
 
-CommandMessage ProbeMessage() {
+CommandMessage ProbeMessage(const ScanParameters &parameters) {
     CommandMessage message(command::S51);
     message.Field('A', 0).Field('B', 0).Field('M', parameters.tipRadius);
     message.Field('N', parameters.depth1).Field('F', parameters.depth2);
@@ -46,7 +35,7 @@ CommandMessage ProbeMessage() {
 }
 
 // The controller takes the message with half of its last field only.
-CommandMessage TargetMessage() {
+CommandMessage TargetMessage(const ScanParameters &parameters) {
     CommandMessage message(command::S52);
     message.Field('X', parameters.targetX).Field('Y', parameters.targetY);
     message.Field('A', parameters.minStep).Field('M', parameters.maxStep).Field('N', parameters.threshold);
@@ -55,9 +44,9 @@ CommandMessage TargetMessage() {
 }
 
 bool SendParameters(ArmContext &context, CommandName name, const CommandMessage &message) {
-    if (QueueMessage(context, kNormal, message) != 0) return false;
-    context.replies.awaitedReply = DigitsNumber(name);
-    return WaitForCompletion(kScanArm) != 0;
+    if (!QueueMessage(context.link, kNormal, message)) return false;
+    context.replies.awaitedReply = awaited::Setting(name);
+    return WaitForCompletion(context, kScanArm);
 }
 
 // Sends everything in the ring, whatever the controller's state and without counting it as in flight.
@@ -66,7 +55,7 @@ bool DrainMoveRing(ArmContext &context) {
     while (NextToFlush(moves).IsBusy()) {
         const MoveSlot &slot = NextToFlush(moves);
         const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
-        if (moves.flushedTo == kNotFlushed && QueueMessage(context, kNormal, length, slot.bytes) != 0)
+        if (moves.flushedTo == kNotFlushed && !QueueMessage(context.link, kNormal, length, slot.bytes))
             return false;
         ReleaseFlushedSlot(moves);
     }
@@ -77,53 +66,58 @@ bool DrainMoveRing(ArmContext &context) {
 
 void CC_CALL L2S_SetRotMatrix(const double *matrix, const double *offset) {
     if (matrix == nullptr || offset == nullptr) return;
+    ScanParameters &parameters = Parameters();
     for (int i = 0; i < 9; ++i) parameters.matrix[i] = Counts(matrix[i], 1.0, kUnitElement);
     for (int i = 0; i < 3; ++i) parameters.offset[i] = LengthCounts(offset + i);
 }
 
 void CC_CALL L2S_SetTipRad(const double *tipRadius) {
-    if (tipRadius != nullptr) parameters.tipRadius = LengthCounts(tipRadius);
+    if (tipRadius != nullptr) Parameters().tipRadius = LengthCounts(tipRadius);
 }
 
 void CC_CALL L2S_SetRegDepth(const double *depth1, const double *depth2) {
     if (depth1 == nullptr || depth2 == nullptr) return;
+    ScanParameters &parameters = Parameters();
     parameters.depth1 = LengthCounts(depth1);
     parameters.depth2 = LengthCounts(depth2);
 }
 
 void CC_CALL L2S_SetTargetPoint(const double *targetX, const double *targetY) {
     if (targetX == nullptr || targetY == nullptr) return;
+    ScanParameters &parameters = Parameters();
     parameters.targetX = LengthCounts(targetX);
     parameters.targetY = LengthCounts(targetY);
 }
 
 void CC_CALL L2S_SetMaxMinStep(const double *maxStep, const double *minStep) {
     if (maxStep == nullptr || minStep == nullptr) return;
+    ScanParameters &parameters = Parameters();
     parameters.maxStep = LengthCounts(maxStep);
     parameters.minStep = LengthCounts(minStep);
 }
 
 void CC_CALL L2S_SetTreshold(const double *threshold) {
-    if (threshold != nullptr) parameters.threshold = LengthCounts(threshold);
+    if (threshold != nullptr) Parameters().threshold = LengthCounts(threshold);
 }
 
 int16_t CC_CALL L2S_StartScan(void) {
     ArmContext *const context = OpenArm(kScanArm);
     if (context == nullptr) return 0;
-    if (!SendParameters(*context, command::S50, FrameMessage())) return 0;
-    if (!SendParameters(*context, command::S51, ProbeMessage())) return 0;
-    if (!SendParameters(*context, command::S52, TargetMessage())) return 0;
+    const ScanParameters &parameters = context->scan;
+    if (!SendParameters(*context, command::S50, MatrixMessage(parameters))) return 0;
+    if (!SendParameters(*context, command::S51, ProbeMessage(parameters))) return 0;
+    if (!SendParameters(*context, command::S52, TargetMessage(parameters))) return 0;
     const CommandMessage start(command::G07, kBufferedClass);
     FileHistory(context->motion, kScanTag, nullptr);
     FileMessage(context->motion, start.Data(), start.Size());
     if (!DrainMoveRing(*context)) return 0;
-    context->motion.scanActive = 1;
+    context->motion.scanActive = true;
     return 1;
 }
 
 int16_t CC_CALL L2S_StopScan(void) {
     ArmContext *const context = OpenArm(kScanArm);
-    if (context == nullptr || context->motion.scanActive == 0) return 0;
+    if (context == nullptr || !context->motion.scanActive) return 0;
     if (context->replies.controllerState != state::kMeasuring) return 0;
-    return QueueMessage(*context, kPriority, CommandMessage(command::P04)) == 0 ? 1 : 0;
+    return QueueMessage(context->link, kPriority, CommandMessage(command::P04));
 }

@@ -1,7 +1,10 @@
 // Commands that change the controller's settings, and messages that the client composes itself.
+#include "commands/settings.h"
+
 #include <cstring>
 
 #include "cc_interface.h"
+#include "commands/modes.h"
 #include "exchange/waits.h"
 #include "link/send_path.h"
 #include "motion/move_buffer.h"
@@ -10,8 +13,7 @@ using namespace cc;
 
 namespace {
 
-constexpr int32_t kInfoBytes = 10;
-constexpr int32_t kFrameHeadBytes = 5;  // count, class, letter, two digits
+constexpr int32_t kHeadBytes = 5;  // count, class, letter, two digits
 
 uint8_t Flag(int16_t on) {
     return on != 0 ? 1 : 0;
@@ -25,65 +27,87 @@ struct AxesOrder {
 };
 
 AxesOrder ChooseAxesOrder(bool newer, bool on) {
-    if (newer) return on ? AxesOrder{command::S13, 19} : AxesOrder{command::S12, 18};
+    if (newer)
+        return on ? AxesOrder{command::S13, awaited::kAxesEnabled}
+                  : AxesOrder{command::S12, awaited::kAxesDisabled};
     return {on ? command::P08 : command::P07, state::kEmergency};
 }
 
-int16_t FileFrame(ArmContext &context, const void *bytes, int16_t length, int16_t value) {
+bool FileMove(ArmContext &context, const void *bytes, int16_t length, int16_t value) {
     // An empty message would free a slot that the flush waits at, and stop it for good.
-    if (length <= 0 || length > kMoveSlotBytes) return 0;
+    if (length <= 0 || length > kMoveSlotBytes) return false;
     FileHistory(context.motion, static_cast<uint16_t>(value - 32), nullptr);
     FileMessage(context.motion, static_cast<const uint8_t *>(bytes), length);
-    return 1;
+    return true;
 }
 
-int16_t QueueFrame(ArmContext &context, int16_t arm, const void *bytes, int16_t length) {
-    if (QueueMessage(context, kNormal, length, static_cast<const uint8_t *>(bytes)) != 0) return 0;
-    return WaitForCompletion(arm);
+bool SendAndWait(ArmContext &context, int16_t arm, const void *bytes, int16_t length) {
+    return QueueMessage(context.link, kNormal, length, static_cast<const uint8_t *>(bytes)) &&
+           WaitForCompletion(context, arm);
+}
+
+// The same with the link acknowledgement waited for first.
+bool SendAcknowledged(ArmContext &context, int16_t arm, const CommandMessage &message) {
+    return QueueMessage(context.link, kNormal, message) && WaitForAck(context) &&
+           WaitForCompletion(context, arm);
 }
 
 }  // namespace
 
+namespace cc {
+
+bool ReadStoredInfo(ArmContext &context, int16_t arm) {
+    context.replies.awaitedReply = awaited::kAnyState;
+    return SendAcknowledged(context, arm, CommandMessage(command::S19));
+}
+
+bool WriteStoredInfo(ArmContext &context, int16_t arm, const void *info) {
+    context.replies.awaitedReply = awaited::Setting(command::S20);
+    return SendAcknowledged(context, arm, CommandMessage(command::S20).Bytes(info, kInfoBytes));
+}
+
+}  // namespace cc
+
 int16_t CC_CALL CC_FEED(int16_t arm, int16_t feed) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return 0;
-    if (QueueMessage(*context, kNormal, CommandMessage(command::F34).Field('F', feed)) != 0) return 0;
-    return WaitForAck(*context);
+    return QueueMessage(context->link, kNormal, CommandMessage(command::F34).Field('F', feed)) &&
+           WaitForAck(*context);
 }
 
 int16_t CC_CALL CC_ENDIS_AXES(int16_t arm, int16_t on, int16_t n, const void *bytes) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr || n < 0 || (n > 0 && bytes == nullptr)) return 0;
-    if (n > CommandMessage::kCapacity - kFrameHeadBytes) return 0;
+    if (n > CommandMessage::kCapacity - kHeadBytes) return 0;
     ReplyState &replies = context->replies;
-    const bool newer = context->session.controllerClass == 3 && replies.controllerInfo.controllerType != 0;
-    if (newer && CC_SETSTATUS(arm, CC_ORDER_STOPPED) == 0) return 0;
+    const bool newer = context->session.controllerClass == ControllerClass::Newer &&
+                       replies.controllerInfo.controllerType != 0;
+    if (newer && !OrderStatus(*context, arm, CC_ORDER_STOPPED)) return 0;
     const AxesOrder order = ChooseAxesOrder(newer, on != 0);
     replies.awaitedReply = order.awaited;
     CommandMessage message(order.name);
     if (n > 0) message.Bytes(bytes, n);
-    if (QueueMessage(*context, kNormal, message) != 0) return 0;
-    replies.resetStatusPending = 1;
-    return WaitForCompletion(arm);
+    if (!QueueMessage(context->link, kNormal, message)) return 0;
+    replies.resetStatusPending = true;
+    return WaitForCompletion(*context, arm);
 }
 
 int16_t CC_CALL CC_ENDIS_STARTHOLD_MSG(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return 0;
-    if (context->replies.extendedInfo != 1) return 1;
-    context->replies.awaitedReply = kAnyStateReply;
-    if (QueueMessage(*context, kNormal, CommandMessage(command::S49).Byte(Flag(on))) != 0) return 0;
-    return WaitForCompletion(arm);
+    if (!context->replies.extendedInfo) return 1;
+    context->replies.awaitedReply = awaited::kAnyState;
+    return QueueMessage(context->link, kNormal, CommandMessage(command::S49).Byte(Flag(on))) &&
+           WaitForCompletion(*context, arm);
 }
 
 int16_t CC_CALL CC_ENDIS_TP200(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return 0;
     const CommandMessage message = CommandMessage(command::S54).Letter('M').Byte(Flag(on)).Byte(0);
-    if (QueueMessage(*context, kNormal, message) != 0) return 0;
-    if (WaitForAck(*context) == 0) return 0;
-    context->replies.awaitedReply = DigitsNumber(command::S54);
-    return WaitForCompletion(arm);
+    if (!QueueMessage(context->link, kNormal, message) || !WaitForAck(*context)) return 0;
+    context->replies.awaitedReply = awaited::Setting(command::S54);
+    return WaitForCompletion(*context, arm);
 }
 
 int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on) {
@@ -98,22 +122,13 @@ int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on) {
 
 int16_t CC_CALL CC_SETINFO(int16_t arm, const void *record) {
     ArmContext *const context = OpenArm(arm);
-    if (context == nullptr || record == nullptr) return 0;
-    context->replies.awaitedReply = DigitsNumber(command::S20);
-    if (QueueMessage(*context, kNormal, CommandMessage(command::S20).Bytes(record, kInfoBytes)) != 0)
-        return 0;
-    if (WaitForAck(*context) == 0) return 0;
-    return WaitForCompletion(arm);
+    return context != nullptr && record != nullptr && WriteStoredInfo(*context, arm, record);
 }
 
 int16_t CC_CALL CC_GETINFO(int16_t arm, void *out) {
     ArmContext *const context = OpenArm(arm);
-    if (context == nullptr || out == nullptr) return 0;
-    context->replies.awaitedReply = kAnyStateReply;
-    if (QueueMessage(*context, kNormal, CommandMessage(command::S19)) != 0) return 0;
-    if (WaitForAck(*context) == 0 || WaitForCompletion(arm) == 0) return 0;
-    // The worker reads into storedInfo itself.
-    std::memmove(out, context->replies.storedInfo, kInfoBytes);
+    if (context == nullptr || out == nullptr || !ReadStoredInfo(*context, arm)) return 0;
+    std::memcpy(out, context->replies.storedInfo, kInfoBytes);
     return 1;
 }
 
@@ -127,13 +142,13 @@ int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t length, int
     if (context == nullptr || bytes == nullptr || length < 0) return 0;
     switch (kind) {
         case CC_FRAME_BUFFERED:
-            return FileFrame(*context, bytes, length, value);
+            return FileMove(*context, bytes, length, value);
         case CC_FRAME_AWAITED:
         case 8:
             context->replies.awaitedReply = value;
             [[fallthrough]];
         case CC_FRAME_QUEUED:
-            return QueueFrame(*context, arm, bytes, length);
+            return SendAndWait(*context, arm, bytes, length);
         default:
             return 0;
     }

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "arm/arm_context.h"
 #include "exchange/point_reports.h"
 #include "link/send_path.h"
 #include "protocol/little_endian.h"
@@ -46,34 +45,34 @@ bool IsExtendedType(uint16_t type) {
 
 void DecodeInformation(const Reply &reply) {
     ReplyState &replies = reply.State();
-    const int32_t seenBefore = replies.infoSeen;
-    replies.infoSeen = 1;
-    if (replies.awaitedReply == 1) return;
+    const bool seenBefore = replies.infoSeen;
+    replies.infoSeen = true;
+    if (replies.awaitedReply == awaited::kZeroing) return;
     ControllerInfo &information = replies.controllerInfo;
     FillControllerInfo(information, reply.bytes);
-    replies.extendedInfo = IsExtendedType(information.controllerType) ? 1 : 0;
-    if (replies.extendedInfo == 0) return;
+    replies.extendedInfo = IsExtendedType(information.controllerType);
+    if (!replies.extendedInfo) return;
     information.extra[0] = reply.bytes[14];
     information.extra[1] = reply.bytes[15];
-    replies.resetStatusPending = 0;
-    if (seenBefore == 0 && replies.controllerState == state::kEmergency) NotifyHold(replies, kWordReset);
+    replies.resetStatusPending = false;
+    if (!seenBefore && replies.controllerState == state::kEmergency) NotifyHold(replies, kWordReset);
 }
 
 void OnState(const Reply &reply) {
     ReplyState &replies = reply.State();
     const int32_t newState = reply.ControllerState();
     replies.controllerState = newState;
-    if (replies.awaitedReply == kAnyStateReply || newState == state::kStopped) {
-        replies.awaitedReply = kNothingAwaited;
+    if (replies.awaitedReply == awaited::kAnyState || newState == state::kStopped) {
+        replies.awaitedReply = awaited::kNothing;
     } else {
-        replies.awaitedReply ^= newState;
+        FoldAnswer(replies, newState);
     }
-    const bool switchedOn = replies.extendedInfo == 0 && reply.context.session.startMode == 1 &&
-                            newState == state::kStopped && replies.resumeNotifyPending == 0;
+    const bool switchedOn = !replies.extendedInfo && reply.context.session.startMode == 1 &&
+                            newState == state::kStopped && !replies.resumeNotifyPending;
     if (switchedOn) Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
     if (reply.length != kShortestReply) DecodeInformation(reply);
-    if (replies.resumeNotifyPending == 1) {
-        replies.resumeNotifyPending = 0;
+    if (replies.resumeNotifyPending) {
+        replies.resumeNotifyPending = false;
         NotifyResume(replies, kWordStart);
     }
 }
@@ -101,8 +100,8 @@ void OnReport3(const Reply &reply) {
 void OnEmergency(const Reply &reply) {
     ReplyState &replies = reply.State();
     replies.controllerState = reply.ControllerState();
-    replies.awaitedReply = replies.awaitedReply == state::kEmergency ? kNothingAwaited : kAnyStateReply;
-    replies.coordAnswered = 1;
+    replies.awaitedReply = replies.awaitedReply == state::kEmergency ? awaited::kNothing : awaited::kAnyState;
+    replies.coordAnswered = true;
     replies.coordQuery = CoordQuery::None;
     NotifyPayload(reply, reply.Code() == reply::kEmergency ? CC_EVENT_EMERGENCY : CC_EVENT_EMERGENCY_51);
 }
@@ -110,7 +109,7 @@ void OnEmergency(const Reply &reply) {
 // ---- completions
 
 void OnDone(const Reply &reply) {
-    reply.State().awaitedReply = kNothingAwaited;
+    reply.State().awaitedReply = awaited::kNothing;
 }
 
 void OnSetting(const Reply &reply) {
@@ -120,8 +119,8 @@ void OnSetting(const Reply &reply) {
 void OnZeroing(const Reply &reply) {
     ReplyState &replies = reply.State();
     if (replies.awaitedReply != reply.SignedByte(3)) return;
-    if (replies.awaitedReply == 1) {
-        replies.zeroingDone = 1;
+    if (replies.awaitedReply == awaited::kZeroing) {
+        replies.zeroingDone = true;
         if (reply.context.session.startMode == 1) {
             Notify(replies, CC_EVENT_ZEROING_DONE, CC_EVENT_ZEROING_DONE);
             TraceEndOfZeroing(reply.context.trace, reply.arm);
@@ -142,7 +141,7 @@ void OnStoredInfo(const Reply &reply) {
 }
 
 void OnParameters(const Reply &reply) {
-    reply.State().awaitedReply ^= reply.Code();
+    FoldAnswer(reply.State(), reply.Code());
 }
 
 void OnTemperatures(const Reply &reply) {
@@ -183,7 +182,7 @@ void OnBuffered(const Reply &reply) {
     if (replies.controllerState == state::kUnknown) return;
     OnDone(reply);
     const MoveHistoryEntry &entry = OldestEntry(moves);
-    if (entry.inUse == 0) return;  // of a message from before a reset
+    if (!entry.inUse) return;  // of a message from before a reset
     const uint16_t tag = entry.tag;
     if (tag < kFirstReportTag) {
         // A probing move that is acknowledged before its point was rejected, and with it all that follows.
@@ -194,7 +193,7 @@ void OnBuffered(const Reply &reply) {
     }
     const AcknowledgedEntry acknowledged(moves);
     if (tag == kScanTag) {
-        moves.scanActive = 0;
+        moves.scanActive = false;
         Notify(replies, CC_EVENT_SCAN_END, 0);
     } else {
         Notify(replies, CC_EVENT_MOVE_DONE, static_cast<uint16_t>(tag - kFirstReportTag));
@@ -212,7 +211,7 @@ void OnPosition(const Reply &reply) {
 // While both the worker's request and the client's are out, the first report ends the client's query.
 void OnCoordinates(const Reply &reply) {
     ReplyState &replies = reply.State();
-    if (replies.coordQuery != CoordQuery::OwnReport) replies.coordAnswered = 1;
+    if (replies.coordQuery != CoordQuery::OwnReport) replies.coordAnswered = true;
     replies.coordQuery = CoordQuery::None;
     ReportCoordinates(reply.context, reply.bytes);
 }
@@ -223,9 +222,9 @@ void OnHostAnswer(const Reply &reply) {
     const ReplyState &replies = reply.State();
     const bool busy =
         replies.controllerState == state::kMeasuring || replies.controllerState == state::kZeroing;
-    if (replies.extendedInfo == 0 && busy) return;
+    if (!replies.extendedInfo && busy) return;
     const CommandMessage answer(reply.Code() == reply::kHostAnswer5 ? command::P05 : command::P06);
-    QueueMessage(reply.context, kPriority, answer);
+    QueueMessage(reply.context.link, kPriority, answer);
 }
 
 void OnEvent17(const Reply &reply) {
@@ -246,9 +245,8 @@ void OnEvent21(const Reply &reply) {
 
 void OnEvent22(const Reply &reply) {
     ReplyState &replies = reply.State();
-    if (replies.p10Sent == 1 && replies.extendedInfo == 0 &&
-        replies.controllerInfo.optionCode == kOptionP10) {
-        replies.p10Sent = 0;
+    if (replies.p10Sent && !replies.extendedInfo && replies.controllerInfo.optionCode == kOptionP10) {
+        replies.p10Sent = false;
         NotifyResume(replies, kWordStart);
     }
     Notify(replies, CC_EVENT_22, CC_EVENT_22);
@@ -260,11 +258,11 @@ void OnEvent23(const Reply &reply) {
 
 void OnControllerOn(const Reply &reply) {
     ReplyState &replies = reply.State();
-    replies.resumeNotifyPending = 1;
+    replies.resumeNotifyPending = true;
     if (reply.context.session.startMode == 1) {
         Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
     } else {
-        replies.resetStatusPending = 1;
+        replies.resetStatusPending = true;
         NotifyResume(replies, kWordReset);
     }
 }
@@ -310,13 +308,13 @@ constexpr struct {
 
 // Reports changes of the link. Result: whether the reply just taken must be dropped.
 bool ReportLink(ReplyState &replies, uint16_t linkState) {
-    if (linkState != 0 && replies.linkFaultNotified == 0) {
-        replies.linkFaultNotified = 1;
+    if (linkState != 0 && !replies.linkFaultNotified) {
+        replies.linkFaultNotified = true;
         Notify(replies, CC_EVENT_LINK, info::kLinkLost);
         return true;
     }
-    if (linkState == 0 && replies.linkFaultNotified == 1) {
-        replies.linkFaultNotified = 0;
+    if (linkState == 0 && replies.linkFaultNotified) {
+        replies.linkFaultNotified = false;
         Notify(replies, CC_EVENT_LINK, info::kLinkInOrder);
     }
     return false;
@@ -324,10 +322,9 @@ bool ReportLink(ReplyState &replies, uint16_t linkState) {
 
 }  // namespace
 
-bool DecodeReplies(int16_t arm) {
-    ArmContext &context = SelectArm(arm);
+bool DecodeReplies(ArmContext &context, int16_t arm) {
     uint16_t length = 0;
-    const uint16_t linkState = TakeReply(context, length, context.replies.replyBuffer);
+    const uint16_t linkState = TakeReply(context.link, length, context.replies.replyBuffer);
     if (ReportLink(context.replies, linkState) || length < kShortestReply) return length != 0;
     const Reply reply{context, arm, length, context.replies.replyBuffer};
     for (const auto &handler : kHandlers) {

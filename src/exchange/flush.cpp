@@ -11,22 +11,21 @@ namespace {
 // run twice.
 bool SendSlot(ArmContext &context) {
     MoveBuffer &moves = context.motion;
-    const MessageQueues &queues = context.queues;
+    const MessageQueues &queues = context.link.queues;
     if (moves.flushedTo != kNotFlushed && !queues.sendQueue[moves.flushedTo].IsBusy()) return true;
     if (moves.flushedTo == kNotFlushed) {
         const MoveSlot &slot = NextToFlush(moves);
         const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
         const int32_t sendSlot = queues.sendWrite;
-        if (QueueMessage(context, kNormal, length, slot.bytes) != 0) return false;
+        if (!QueueMessage(context.link, kNormal, length, slot.bytes)) return false;
         moves.flushedTo = sendSlot;
     }
-    return WaitForAck(context) != 0;
+    return WaitForAck(context);
 }
 
 }  // namespace
 
-void FlushMoveRing(int16_t arm) {
-    ArmContext &context = SelectArm(arm);
+void FlushMoveRing(ArmContext &context) {
     MoveBuffer &moves = context.motion;
     if (context.replies.controllerState != state::kMeasuring) return;
     while (NextToFlush(moves).IsBusy() && moves.movesInFlight < moves.maxMovesInFlight) {

@@ -75,7 +75,7 @@ void ReportPoint(ArmContext &arm, const uint8_t *reply, uint16_t length) {
     ReplyState &replies = arm.replies;
     PointRecord &point = replies.pointRecord;
     const MoveHistoryEntry &entry = OldestEntry(arm.motion);
-    const bool waiting = entry.inUse != 0;
+    const bool waiting = entry.inUse;
     const bool scanning = waiting && entry.tag == kScanTag;
     const bool buffered = waiting && replies.controllerState == state::kMeasuring;
     uint16_t infoWord = 0;

@@ -23,74 +23,71 @@ constexpr uint32_t kLongestUnreadMs = 1000;
 
 constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 
-bool IsAcknowledged(ArmContext &context, uint32_t timeoutMs) {
-    platform::Event &ackEvent = context.connection.ackEvent;
+bool IsAcknowledged(LinkState &link, uint32_t timeoutMs) {
+    platform::Event &ackEvent = link.ackEvent;
     for (uint32_t ms = 0; ms < timeoutMs; ms += kAckStepMs) {
         if (ackEvent.Wait(kAckStepMs)) return true;
     }
-    for (uint32_t ms = 0; ms < kLongestUnreadMs && IsReceptionBehind(context); ms += kUnreadStepMs) {
+    for (uint32_t ms = 0; ms < kLongestUnreadMs && IsReceptionBehind(link); ms += kUnreadStepMs) {
         if (ackEvent.Wait(kUnreadStepMs)) return true;
     }
     return ackEvent.Wait(0);
 }
 
-int16_t SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &message, bool &queued) {
-    queued = QueueMessage(context, kNormal, message) == 0;
-    return queued ? WaitForCompletion(arm) : int16_t{0};
+bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &message, bool &queued) {
+    queued = QueueMessage(context.link, kNormal, message);
+    return queued && WaitForCompletion(context, arm);
 }
 
 }  // namespace
 
-int16_t WaitForAck(ArmContext &context, uint32_t timeoutMs) {
-    if (context.connection.simulationMode != 0 || !context.connection.ackEvent.IsOpen()) return 1;
-    if (IsAcknowledged(context, timeoutMs)) return 1;
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs) {
+    LinkState &link = context.link;
+    if (link.simulationMode || !link.ackEvent.IsOpen()) return true;
+    if (IsAcknowledged(link, timeoutMs)) return true;
     const WorkerHold hold(context.replies);
     platform::ShowMessageBox(" No ACK Received ");
-    return 0;
-}
-
-bool IsTicking(const ArmContext &context) {
-    return context.connection.mmTimerRunning != 0;
+    return false;
 }
 
 WaitLimit::WaitLimit(ArmContext &context)
     : context_(context),
-      counter_(context.counters),
+      counter_(context.link.counters),
       limit_(static_cast<uint32_t>(context.settings.timeoutTicks)) {
-    if (context.connection.workerActive == 0) limit_ *= 2;
+    if (!context.connection.workerActive) limit_ *= 2;
 }
 
 bool WaitLimit::IsOver() {
-    if (!IsTicking(context_)) return true;
+    if (!context_.link.mmTimerRunning) return true;
     if (counter_.Ticks() < limit_) return false;
-    if (extended_ || !IsReceptionBehind(context_)) return true;
+    if (extended_ || !IsReceptionBehind(context_.link)) return true;
     extended_ = true;
     limit_ = std::min(limit_ + 1000 / context_.connection.tickPeriodMs, kMostTicks);
     return false;
 }
 
-int16_t WaitForCompletion(int16_t arm) {
-    ArmContext &context = SelectArm(arm);
+bool WaitForCompletion(ArmContext &context, int16_t arm) {
     WaitLimit limit(context);
-    if (!limit.IsCounted()) return 0;
-    while (context.replies.awaitedReply != kNothingAwaited && !limit.IsOver()) {
+    if (!limit.IsCounted()) return false;
+    const ReplyState &replies = context.replies;
+    while (replies.awaitedReply != awaited::kNothing && !limit.IsOver()) {
         platform::Sleep(kDecodeIntervalMs);
-        DecodeReplies(arm);
+        DecodeReplies(context, arm);
     }
-    return context.replies.awaitedReply == kNothingAwaited ? 1 : 0;
+    return replies.awaitedReply == awaited::kNothing;
 }
 
-int16_t SendWithRetries(ArmContext &context, int16_t arm, const CommandMessage &message) {
-    if (context.connection.simulationMode != 0) return 1;
+bool SendWithRetries(ArmContext &context, int16_t arm, const CommandMessage &message) {
+    LinkState &link = context.link;
+    if (link.simulationMode) return true;
     bool queued = true;
-    for (int attempt = 0; attempt < kSendAttempts && IsTicking(context); ++attempt) {
-        if (SendAndComplete(context, arm, message, queued) != 0) return 1;
-        if (!queued) return 0;
+    for (int attempt = 0; attempt < kSendAttempts && link.mmTimerRunning; ++attempt) {
+        if (SendAndComplete(context, arm, message, queued)) return true;
+        if (!queued) return false;
     }
-    if (!IsTicking(context)) return 0;
-    ForceLinkDown(context);
-    if (LinkStart(context) != 0) return 0;
-    return SendAndComplete(context, arm, message, queued);
+    if (!link.mmTimerRunning) return false;
+    ForceLinkDown(link);
+    return LinkStart(link) && SendAndComplete(context, arm, message, queued);
 }
 
 }  // namespace cc

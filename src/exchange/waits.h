@@ -4,22 +4,17 @@
 #include <cstdint>
 
 #include "arm/arm_context.h"
-#include "link/tick_counters.h"
 #include "protocol/command_message.h"
 
 namespace cc {
 
 inline constexpr uint32_t kAckTimeoutMs = 3000;
 
-/// Waits until the controller has acknowledged the message in flight. Result: 1, at once in simulation mode
-/// and without an acknowledgement event; 0 after a time-out, once the operator has closed the box " No ACK
+/// Waits until the controller has acknowledged the message in flight. Result: true, at once in simulation mode
+/// and without an acknowledgement event; false after a time-out, once the operator has closed the box " No ACK
 /// Received ". Time in which the host stands still counts little, and frames that lie unread in the input at
 /// the end are waited for, a second at the most.
-int16_t WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
-
-/// Whether the arm's ticks go on, without which no wait would end: the client may have closed the arm in its
-/// callback.
-bool IsTicking(const ArmContext &context);
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
 
 /// The time that a wait may take: timeoutTicks, twice as many while the worker does not serve the arm. When
 /// frames lie unread in the input at its end, a second more, once.
@@ -40,13 +35,13 @@ class WaitLimit {
     bool extended_ = false;
 };
 
-/// Decodes replies, one every 10 ms, until the awaited one has come. Result: 1 when it has; 0 at the end of
-/// WaitLimit, or at once when no tick counter is free or the arm does not tick.
-int16_t WaitForCompletion(int16_t arm);
+/// Decodes replies, one every 10 ms, until the awaited one has come; `arm` as for DecodeReplies. Result: whether it
+/// has, before the end of WaitLimit; false at once when no tick counter is free or the arm does not tick.
+bool WaitForCompletion(ArmContext &context, int16_t arm);
 
 /// Sends a message whose reply did not come up to four times, then once more after a restart of the link;
-/// awaitedReply keeps the value that the first attempt set. Result: 1 when the reply came, and at once in
-/// simulation mode; else 0.
-int16_t SendWithRetries(ArmContext &context, int16_t arm, const CommandMessage &message);
+/// awaitedReply keeps the value that the first attempt set. Result: whether the reply came; true at once in
+/// simulation mode.
+bool SendWithRetries(ArmContext &context, int16_t arm, const CommandMessage &message);
 
 }  // namespace cc

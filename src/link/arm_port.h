@@ -5,17 +5,24 @@
 
 namespace cc {
 
-struct ArmContext;
+struct LinkState;
 
 class CArmPort final : public CSerial {
   public:
-    explicit CArmPort(ArmContext &arm) : arm_(arm) {}
+    /// Takes what has come, on the line-event thread, each time the event character has been received.
+    using Receiver = void (*)(LinkState &link);
+
+    explicit CArmPort(LinkState &link) : link_(link) {}
     ~CArmPort() override { Close(); }
 
-  private:
-    void OnEventChar() override;
+    /// Names the receiver, before the port is opened.
+    void SetReceiver(Receiver receiver) { receiver_ = receiver; }
 
-    ArmContext &arm_;
+  private:
+    void OnEventChar() override { receiver_(link_); }
+
+    LinkState &link_;
+    Receiver receiver_ = nullptr;
 };
 
 }  // namespace cc

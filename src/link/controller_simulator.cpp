@@ -124,8 +124,7 @@ void Move(Exchange &x) {
 void ProbingMove(Exchange &x) {
     ReplyWriter point = x.Reply(reply::kPoint);
     point.Byte(0).Byte(x.command[at::kClass]).Bytes(x.command + kMoveFields, 3 * kMoveFieldBytes);
-    if (x.simulator.simPositionEcho != 0)
-        point.Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition);
+    if (x.simulator.simPositionEcho) point.Bytes(&x.simulator.simPosition, sizeof x.simulator.simPosition);
     x.Send(point);
     Move(x);
 }
@@ -156,10 +155,10 @@ void Information(Exchange &x) {
 }
 
 void EchoOff(Exchange &x) {
-    x.simulator.simPositionEcho = 0;
+    x.simulator.simPositionEcho = false;
 }
 void EchoOn(Exchange &x) {
-    x.simulator.simPositionEcho = 1;
+    x.simulator.simPositionEcho = true;
 }
 
 void ReadWords(Exchange &x) {
@@ -219,7 +218,7 @@ bool ConsumeHead(SimulatorState &simulator, MessageQueues &queues, MessageSlot *
                  int32_t queueSize) {
     MessageSlot &slot = queue[readIndex];
     if (!slot.IsBusy()) return false;
-    if (SimulateCommand(simulator, slot.data, queues.replyQueue, queues.simReplyWrite, kReplySlots) != 0) {
+    if (SimulateCommand(simulator, slot.data, queues.replyQueue, queues.simReplyWrite, kReplySlots)) {
         slot.Free();
         readIndex = NextIndex(readIndex, queueSize);
     }
@@ -233,25 +232,25 @@ void ResetSimulator(SimulatorState &simulator) {
     simulator.simPair[1] = 2;
     simulator.simState = state::kStopped;
     simulator.simWaitCount = 0;
-    simulator.simPositionEcho = 0;
+    simulator.simPositionEcho = false;
     simulator.simInfo[0] = 1;
     simulator.simInfo[1] = 0;
 }
 
-int SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue,
-                    int32_t &writeIndex, int32_t queueSize) {
-    if (replyQueue[writeIndex].IsBusy()) return 0;
+bool SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue,
+                     int32_t &writeIndex, int32_t queueSize) {
+    if (replyQueue[writeIndex].IsBusy()) return false;
     const CommandName name{static_cast<char>(command[at::kLetter]),
                            static_cast<char>(command[at::kLetter + 1]),
                            static_cast<char>(command[at::kLetter + 2])};
     const int32_t number = CommandNumber(name);
     const auto *const rule = std::find_if(std::begin(kRules), std::end(kRules),
                                           [number](const Rule &r) { return r.number == number; });
-    if (rule == std::end(kRules)) return 1;
-    if (rule->replies == 2 && replyQueue[NextIndex(writeIndex, queueSize)].IsBusy()) return 0;
+    if (rule == std::end(kRules)) return true;
+    if (rule->replies == 2 && replyQueue[NextIndex(writeIndex, queueSize)].IsBusy()) return false;
     Exchange exchange{simulator, command, name, replyQueue, writeIndex, queueSize};
     rule->act(exchange);
-    return 1;
+    return true;
 }
 
 void StepSimulator(SimulatorState &simulator, MessageQueues &queues) {

@@ -21,16 +21,16 @@ struct SimulatorState {
     uint8_t simInfo[10]{};
     SimulatedPosition simPosition;  // of the last move
     uint16_t simPair[2]{};
-    uint16_t simPositionEcho = 0;
+    bool simPositionEcho = false;
 };
 
 /// The values that the link reset of a real port leaves.
 void ResetSimulator(SimulatorState &simulator);
 
-/// Answers one command message with replies at `writeIndex` of the reply queue. Result: 1 when the command
-/// was consumed, with or without replies; 0 when it must wait for room in the queue.
-int SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue,
-                    int32_t &writeIndex, int32_t queueSize);
+/// Answers one command message with replies at `writeIndex` of the reply queue. Result: whether the
+/// command was consumed, with or without replies; otherwise it must wait for room in the queue.
+bool SimulateCommand(SimulatorState &simulator, const uint8_t *command, MessageSlot *replyQueue,
+                     int32_t &writeIndex, int32_t queueSize);
 
 /// One step of the simulated controller: consumes at most one command of the send queues, priority first; in
 /// state 7 it only counts, and after 100 steps returns to state 2 with a state reply.

@@ -33,12 +33,12 @@ MessageSum Sum(const uint8_t *message, uint16_t length) {
 
 }  // namespace
 
-int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
-                   const uint8_t *message) {
+bool BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
+                const uint8_t *message) {
     MessageSlot &slot = slots[writeIndex];
-    if (slot.IsBusy()) return -1;
+    if (slot.IsBusy()) return false;
     const MessageSum sum = Sum(message, length);
-    if (sum.frameBytes > MessageSlot::kBytes) return -1;
+    if (sum.frameBytes > MessageSlot::kBytes) return false;
     slot.data[0] = kNotTransmitted;
     uint8_t *out = slot.data + 1;
     for (uint16_t i = 0; i < length; ++i) out = PutStuffed(out, message[i]);
@@ -46,12 +46,12 @@ int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, u
     *out = kTerminator;
     slot.Publish(static_cast<uint16_t>(sum.frameBytes));
     writeIndex = NextIndex(writeIndex, queueSize);
-    return 0;
+    return true;
 }
 
-int CheckFrame(uint8_t *frame, uint16_t &length) {
-    if (length < 2 || frame[length - 1] != kTerminator) return 0;
-    if (frame[1] == kTerminator) return 1;
+bool CheckFrame(uint8_t *frame, uint16_t &length) {
+    if (length < 2 || frame[length - 1] != kTerminator) return false;
+    if (frame[1] == kTerminator) return true;
     uint8_t sum = 0;
     uint16_t out = 1;
     for (uint16_t in = 1; in + 1 < length; ++in, ++out) {
@@ -63,7 +63,7 @@ int CheckFrame(uint8_t *frame, uint16_t &length) {
     }
     frame[out] = kTerminator;
     length = static_cast<uint16_t>(out + 1);
-    return sum == 0 ? 1 : 0;
+    return sum == 0;
 }
 
 }  // namespace cc

@@ -26,13 +26,13 @@ enum FrameType : uint8_t {
 inline constexpr uint8_t kNotTransmitted = 0;
 
 /// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`.
-/// Result: 0, or -1 with nothing changed when the slot is busy or the frame would not fit it.
-int16_t BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
-                   const uint8_t *message);
+/// Result: false, with nothing changed, when the slot is busy or the frame would not fit it.
+bool BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
+                const uint8_t *message);
 
-/// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result: 1
-/// when the checksum is right, also for a frame of nothing but type and terminator. 0 otherwise, also when no
+/// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result:
+/// whether the checksum is right, also for a frame of nothing but type and terminator; false when no
 /// terminator ends the frame.
-int CheckFrame(uint8_t *frame, uint16_t &length);
+bool CheckFrame(uint8_t *frame, uint16_t &length);
 
 }  // namespace cc

@@ -1,63 +1,64 @@
 #include "link/send_path.h"
 
 #include <cstring>
-#include <mutex>
 
 namespace cc {
 namespace {
 
 // One step of simulation mode, under the link lock.
-void Pump(ArmContext &arm) {
-    AdvanceTickCounters(arm.counters);
-    if (arm.link.linkRunning != 0) StepSimulator(arm.simulator, arm.queues);
+void Pump(LinkState &link) CC_REQUIRES(link.lock) {
+    AdvanceTickCounters(link.counters);
+    if (link.linkRunning) StepSimulator(link.simulator, link.queues);
 }
 
 // Filing a message and the simulator's step on it are one: a tick that saw the message in between would take it
 // for one that the simulator leaves waiting, and count it as transmitted.
-int16_t QueueForSimulator(ArmContext &arm, uint16_t priority, uint16_t length, const uint8_t *bytes) {
-    const std::lock_guard guard(arm.link.lock);
-    MessageQueues &queues = arm.queues;
-    MessageSlot *const queue = priority != 0 ? queues.prioritySendQueue : queues.sendQueue;
-    int32_t &writeIndex = priority != 0 ? queues.priorityWrite : queues.sendWrite;
+bool QueueForSimulator(LinkState &link, Priority priority, uint16_t length, const uint8_t *bytes) {
+    const platform::Guard guard(link.lock);
+    MessageQueues &queues = link.queues;
+    const bool urgent = priority == kPriority;
+    MessageSlot *const queue = urgent ? queues.prioritySendQueue : queues.sendQueue;
+    int32_t &writeIndex = urgent ? queues.priorityWrite : queues.sendWrite;
     MessageSlot &slot = queue[writeIndex];
-    if (slot.IsBusy() || length == 0 || length > MessageSlot::kBytes) return -1;
+    if (slot.IsBusy() || length == 0 || length > MessageSlot::kBytes) return false;
     std::memcpy(slot.data, bytes, length);
     slot.Publish(length);
-    writeIndex = NextIndex(writeIndex, priority != 0 ? kPrioritySlots : kSendSlots);
-    Pump(arm);
-    return 0;
+    writeIndex = NextIndex(writeIndex, urgent ? kPrioritySlots : kSendSlots);
+    Pump(link);
+    return true;
 }
 
 }  // namespace
 
-int16_t QueueMessage(ArmContext &arm, uint16_t priority, int32_t length, const uint8_t *bytes) {
+bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint8_t *bytes) {
     // The client may have closed the arm in its callback, in the middle of a command.
-    if (length < 0 || arm.connection.mmTimerRunning == 0) return -1;
+    if (length < 0 || !link.mmTimerRunning) return false;
     const auto messageLength = static_cast<uint16_t>(length);
-    TraceCommand(arm.trace, bytes, messageLength);
-    if (arm.connection.simulationMode != 0) return QueueForSimulator(arm, priority, messageLength, bytes);
-    MessageQueues &queues = arm.queues;
-    return priority != 0 ? BuildFrame(queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots,
-                                      messageLength, bytes)
-                         : BuildFrame(queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
+    TraceCommand(link.trace, bytes, messageLength);
+    if (link.simulationMode) return QueueForSimulator(link, priority, messageLength, bytes);
+    MessageQueues &queues = link.queues;
+    return priority == kPriority
+               ? BuildFrame(queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, messageLength,
+                            bytes)
+               : BuildFrame(queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
 }
 
-uint16_t TakeReply(ArmContext &arm, uint16_t &length, uint8_t *buffer) {
-    MessageSlot &slot = arm.queues.replyQueue[arm.queues.replyRead];
+uint16_t TakeReply(LinkState &link, uint16_t &length, uint8_t *buffer) {
+    MessageSlot &slot = link.queues.replyQueue[link.queues.replyRead];
     length = slot.Length();
     if (length == 0) return 0;
-    TraceReply(arm.trace, slot.data, length);
+    TraceReply(link.trace, slot.data, length);
     std::memcpy(buffer, slot.data, length);
-    std::memset(buffer + length, 0, static_cast<size_t>(kReplyBytes - length));
+    std::memset(buffer + length, 0, static_cast<size_t>(MessageSlot::kBytes - length));
     slot.Free();
-    arm.queues.replyRead = NextIndex(arm.queues.replyRead, kReplySlots);
-    return static_cast<uint16_t>(arm.link.awaitingPeerStart.load(std::memory_order_relaxed) << 8 |
-                                 arm.link.awaitingStartAck.load(std::memory_order_relaxed));
+    link.queues.replyRead = NextIndex(link.queues.replyRead, kReplySlots);
+    return static_cast<uint16_t>(link.awaitingPeerStart.load(std::memory_order_relaxed) << 8 |
+                                 link.awaitingStartAck.load(std::memory_order_relaxed));
 }
 
-void PumpSimulator(ArmContext &arm) {
-    const std::lock_guard guard(arm.link.lock);
-    Pump(arm);
+void PumpSimulator(LinkState &link) {
+    const platform::Guard guard(link.lock);
+    Pump(link);
 }
 
 void ResetQueues(MessageQueues &queues) {
@@ -70,11 +71,3 @@ void ResetQueues(MessageQueues &queues) {
 }
 
 }  // namespace cc
-
-using namespace cc;
-
-void CC_CDECL LEV2_MANSOM(void *armRecord) {
-    for (const int16_t arm : {1, 2}) {
-        if (armRecord == &SelectArm(arm)) PumpSimulator(SelectArm(arm));
-    }
-}

@@ -13,7 +13,7 @@ struct TickCounters {
     static constexpr int16_t kSlots = 3;
 
     struct Slot {
-        std::atomic<uint32_t> inUse{0};
+        std::atomic<bool> inUse{false};
         std::atomic<uint16_t> count{0};
     };
     Slot tickCounters[kSlots];
@@ -21,8 +21,8 @@ struct TickCounters {
 
 /// Takes the lowest free slot and sets its count to 0. Result: its number, or -1 when all are in use.
 int16_t CreateArmCounter(TickCounters &counters);
-/// Frees a slot; numbers that name none are ignored.
-void DeleteArmCounter(TickCounters &counters, int16_t slot);
+/// Frees a slot. Result: whether the number names one.
+bool DeleteArmCounter(TickCounters &counters, int16_t slot);
 /// The count of a slot in use, wrapping at 65536; else 0.
 uint16_t GetArmCounter(const TickCounters &counters, int16_t slot);
 /// Adds one tick to every slot in use.

@@ -35,9 +35,9 @@ void ResetMoveBuffer(MoveBuffer &moves) {
     moves.moveHistoryWrite = -1;
     moves.moveRingRead = 0;
     for (MoveSlot &slot : moves.moveRing) slot.Free();
-    for (MoveHistoryEntry &entry : moves.moveHistory) entry.inUse = 0;
+    for (MoveHistoryEntry &entry : moves.moveHistory) entry.inUse = false;
     moves.movesInFlight = 0;
-    moves.scanActive = 0;
+    moves.scanActive = false;
     moves.flushedTo = kNotFlushed;
     ++moves.resets;
 }
@@ -54,7 +54,7 @@ void FileHistory(MoveBuffer &moves, uint16_t tag, const double *approach) {
     MoveHistoryEntry &entry = moves.moveHistory[moves.moveHistoryWrite];
     if (approach != nullptr) std::copy_n(approach, 3, entry.approach);
     entry.tag = tag;
-    entry.inUse = 1;
+    entry.inUse = true;
 }
 
 void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length) {
@@ -65,7 +65,7 @@ void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length) {
 }
 
 void ConsumeOldestEntry(MoveBuffer &moves) {
-    OldestEntry(moves).inUse = 0;
+    OldestEntry(moves).inUse = false;
     moves.moveHistoryRead = NextIndex(moves.moveHistoryRead, kHistoryEntries);
 }
 

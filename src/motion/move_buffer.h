@@ -34,7 +34,7 @@ struct MoveSlot {
 };
 
 struct MoveHistoryEntry {
-    uint8_t inUse = 0;
+    bool inUse = false;
     uint16_t tag = 0;
     double approach[3]{};  // as the caller gave them
 };
@@ -65,7 +65,7 @@ struct MoveBuffer {
     int32_t moveHistoryRead = 0;    // oldest entry not consumed
     int32_t movesInFlight = 0;      // messages flushed and not acknowledged, never below 0
     int32_t maxMovesInFlight = 0;
-    int32_t scanActive = 0;           // 1 until the scan start is acknowledged
+    bool scanActive = false;          // until the scan start is acknowledged
     int32_t flushedTo = kNotFlushed;  // slot of the send queue that holds the slot to flush already
     uint32_t resets = 0;              // so far, wrapping
     MoveTemplate moveTemplate;

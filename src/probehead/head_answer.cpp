@@ -34,8 +34,8 @@ void DecodeAngle(std::string_view answer, char letter, double &angle) {
 }
 
 void DecodeHeadAnswer(HeadRecord &head, std::string_view answer) {
-    head.levePresent = Contains(answer, 'H') ? 0 : 1;
-    head.manualMode = Contains(answer, 'M') ? 1 : 0;
+    head.levePresent = !Contains(answer, 'H');
+    head.manualMode = Contains(answer, 'M');
     DecodeAngle(answer, 'A', head.headA);
     DecodeAngle(answer, 'B', head.headB);
 }

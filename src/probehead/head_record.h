@@ -24,14 +24,14 @@ inline constexpr double kHeadAngleUnknown = -1.0;
 struct HeadRecord {
     double headA = 0;
     double headB = 0;
-    int32_t manualMode = 0;
-    int32_t levePresent = 0;  // 1: the last position answer held no "H"
+    bool manualMode = false;
+    bool levePresent = false;  // the last position answer held no "H"
     char headReply[kHeadReplyBytes + 1]{};
-    int32_t headEvent = kHeadNothing;  // class of the last poll's answer
-    int32_t headErrorCode = 0;         // error letter of that answer
-    int32_t headSimulated = 0;
-    int32_t headInUse = 0;
-    int32_t headBusy = 0;  // 1 while a wait runs, so that the worker does not take its answers
+    HeadAnswer headEvent = kHeadNothing;  // class of the last poll's answer
+    int32_t headErrorCode = 0;            // error letter of that answer
+    bool headSimulated = false;
+    bool headInUse = false;
+    bool headBusy = false;  // while a wait runs, so that the worker does not take its answers
 };
 
 }  // namespace cc

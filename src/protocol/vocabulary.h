@@ -161,6 +161,9 @@ inline constexpr uint8_t kTemperatures2 = 65;
 inline constexpr uint8_t kCoordinates = 255;
 }  // namespace reply
 
+/// Value of ControllerInfo::optionCode that brings the P10 exchanges.
+inline constexpr uint16_t kOptionP10 = 4;
+
 /// Controller states that the library acts on.
 namespace state {
 inline constexpr int32_t kUnknown = -1;
@@ -172,10 +175,5 @@ inline constexpr int32_t kEmergency = 7;
 inline constexpr int32_t kNoCoordinates = 8;
 inline constexpr int32_t kWantsTable = 10;
 }  // namespace state
-
-/// Values of awaitedReply that are not the code or the state awaited itself.
-inline constexpr int32_t kNothingAwaited = 0;
-inline constexpr int32_t kAnyStateReply = -1;
-inline constexpr int32_t kTableReply = 7;
 
 }  // namespace cc

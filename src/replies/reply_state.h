@@ -6,6 +6,7 @@
 #include "cc_interface.h"
 #include "link/message_queues.h"
 #include "protocol/vocabulary.h"
+#include "replies/awaited_reply.h"
 
 namespace cc {
 
@@ -24,17 +25,17 @@ struct ReplyState {
     uint8_t replyBuffer[kReplyBytes]{};  // the reply decoded last; bytes behind its end are 0
     uint8_t notifyPayload[kReplyBytes]{};
 
-    int32_t awaitedReply = kNothingAwaited;  // what the current call waits for
+    int32_t awaitedReply = awaited::kNothing;  // what the current call waits for
     int32_t controllerState = state::kUnknown;
-    int32_t coordAnswered = 0;  // 1: no coordinate request of the worker's is outstanding
+    bool coordAnswered = false;  // no coordinate request of the worker's is outstanding
     CoordQuery coordQuery = CoordQuery::None;
-    int32_t linkFaultNotified = 0;    // 1: event 1 reported a link fault, or nothing yet
-    int32_t infoSeen = 0;             // 1: controller information has come
-    int32_t extendedInfo = 0;         // 1: controllerType is 2, 4, 5 or 16
-    int32_t resumeNotifyPending = 0;  // 1: the next state reply reports event 19
-    int32_t p10Sent = 0;              // 1: P10 was sent and reply 53 has not come
-    uint32_t zeroingDone = 0;         // 1: the end of zeroing has come and the worker has not acted on it
-    uint32_t resetStatusPending = 0;  // 1: the worker may send status 0 in state 2
+    bool linkFaultNotified = false;    // event 1 reported a link fault, or nothing yet
+    bool infoSeen = false;             // controller information has come
+    bool extendedInfo = false;         // controllerType is 2, 4, 5 or 16
+    bool resumeNotifyPending = false;  // the next state reply reports event 19
+    bool p10Sent = false;              // P10 was sent and reply 53 has not come
+    bool zeroingDone = false;          // the end of zeroing has come and the worker has not acted on it
+    bool resetStatusPending = false;   // the worker may send status 0 in state 2
 
     uint8_t storedInfo[10]{};
     uint16_t ioWords[2]{};
@@ -45,7 +46,12 @@ struct ReplyState {
     uintptr_t heldBy = 0;  // see WorkerHold; the one field that other threads read, by std::atomic_ref
 };
 
-/// Value of ControllerInfo::optionCode that brings the P10 exchanges.
-inline constexpr uint16_t kOptionP10 = 4;
+/// Folds an answer into awaitedReply. The exclusive or leaves "nothing" when the answer is the awaited one. Any other
+/// answer leaves a value that only itself can undo, so that the wait goes on to its limit: a state or a parameter
+/// set that nobody asked for never completes a command, and a controller that changes its state to and fro
+/// leaves the wait as it was.
+inline void FoldAnswer(ReplyState &replies, int32_t answer) {
+    replies.awaitedReply ^= answer;
+}
 
 }  // namespace cc

@@ -2,11 +2,10 @@
 
 namespace cc {
 
-int CSerial::Close() {
-    if (!MarkClosed()) return 1;
+void CSerial::Close() {
+    if (!MarkClosed()) return;
     watcher_.Stop(kThreadEndTimeoutMs);
     line_.Close();
-    return 1;
 }
 
 }  // namespace cc

@@ -11,8 +11,8 @@ class CSerial : public SerialPort {
     CSerial() : SerialPort(platform::WatcherPriority::TimeCritical) {}
     virtual ~CSerial() { CSerial::Close(); }
 
-    /// Ends the line-event thread, then closes the device. Must not be called on that thread. Result: 1.
-    int Close() final;
+    /// Ends the line-event thread, then closes the device. Must not be called on that thread.
+    void Close() final;
 
   protected:
     void OnEventChar() override {}

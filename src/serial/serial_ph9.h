@@ -13,19 +13,18 @@ class CSerialPH9 : public SerialPort {
     ~CSerialPH9() { CSerialPH9::Close(); }
 
     /// Closes the device, which ends the wait of the line-event thread, then waits for that thread.
-    /// Result: 1.
-    int Close() final;
+    void Close() final;
 
-    /// 1 when the event character has come since the last read that had to wait for its bytes, else 0.
-    uint8_t IsLineReady() const { return lineReady.load(std::memory_order_relaxed); }
+    /// Whether the event character has come since the last read that had to wait for its bytes.
+    bool IsLineReady() const { return lineReady.load(std::memory_order_relaxed); }
 
   private:
-    void OnEventChar() final { lineReady.store(1, std::memory_order_relaxed); }
+    void OnEventChar() final { lineReady.store(true, std::memory_order_relaxed); }
     void AfterRead(bool waited) final;
 
     // Relaxed: the bytes that it tells of are handed over by the line itself; a flag that is missed or
     // doubled costs one empty poll.
-    std::atomic<uint8_t> lineReady{0};
+    std::atomic<bool> lineReady{false};
 };
 
 }  // namespace cc

@@ -15,8 +15,8 @@ constexpr uint32_t kMostPurged = 64 * kPurgeChunk;
 
 }  // namespace
 
-int SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int32_t newDataBits,
-                          int32_t newStopBits, int32_t newHandshake, uint8_t eventChar) {
+bool SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int32_t newDataBits,
+                           int32_t newStopBits, int32_t newHandshake, uint8_t eventChar) {
     if (newBaud == 0) newBaud = baud;
     if (newParity == 0) newParity = parity;
     if (newDataBits == 0) newDataBits = dataBits;
@@ -24,29 +24,29 @@ int SerialPort::Configure(int32_t newPort, int32_t newBaud, char newParity, int3
     char text[96];
     std::snprintf(text, sizeof text, "com%d baud=%d parity=%c data=%d stop=%d", newPort, newBaud, newParity,
                   newDataBits, newStopBits);
-    if (!platform::IsPortDefinition(text)) return 0;
+    if (!platform::IsPortDefinition(text)) return false;
     const platform::LineSettings settings{newBaud,     newParity,    newDataBits,
                                           newStopBits, newHandshake, eventChar};
-    if (IsOpen() != 0 && !line_.Apply(settings)) return 0;
+    if (IsOpen() && !line_.Apply(settings)) return false;
     port = newPort;
     baud = newBaud;
     parity = newParity;
     dataBits = newDataBits;
     stopBits = newStopBits;
     handshake = newHandshake;
-    return 1;
+    return true;
 }
 
-int SerialPort::Open(uint8_t eventChar) {
+bool SerialPort::Open(uint8_t eventChar) {
     Close();
-    if (!line_.Open(port)) return 0;
+    if (!line_.Open(port)) return false;
     const bool ready = line_.Apply(Settings(eventChar)) && line_.SetTimeouts(readTimeout, writeTimeout);
     if (ready) open_.store(true, std::memory_order_release);
     const auto report = [](void *self) { static_cast<SerialPort *>(self)->OnEventChar(); };
-    if (ready && watcher_.Start(line_, priority_, report, this)) return 1;
+    if (ready && watcher_.Start(line_, priority_, report, this)) return true;
     open_.store(false, std::memory_order_release);
     line_.Close();
-    return 0;
+    return false;
 }
 
 platform::LineSettings SerialPort::Settings(uint8_t eventChar) const {
@@ -56,20 +56,20 @@ platform::LineSettings SerialPort::Settings(uint8_t eventChar) const {
 void SerialPort::SetTimeouts(uint32_t newReadTimeout, uint32_t newWriteTimeout) {
     readTimeout = newReadTimeout;
     writeTimeout = newWriteTimeout;
-    if (IsOpen() != 0) line_.SetTimeouts(readTimeout, writeTimeout);
+    if (IsOpen()) line_.SetTimeouts(readTimeout, writeTimeout);
 }
 
 uint32_t SerialPort::Read(uint8_t *buffer, uint32_t count) {
-    if (IsOpen() == 0) return 0;
-    const std::lock_guard guard(readLock);
+    if (!IsOpen()) return 0;
+    const platform::Guard guard(readLock);
     const platform::ReadResult result = line_.Read(buffer, count);
     AfterRead(result.waited);
     return result.count;
 }
 
 uint32_t SerialPort::Write(const uint8_t *bytes, uint32_t count) {
-    if (IsOpen() == 0) return 0;
-    const std::lock_guard guard(writeLock);
+    if (!IsOpen()) return 0;
+    const platform::Guard guard(writeLock);
     uint32_t written = 0;
     for (int32_t attempt = 0; attempt <= writeAttemptLimit && written < count; ++attempt) {
         written += line_.Write(bytes + written, count - written);
@@ -78,14 +78,15 @@ uint32_t SerialPort::Write(const uint8_t *bytes, uint32_t count) {
 }
 
 uint32_t SerialPort::Post(const uint8_t *bytes, uint32_t count) {
-    if (IsOpen() == 0) return 0;
-    const std::unique_lock guard(writeLock, std::try_to_lock);
-    return guard.owns_lock() ? line_.Post(bytes, count) : 0;
+    if (!IsOpen()) return 0;
+    if (!writeLock.try_lock()) return 0;
+    const platform::Guard guard(writeLock, std::adopt_lock);
+    return line_.Post(bytes, count);
 }
 
 uint32_t SerialPort::Purge() {
-    if (IsOpen() == 0) return 0;
-    const std::lock_guard guard(purgeLock);
+    if (!IsOpen()) return 0;
+    const platform::Guard guard(purgeLock);
     line_.SetTimeouts(kPurgeTimeoutMs, kPurgeTimeoutMs);
     uint8_t discarded[kPurgeChunk];
     uint32_t total = 0;

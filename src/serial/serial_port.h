@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "platform/line_watcher.h"
+#include "platform/mutex.h"
 #include "platform/serial_line.h"
 
 namespace cc {
@@ -21,16 +21,16 @@ class SerialPort {
 
     /// Checks and stores the settings, and applies them if the port is open. 0 for baud, parity, dataBits or
     /// stopBits stands for the stored value. parity is a letter; handshake 1 is RTS/CTS, 2 XON/XOFF, any
-    /// other value none. Result: 1, or 0 when the settings are not valid or not accepted; nothing is stored
-    /// then.
-    int Configure(int32_t port, int32_t baud, char parity, int32_t dataBits, int32_t stopBits,
-                  int32_t handshake, uint8_t eventChar);
+    /// other value none. Result: false, with nothing stored, when the settings are not valid or not
+    /// accepted.
+    bool Configure(int32_t port, int32_t baud, char parity, int32_t dataBits, int32_t stopBits,
+                   int32_t handshake, uint8_t eventChar);
 
-    /// Opens the stored port with the stored settings, after closing it if it is open. Result: 1 when it is
-    /// open, else 0.
-    int Open(uint8_t eventChar);
+    /// Opens the stored port with the stored settings, after closing it if it is open. Result: whether it
+    /// is open.
+    bool Open(uint8_t eventChar);
 
-    int IsOpen() const { return open_.load(std::memory_order_acquire) ? 1 : 0; }
+    bool IsOpen() const { return open_.load(std::memory_order_acquire); }
 
     /// Sets the longest time of one read and of one write attempt, in milliseconds.
     void SetTimeouts(uint32_t readTimeout, uint32_t writeTimeout);
@@ -48,9 +48,9 @@ class SerialPort {
     uint32_t Post(const uint8_t *bytes, uint32_t count);
 
     /// Whether an event character lies in the input; on the line-event thread.
-    bool HoldsEventChar() { return IsOpen() != 0 && line_.HoldsEventChar(); }
+    bool HoldsEventChar() { return IsOpen() && line_.HoldsEventChar(); }
     /// Whether one lies there, or is in the hands of the line-event thread; on other threads.
-    bool HasUnreadEvent() { return IsOpen() != 0 && line_.HasUnreadEvent(); }
+    bool HasUnreadEvent() { return IsOpen() && line_.HasUnreadEvent(); }
     /// Makes the line-event thread report an event character that lies in the input.
     void ReportAgain() { line_.ReportAgain(); }
 
@@ -65,7 +65,7 @@ class SerialPort {
     virtual void OnEventChar() = 0;
     /// Called after each read, under the read lock; `waited` as in platform::ReadResult.
     virtual void AfterRead(bool waited) = 0;
-    virtual int Close() = 0;
+    virtual void Close() = 0;
 
     /// Marks the port closed. Result: whether it was open.
     bool MarkClosed() { return open_.exchange(false, std::memory_order_acq_rel); }
@@ -88,10 +88,10 @@ class SerialPort {
 
     const platform::WatcherPriority priority_;
     std::atomic<bool> open_{false};  // set last when opening, cleared first when closing
-    // purgeLock is taken before readLock; no other lock is held while taking purgeLock.
-    std::mutex purgeLock;
-    std::mutex readLock;
-    std::mutex writeLock;
+    // One read, one write and one purge at a time; a purge reads. No other lock is held while taking purgeLock.
+    platform::Mutex purgeLock CC_THREAD_SAFETY(acquired_before(readLock));
+    platform::Mutex readLock;
+    platform::Mutex writeLock;
 };
 
 /// Longest time that closing a port waits for its line-event thread.

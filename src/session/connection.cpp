@@ -1,7 +1,6 @@
 #include "session/connection.h"
 
 #include <cstdlib>
-#include <mutex>
 
 #include "cc_interface.h"
 #include "link/link_control.h"
@@ -20,62 +19,66 @@ constexpr int32_t kNoHandshake = 3;
 constexpr uint32_t kReadTimeoutMs = 25;
 constexpr uint32_t kWriteTimeoutMs = 1000;
 
-void OnTimer(uint32_t timerId) {
-    LEV2_MANAGER(timerId, 0, 0, 0, 0);
+void Tick(ArmContext &context, uint32_t timerId) {
+    if (timerId != context.connection.mmTimerId.load(std::memory_order_relaxed)) return;
+    AdvanceTickCounters(context.link.counters);
+    LinkTick(context.link);
 }
 
-void ResetLinkState(ArmContext &context, int32_t tickPeriodMs) {
-    ResetQueues(context.queues);
-    const std::lock_guard guard(context.link.lock);
-    context.link.ackTimeoutTicks = static_cast<uint16_t>(1000 / tickPeriodMs);
-    context.link.linkRunning = 0;
-    if (context.connection.simulationMode == 0) return;
-    context.link.awaitingPeerStart.store(0, std::memory_order_relaxed);
-    context.link.awaitingStartAck.store(0, std::memory_order_relaxed);
+void ResetLinkState(LinkState &link, uint32_t tickPeriodMs) {
+    ResetQueues(link.queues);
+    link.port.SetReceiver(OnFrameReceived);
+    const platform::Guard guard(link.lock);
+    link.ackTimeoutTicks = static_cast<uint16_t>(1000 / tickPeriodMs);
+    link.linkRunning = false;
+    if (!link.simulationMode) return;
+    link.awaitingPeerStart.store(false, std::memory_order_relaxed);
+    link.awaitingStartAck.store(false, std::memory_order_relaxed);
 }
 
 uint16_t StartTimer(ArmContext &context) {
     ConnectionState &connection = context.connection;
-    const uint32_t id = platform::StartPeriodicTimer(connection.tickPeriodMs, OnTimer);
+    const uint32_t id = platform::StartPeriodicTimer(connection.tickPeriodMs, TickArms);
     if (id == 0) return CC_TIMER_FAILED;
     connection.mmTimerId.store(id, std::memory_order_relaxed);
-    connection.mmTimerRunning = 1;
+    context.link.mmTimerRunning = true;
     return CC_OK;
 }
 
-void RunLink(ArmContext &context) {
-    const std::lock_guard guard(context.link.lock);
-    context.link.linkRunning = 1;
+void RunLink(LinkState &link) {
+    const platform::Guard guard(link.lock);
+    link.linkRunning = true;
 }
 
 // A port whose settings are refused stays closed, and the controller on it will not answer.
 uint16_t OpenPort(ArmContext &context, const char *portDef) {
     if (!platform::IsPortDefinition(portDef)) return CC_BAD_PORT;
     const int32_t number = std::atoi(portDef + 3);
-    CArmPort &port = context.port;
-    if (port.Configure(number, kBaud, kParity, kDataBits, kStopBits, kNoHandshake, kTerminator) == 0)
+    CArmPort &port = context.link.port;
+    if (!port.Configure(number, kBaud, kParity, kDataBits, kStopBits, kNoHandshake, kTerminator))
         return CC_OK;
-    if (port.Open(kTerminator) == 0) return CC_PORT_NOT_OPENED;
+    if (!port.Open(kTerminator)) return CC_PORT_NOT_OPENED;
     port.SetTimeouts(kReadTimeoutMs, kWriteTimeoutMs);
-    LinkReset(context);
-    if (LinkStart(context) != 0) {
+    LinkReset(context.link);
+    if (!LinkStart(context.link)) {
         port.Close();
         return CC_LINK_START_FAILED;
     }
-    context.connection.portOpen = 1;
+    context.connection.portOpen = true;
     return CC_OK;
 }
 
 uint16_t OpenLine(ArmContext &context, const char *portDef) {
+    LinkState &link = context.link;
     const uint16_t opened = OpenPort(context, portDef);
     if (opened != CC_OK) return opened;
     {
-        const std::lock_guard guard(context.link.lock);
-        FreeAll(context.link.linkRxSlots);
+        const platform::Guard guard(link.lock);
+        FreeAll(link.linkRxSlots);
     }
     const uint16_t started = StartTimer(context);
     if (started != CC_OK) return started;
-    context.port.Purge();
+    link.port.Purge();
     return CC_OK;
 }
 
@@ -85,32 +88,50 @@ uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulatio
                         const char *iniFile) {
     ConnectionState &connection = context.connection;
     if (IsTraceWanted(iniFile)) OpenTrace(context.trace, connection.armNumber);
-    connection.simulationMode = simulation ? 1 : 0;
+    context.link.simulationMode = simulation;
     connection.tickPeriodMs = static_cast<uint32_t>(tickPeriodMs);
-    connection.portOpen = 0;
-    ResetLinkState(context, tickPeriodMs);
+    connection.portOpen = false;
+    ResetLinkState(context.link, connection.tickPeriodMs);
     const uint16_t opened = simulation ? StartTimer(context) : OpenLine(context, portDef);
     if (opened != CC_OK) {
         CloseConnection(context);
         return opened;
     }
-    RunLink(context);
+    RunLink(context.link);
     return CC_OK;
 }
 
 void CloseConnection(ArmContext &context) {
     ConnectionState &connection = context.connection;
-    if (connection.portOpen != 0) {
-        context.port.Purge();
-        context.port.Close();
-        connection.portOpen = 0;
+    LinkState &link = context.link;
+    if (connection.portOpen) {
+        link.port.Purge();
+        link.port.Close();
+        connection.portOpen = false;
     }
-    if (connection.mmTimerRunning != 0) {
+    if (link.mmTimerRunning) {
         platform::StopPeriodicTimer(connection.mmTimerId.load(std::memory_order_relaxed));
         connection.mmTimerId.store(0, std::memory_order_relaxed);
-        connection.mmTimerRunning = 0;
+        link.mmTimerRunning = false;
     }
     CloseTrace(context.trace);
 }
 
+void TickArms(uint32_t timerId) {
+    if (timerId == 0) return;
+    for (const int16_t arm : {1, 2}) Tick(SelectArm(arm), timerId);
+}
+
 }  // namespace cc
+
+using namespace cc;
+
+void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t, uintptr_t, uintptr_t, uintptr_t) {
+    TickArms(timerId);
+}
+
+void CC_CDECL LEV2_MANSOM(void *armRecord) {
+    for (const int16_t arm : {1, 2}) {
+        if (armRecord == &SelectArm(arm)) PumpSimulator(SelectArm(arm).link);
+    }
+}

@@ -16,4 +16,7 @@ uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulatio
 /// Closes what OpenConnection opened; what is closed already stays so.
 void CloseConnection(ArmContext &context);
 
+/// One multimedia tick of every arm on which the timer ticks; on the timer thread.
+void TickArms(uint32_t timerId);
+
 }  // namespace cc

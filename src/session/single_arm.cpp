@@ -1,4 +1,5 @@
 // Entry points of single-arm software: each is the function of the same meaning on arm 1.
+#include "arm/arm_context.h"
 #include "cc_interface.h"
 
 namespace {
@@ -133,4 +134,14 @@ int16_t CC_CALL PH9_SetPosition(double angleA, double angleB, int16_t force, uin
 }
 int16_t CC_CALL PH9_Moving(void) {
     return CC_PHMoving(kArm);
+}
+
+int16_t CC_CALL CreateCounter(void) {
+    return cc::CreateArmCounter(cc::SelectArm(kArm).link.counters);
+}
+int16_t CC_CALL DeleteCounter(int16_t slot) {
+    return cc::DeleteArmCounter(cc::SelectArm(kArm).link.counters, slot);
+}
+int16_t CC_CALL GetCounter(int16_t slot) {
+    return static_cast<int16_t>(cc::GetArmCounter(cc::SelectArm(kArm).link.counters, slot));
 }

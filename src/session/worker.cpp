@@ -1,25 +1,25 @@
 #include "session/worker.h"
 
-#include <atomic>
-
-#include "arm/arm_context.h"
 #include "cc_interface.h"
+#include "commands/head.h"
+#include "commands/modes.h"
+#include "commands/settings.h"
 #include "exchange/decoder.h"
 #include "exchange/flush.h"
-#include "link/link_control.h"
 #include "link/send_path.h"
 #include "probehead/head_protocol.h"
 #include "replies/worker_hold.h"
+#include "session/worker_timer.h"
 
 namespace cc {
 namespace {
 
 // Marks the controller's stored information as written by a host, after zeroing.
 void StampStoredInfo(ArmContext &context, int16_t arm) {
-    uint8_t *const storedInfo = context.replies.storedInfo;
-    CC_GETINFO(arm, storedInfo);
-    storedInfo[0] = 1;
-    CC_SETINFO(arm, storedInfo);
+    ReadStoredInfo(context, arm);
+    if (!context.connection.connectionOpen) return;  // the client closed the arm in its callback
+    context.replies.storedInfo[0] = 1;
+    WriteStoredInfo(context, arm, context.replies.storedInfo);
 }
 
 // What the library orders by itself while no call waits for a reply. A client that started with startMode 1
@@ -27,14 +27,14 @@ void StampStoredInfo(ArmContext &context, int16_t arm) {
 void SendAutomaticCommands(ArmContext &context, int16_t arm) {
     ReplyState &replies = context.replies;
     const bool clientActs = context.session.startMode == 1;
-    if (replies.zeroingDone == 1 && context.session.extendedStart != 0) {
+    if (replies.zeroingDone && context.session.extendedStart) {
         if (!clientActs) StampStoredInfo(context, arm);
-        replies.zeroingDone = 0;
+        replies.zeroingDone = false;
     }
-    const bool toReset = replies.controllerState == state::kStopped && replies.resetStatusPending == 1;
+    const bool toReset = replies.controllerState == state::kStopped && replies.resetStatusPending;
     if (replies.controllerState == state::kZeroing || toReset) {
-        if (!clientActs) CC_SETSTATUS(arm, 0);
-        replies.resetStatusPending = replies.extendedInfo == 0 ? 1 : 0;
+        if (!clientActs && context.connection.connectionOpen) OrderStatus(context, arm, CC_ORDER_READY);
+        replies.resetStatusPending = !replies.extendedInfo;
     }
 }
 
@@ -48,19 +48,19 @@ void AutoCoordTick(ArmContext &context) {
     }
     const bool silent =
         replies.controllerState == state::kEmergency || replies.controllerState == state::kNoCoordinates;
-    if (replies.coordAnswered != 1 || session.autoCoordOn != 1 || silent) return;
-    if (QueueMessage(context, kNormal, CommandMessage(command::A)) != 0) return;
-    replies.coordAnswered = 0;
+    if (!replies.coordAnswered || !session.autoCoordOn || silent) return;
+    if (!QueueMessage(context.link, kNormal, CommandMessage(command::A))) return;
+    replies.coordAnswered = false;
     session.coordPollTicks = 0;
 }
 
-void ServeHead(ArmContext &context, int16_t arm) {
-    HeadRecord &head = context.head;
-    if (head.headInUse != 1 || head.headBusy != 0) return;
-    PollHead(arm);
-    if (head.headEvent == kHeadWantsAutomatic) CC_PHAUTOMODE(arm);
+void ServeHead(ArmContext &context) {
+    ProbeHead &head = context.head;
+    if (!head.headInUse || head.headBusy) return;
+    PollHead(head);
+    if (head.headEvent == kHeadWantsAutomatic) SetHeadAutomatic(context);
     if (head.headEvent == kHeadError) {
-        RaiseHeadError(context, arm);
+        RaiseHeadError(context);
         head.headEvent = kHeadNothing;
     }
 }
@@ -68,9 +68,9 @@ void ServeHead(ArmContext &context, int16_t arm) {
 // One run at a time, also when an exception of the client's callback ends it.
 class WorkerRun {
   public:
-    WorkerRun() : first_(!running.exchange(true, std::memory_order_acquire)) {}
+    WorkerRun() : first_(!workerTimer.running.exchange(true, std::memory_order_acquire)) {}
     ~WorkerRun() {
-        if (first_) running.store(false, std::memory_order_release);
+        if (first_) workerTimer.running.store(false, std::memory_order_release);
     }
     WorkerRun(const WorkerRun &) = delete;
     WorkerRun &operator=(const WorkerRun &) = delete;
@@ -78,28 +78,20 @@ class WorkerRun {
     bool IsFirst() const { return first_; }
 
   private:
-    static inline std::atomic<bool> running{false};
     const bool first_;
 };
 
-void Tick(ArmContext &context, uint32_t timerId) {
-    if (timerId != context.connection.mmTimerId.load(std::memory_order_relaxed)) return;
-    AdvanceTickCounters(context.counters);
-    LinkTick(context);
-}
-
 }  // namespace
 
-void WorkerStep(int16_t arm) {
-    ArmContext &context = SelectArm(arm);
-    if (context.connection.workerActive != 1) return;
-    DecodeReplies(arm);
-    if (context.connection.connectionOpen == 0) return;  // the client closed the arm in its callback
-    if (context.replies.awaitedReply == kNothingAwaited) SendAutomaticCommands(context, arm);
-    if (context.connection.connectionOpen == 0) return;
-    FlushMoveRing(arm);
+void WorkerStep(ArmContext &context, int16_t arm) {
+    if (!context.connection.workerActive) return;
+    DecodeReplies(context, arm);
+    if (!context.connection.connectionOpen) return;  // the client closed the arm in its callback
+    if (context.replies.awaitedReply == awaited::kNothing) SendAutomaticCommands(context, arm);
+    if (!context.connection.connectionOpen) return;
+    FlushMoveRing(context);
     AutoCoordTick(context);
-    ServeHead(context, arm);
+    ServeHead(context);
 }
 
 bool RunWorker() {
@@ -109,7 +101,8 @@ bool RunWorker() {
         if (IsWorkerHeld(SelectArm(arm).replies)) return false;
     }
     for (const int16_t arm : {1, 2}) {
-        if (SelectArm(arm).connection.workerRegistered == 1) WorkerStep(arm);
+        ArmContext &context = SelectArm(arm);
+        if (context.connection.workerRegistered) WorkerStep(context, arm);
     }
     return true;
 }
@@ -124,10 +117,4 @@ void CC_CALL L2HI_WORKER(void *, uint32_t, uintptr_t, uint32_t) {
 
 int16_t CC_CALL L2HI_WORKER_TEMP(void) {
     return 1;
-}
-
-void CC_CALL LEV2_MANAGER(uint32_t timerId, uint32_t, uintptr_t, uintptr_t, uintptr_t) {
-    if (timerId == 0) return;
-    Tick(SelectArm(1), timerId);
-    Tick(SelectArm(2), timerId);
 }

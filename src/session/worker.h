@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "arm/arm_context.h"
+
 namespace cc {
 
 /// One tick of the worker: a step of each registered arm, arm 1 first. A tick that comes inside another, or in
@@ -10,8 +12,8 @@ namespace cc {
 /// Result: whether it ran.
 bool RunWorker();
 
-/// One step of an arm: one reply, the automatic commands, the move buffer, automatic coordinates, the head.
+/// One step of an arm, 1 or 2: one reply, the automatic commands, the move buffer, automatic coordinates, the head.
 /// May wait for the commands that it sends.
-void WorkerStep(int16_t arm);
+void WorkerStep(ArmContext &context, int16_t arm);
 
 }  // namespace cc

@@ -4,7 +4,7 @@ namespace cc {
 namespace {
 
 void TraceBytes(TraceFile &trace, const char *prefix, const uint8_t *bytes, uint16_t length) {
-    if (trace.traceOn == 0) return;
+    if (trace.traceFile == nullptr) return;
     std::fputs(prefix, trace.traceFile);
     for (uint16_t i = 0; i < length; ++i)
         std::fprintf(trace.traceFile, "%X%X ", bytes[i] >> 4, bytes[i] & 15);
@@ -18,11 +18,10 @@ void OpenTrace(TraceFile &trace, int32_t armNumber) {
     char name[32];
     std::snprintf(name, sizeof name, "wtraceArm%1d.log", armNumber);
     trace.traceFile = std::fopen(name, "wt");
-    trace.traceOn = trace.traceFile != nullptr ? 1 : 0;
 }
 
 void CloseTrace(TraceFile &trace) {
-    if (trace.traceOn == 0) return;
+    if (trace.traceFile == nullptr) return;
     std::fclose(trace.traceFile);
     trace = {};
 }
@@ -36,7 +35,7 @@ void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length) {
 }
 
 void TraceEndOfZeroing(TraceFile &trace, int16_t arm) {
-    if (trace.traceOn != 0) std::fprintf(trace.traceFile, "___endzeroes  %d\n", arm);
+    if (trace.traceFile != nullptr) std::fprintf(trace.traceFile, "___endzeroes  %d\n", arm);
 }
 
 }  // namespace cc

@@ -8,8 +8,7 @@ namespace cc {
 
 /// Written on the caller's thread only. Lines reach the disk when the buffer fills or the file is closed.
 struct TraceFile {
-    uint32_t traceOn = 0;  // 1 while the file is open
-    std::FILE *traceFile = nullptr;
+    std::FILE *traceFile = nullptr;  // null: the trace is off
 };
 
 /// Opens "wtraceArm<armNumber>.log" in the current directory, emptying an older file; a trace that is open is

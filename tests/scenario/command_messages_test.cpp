@@ -59,23 +59,24 @@ TEST_F(CommandTest, MessagesAreByteForByte) {
     };
     for (const auto &[name, state, call, result, normal, priority] : kCases) {
         arm1.replies.controllerState = state;
-        arm1.simulator.simState = static_cast<uint8_t>(state == 7 ? 1 : state);
+        arm1.link.simulator.simState = static_cast<uint8_t>(state == 7 ? 1 : state);
         arm1.replies.awaitedReply = 0;
         const SentMessages sent;
         EXPECT_EQ(call(), result) << name;
         EXPECT_EQ(sent.Normal(), Hexes(normal)) << name;
         EXPECT_EQ(sent.Priority(), Hexes(priority)) << name;
         CC_LOOP_RUN(50);
-        arm1.simulator.simState = 1;
+        arm1.link.simulator.simState = 1;
     }
     EXPECT_EQ(std::pair(words[0], words[1]), std::pair(uint16_t{4660}, uint16_t{255}));  // read back
     EXPECT_EQ(std::memcmp(info, kInfo, sizeof info), 0);
 }
 
 TEST_F(CommandTest, AskCoordLeavesThePollingToTheWorkerWhereTheControllerCannotStream) {
-    const std::tuple<int, int, int, int, bool> kCases[] = {{0, 1, 1, 100, false}, {1, 1, 3, 100, true},
-                                                           {0, 2, 1, 100, true},  {0, 2, 3, 100, false},
-                                                           {0, 2, 1, 0, false},   {0, 3, 1, 100, false}};
+    using enum ControllerClass;
+    const std::tuple<bool, ControllerClass, int, int, bool> kCases[] = {
+        {false, Old, 1, 100, false},       {true, Old, 3, 100, true},       {false, Streaming, 1, 100, true},
+        {false, Streaming, 3, 100, false}, {false, Streaming, 1, 0, false}, {false, Newer, 1, 100, false}};
     for (const auto &[enable, controllerClass, state, autoCoordMs, streams] : kCases) {
         arm1.settings.enableAutoCoord = enable;
         arm1.settings.autoCoordMs = autoCoordMs;
@@ -86,7 +87,7 @@ TEST_F(CommandTest, AskCoordLeavesThePollingToTheWorkerWhereTheControllerCannotS
         CC_ASKCOORD(1, 1);
         EXPECT_EQ(sent.Normal().size(), streams ? 1u : 0u);
         EXPECT_EQ(std::pair(arm1.session.autoCoordOn, arm1.replies.coordAnswered),
-                  streams ? std::pair(0, 0) : std::pair(1, 1));
+                  std::pair(!streams, !streams));
         CC_ASKCOORD(1, 0);
         EXPECT_EQ(arm1.session.autoCoordOn, 0);
     }
@@ -130,7 +131,7 @@ TEST_F(CommandTest, TheWorkerEndsZeroingUnlessTheClientDoes) {
         EXPECT_EQ(EventsOf(1, 28).size(), client ? 1u : 0u);
         EXPECT_EQ(CC_GETSTATUS(1), client ? 3 : 0);
     }
-    arm1.simulator.simState = 7;  // busy: answers nothing
+    arm1.link.simulator.simState = 7;  // busy: answers nothing
     const SentMessages sent;
     EXPECT_EQ(CC_ZEROES(1), 0);
     EXPECT_EQ(sent.Normal().size(), 1u);  // S70 alone
@@ -165,7 +166,7 @@ TEST_F(CommandTest, OptionFourBringsP10AndItsEvents) {
 }
 
 TEST_F(CommandTest, NewerControllersSwitchAxesInStoppedStatus) {
-    arm1.session.controllerClass = 3;
+    arm1.session.controllerClass = ControllerClass::Newer;
     arm1.replies.controllerInfo.controllerType = 2;
     arm1.replies.resetStatusPending = 0;
     const SentMessages sent;
@@ -253,15 +254,17 @@ TEST_F(CommandTest, StatusNumbers) {
 
 TEST_F(CommandTest, InfoIsRefreshedOnlyWhereItChanges) {
     uint8_t info[48];
-    const std::tuple<int, int, int, size_t> kCases[] = {
-        {1, 1, 0, 0}, {3, 0, 0, 0}, {3, 1, 1, 0}, {3, 1, 0, 1}, {2, 1, 0, 1}};
+    using enum ControllerClass;
+    const std::tuple<ControllerClass, int, int, size_t> kCases[] = {
+        {Old, 1, 0, 0}, {Newer, 0, 0, 0}, {Newer, 1, 1, 0}, {Newer, 1, 0, 1}, {Streaming, 1, 0, 1}};
     for (const auto &[controllerClass, extendedStart, awaited, expected] : kCases) {
         arm1.session.controllerClass = controllerClass;
         arm1.session.extendedStart = extendedStart;
         arm1.replies.awaitedReply = awaited;
         const SentMessages sent;
         EXPECT_EQ(CC_INFO(1, info), 1);
-        EXPECT_EQ(sent.Normal().size(), expected) << controllerClass << extendedStart << awaited;
+        EXPECT_EQ(sent.Normal().size(), expected)
+            << static_cast<int>(controllerClass) << extendedStart << awaited;
     }
 }
 

@@ -9,7 +9,7 @@ class DecoderTest : public SimulationTest {
   protected:
     void SetUp() override {
         SimulationTest::SetUp();
-        DecodeReplies(1);
+        DecodeReplies(arm1, 1);
         Events(1).clear();
     }
 
@@ -17,7 +17,7 @@ class DecoderTest : public SimulationTest {
     std::vector<Event> Decode(const std::string &reply) {
         Events(1).clear();
         Inject(1, Hex(reply));
-        DecodeReplies(1);
+        DecodeReplies(arm1, 1);
         return Events(1);
     }
 
@@ -138,7 +138,7 @@ TEST_F(DecoderTest, LinkFaultsAreReportedOnceAndDropTheReply) {
     EXPECT_TRUE(Decode("02 03 00").empty());
     EXPECT_EQ(arm1.replies.controllerState, 3);
     Events(1).clear();
-    DecodeReplies(1);  // nothing there, so nothing that tells of a fault
+    DecodeReplies(arm1, 1);  // nothing there, so nothing that tells of a fault
     EXPECT_EQ(Events(1), std::vector{Of(1, 1)});
     arm1.link.awaitingStartAck = 0;
 }

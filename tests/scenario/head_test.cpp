@@ -192,7 +192,7 @@ TEST_F(HeadTest, InSimulationTheRecordAnswers) {
         EXPECT_EQ(std::tuple(CC_PHMoving(1), CC_PHUpdate(1), CC_PHMANMODE(1)), std::tuple(0, 1, 0));
         CC_LOOP_RUN(200);
         EXPECT_EQ(arm1.head.headEvent, 0);
-        EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
+        EXPECT_FALSE(arm1.link.ackEvent.IsOpen());
         CC_DONE(1, 2);
     }
     EXPECT_TRUE(Received().empty());

@@ -12,7 +12,7 @@ TEST_F(LifecycleTest, SimulatedArmOpensWithTheSimulatorsAnswer) {
     const SentMessages sent;
     ASSERT_EQ(OpenSimulated(1), 0);
     EXPECT_EQ(sent.Normal(), Messages{Hex("04 01 'N' '0' '0'")});
-    EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
+    EXPECT_FALSE(arm1.link.ackEvent.IsOpen());
     EXPECT_EQ(arm1.replies.controllerState, 1);
     EXPECT_EQ(arm1.motion.maxMovesInFlight, 2);
     EXPECT_EQ(CC_GETSTATUS(1), 0);
@@ -27,7 +27,7 @@ TEST_F(LifecycleTest, SimulatedArmOpensWithTheSimulatorsAnswer) {
 // Without extended start the handshake waits for state 2, which the simulator does not report; it opens all
 // the same.
 TEST_F(LifecycleTest, PlainStartInSimulationWaitsForTheTimeout) {
-    arm1.simulator.simState = 1;
+    arm1.link.simulator.simState = 1;
     const double before = Seconds();
     EXPECT_EQ(CC_INIT(nullptr, 1, nullptr, nullptr, nullptr, 0, 0.001, 1.0, CC_SIMULATION, nullptr), 0);
     EXPECT_NEAR(Seconds() - before, 6, 0.1);
@@ -62,7 +62,7 @@ TEST_F(LifecycleTest, StartClassifiesTheController) {
             info.controllerLevel = static_cast<uint16_t>(level);
             const SentMessages sent;
             EXPECT_EQ(CC_START(1, &out, mode), 1);
-            EXPECT_EQ(arm1.session.controllerClass, expectedClass) << type << " " << level;
+            EXPECT_EQ(static_cast<int>(arm1.session.controllerClass), expectedClass) << type << " " << level;
             EXPECT_EQ(arm1.session.coordPollPeriod, expectedClass != 3 ? 0 : mode == 0 ? 10 : 2);
             EXPECT_EQ(std::memcmp(&out, &info, sizeof info), 0);
             EXPECT_EQ(sent.Normal(), Hexes(l13 + (expectedClass == 3 ? h00[mode] : "")))

@@ -53,10 +53,10 @@ TEST_F(OpeningTest, TheWholeStartOnTheWire) {
         std::tuple(9600, 'E', 8, 1, 8));
     EXPECT_EQ(std::pair(port.ReadTimeoutMs(), port.WriteTimeoutMs()), std::pair(25u, 1000u));
     EXPECT_EQ(arm1.motion.maxMovesInFlight, 14);
-    EXPECT_TRUE(arm1.connection.ackEvent.IsOpen());
+    EXPECT_TRUE(arm1.link.ackEvent.IsOpen());
     CC_DONE(1, 2);
     EXPECT_FALSE(port.IsOpen());
-    EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
+    EXPECT_FALSE(arm1.link.ackEvent.IsOpen());
 }
 
 TEST_F(OpeningTest, AHostThatStandsStillStartsTheLinkOnce) {
@@ -91,10 +91,10 @@ TEST_F(OpeningTest, FailuresHaveTheirCodes) {
         if (frame == Hex("09 08")) port.Send(Hex("06 08"));
     };
     EXPECT_EQ(OpenOnPort(), 769);
-    EXPECT_EQ(arm1.queues.sendWrite, 6);  // once, four times again, once more on the new link
+    EXPECT_EQ(arm1.link.queues.sendWrite, 6);  // once, four times again, once more on the new link
     EXPECT_FALSE(port.IsOpen());
     EXPECT_EQ(CC_LOOP_RUN(500), 0);
-    EXPECT_FALSE(arm1.connection.ackEvent.IsOpen());
+    EXPECT_FALSE(arm1.link.ackEvent.IsOpen());
     CC_DONE(1, 0);
 }
 
@@ -105,13 +105,13 @@ class LinkTest : public OpeningTest {
         OpeningTest::SetUp();
         // The opening itself goes over the simulator; then the port takes its place.
         ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\ntimeout=1\n")), 0);
-        arm1.connection.simulationMode = 0;
-        arm1.connection.ackEvent.OpenShared("AckwnoledgeReceived");
-        ASSERT_EQ(arm1.port.Configure(kPort, 9600, 'E', 8, 1, 3, 8), 1);
-        ASSERT_EQ(arm1.port.Open(8), 1);
-        LinkReset(arm1);
-        arm1.queues.replyRead = 0;
-        arm1.connection.portOpen = arm1.connection.mmTimerRunning = 1;
+        arm1.link.simulationMode = false;
+        arm1.link.ackEvent.OpenShared("AckwnoledgeReceived");
+        ASSERT_TRUE(arm1.link.port.Configure(kPort, 9600, 'E', 8, 1, 3, 8));
+        ASSERT_TRUE(arm1.link.port.Open(8));
+        LinkReset(arm1.link);
+        arm1.link.queues.replyRead = 0;
+        arm1.connection.portOpen = arm1.link.mmTimerRunning = true;
         wire.Send("09 08");
         wire.Send("06 08");
         arm1.replies.controllerState = 3;
@@ -119,15 +119,15 @@ class LinkTest : public OpeningTest {
         World::Instance().Pass(1);
     }
     void TearDown() override {
-        arm1.connection.simulationMode = 1;  // closing need not wait for a wire that does not answer
+        arm1.link.simulationMode = true;  // closing need not wait for a wire that does not answer
         wire.onFrame = nullptr;
-        arm1.port.Close();
+        arm1.link.port.Close();
         OpeningTest::TearDown();
     }
 
-    void Queue(const std::string &message, uint16_t priority = kNormal) {
+    void Queue(const std::string &message, Priority priority = kNormal) {
         const Bytes bytes = Hex(message);
-        ASSERT_EQ(QueueMessage(arm1, priority, static_cast<int32_t>(bytes.size()), bytes.data()), 0);
+        ASSERT_TRUE(QueueMessage(arm1.link, priority, static_cast<int32_t>(bytes.size()), bytes.data()));
     }
     static void Pass(int milliseconds) { platform::Sleep(static_cast<uint32_t>(milliseconds)); }
 };
@@ -164,7 +164,7 @@ TEST_F(LinkTest, ReceptionByFrame) {
     }
     // Without a terminator.
     for (const Bytes &frame : Hexes("03 02 01 00 03 | 03 | 03 02 1B")) {
-        ProcessFrame(arm1, frame.data(), static_cast<int32_t>(frame.size()));
+        ProcessFrame(arm1.link, frame.data(), static_cast<int32_t>(frame.size()));
     }
     Pass(1);
     EXPECT_EQ(wire.Take(), Messages(3, Hex("01 08")));
@@ -186,7 +186,7 @@ TEST_F(LinkTest, OnTheWayToStatusZeroAloneTheInputIsDiscarded) {
 }
 
 TEST_F(LinkTest, AReplyIsPublishedIntoAFreeSlotWithItsAcknowledgementAndByItsEvent) {
-    for (MessageSlot &slot : arm1.queues.replyQueue) slot.Publish(3);
+    for (MessageSlot &slot : arm1.link.queues.replyQueue) slot.Publish(3);
     wire.Send("03 02 01 00 03 08");
     EXPECT_EQ(wire.Take(), Messages{Hex("01 08")});
     EXPECT_EQ(arm1.link.rxSequence, 0);
@@ -212,7 +212,8 @@ TEST_F(LinkTest, ControlFramesThatCannotBeWrittenAreShown) {
 }
 
 TEST_F(LinkTest, MessagesTravelOneATickAndAnAcknowledgementCountsForAFrameThatWasSent) {
-    arm1.queues.sendQueue[arm1.queues.sendWrite].data[0] = 3;  // of the frame that was in the slot before
+    arm1.link.queues.sendQueue[arm1.link.queues.sendWrite].data[0] =
+        3;  // of the frame that was in the slot before
     Queue("02 08 1B");
     Queue("04 01 'N' '0' '0'");
     wire.Send("02 08");  // before it went out
@@ -222,7 +223,7 @@ TEST_F(LinkTest, MessagesTravelOneATickAndAnAcknowledgementCountsForAFrameThatWa
     wire.Send("06 08");  // the second answer to a start-link
     EXPECT_EQ(arm1.link.txSequence, 0);
     wire.Send("02 08");
-    EXPECT_TRUE(arm1.connection.ackEvent.Wait(0));
+    EXPECT_TRUE(arm1.link.ackEvent.Wait(0));
     Pass(50);
     EXPECT_EQ(wire.Take(), Messages{Hex("04 04 01 'N' '0' '0' 4B 08")});
     wire.Send("05 08");
@@ -316,7 +317,7 @@ TEST_F(LinkTest, APriorityMessageOvertakesAtTheNextExpiry) {
     Pass(50);
     EXPECT_EQ(wire.Take(), Messages{Hex("04 04 01 'S' '1' '5' 52 08")});
     wire.Send("05 08");
-    EXPECT_EQ(arm1.queues.priorityRead, 1);
+    EXPECT_EQ(arm1.link.queues.priorityRead, 1);
     EXPECT_EQ(arm1.link.priorityInFlight, 0u);
 }
 
@@ -349,13 +350,13 @@ TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
     CC_LOOP_RUN(50);  // the flush waits 3 s
     CC_LOOP_RUN(50);
     EXPECT_EQ(World::Instance().messageBoxes.size(), 2u);
-    EXPECT_EQ(arm1.queues.sendWrite, NextIndex(arm1.queues.sendRead, kSendSlots));
+    EXPECT_EQ(arm1.link.queues.sendWrite, NextIndex(arm1.link.queues.sendRead, kSendSlots));
     EXPECT_EQ(arm1.motion.movesInFlight, 0);
     // The acknowledgement comes while nobody waits; the next flush sees it without waiting.
-    arm1.queues.sendQueue[arm1.queues.sendRead].data[0] = 3;
+    arm1.link.queues.sendQueue[arm1.link.queues.sendRead].data[0] = 3;
     arm1.link.txSequence = 0;
     wire.Send("02 08");
-    arm1.connection.ackEvent.Wait(0);
+    arm1.link.ackEvent.Wait(0);
     CC_LOOP_RUN(50);
     EXPECT_EQ(World::Instance().messageBoxes.size(), 2u);
     EXPECT_EQ(arm1.motion.movesInFlight, 1);
@@ -365,10 +366,10 @@ TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
 TEST_F(LinkTest, FramesThatFitNoSlotAreRefused) {
     const Bytes message(128, 8);
     // 126: 252 stuffed bytes, type, sum 00 and terminator are 255.
-    for (const auto &[length, result] : {std::pair{126, 0}, {128, -1}, {-1, -1}, {0, 0}}) {
-        EXPECT_EQ(QueueMessage(arm1, kNormal, length, message.data()), result) << length;
+    for (const auto &[length, result] : {std::pair{126, true}, {128, false}, {-1, false}, {0, true}}) {
+        EXPECT_EQ(QueueMessage(arm1.link, kNormal, length, message.data()), result) << length;
     }
-    EXPECT_EQ(arm1.queues.sendQueue[arm1.queues.sendWrite - 1].length, 3);
+    EXPECT_EQ(arm1.link.queues.sendQueue[arm1.link.queues.sendWrite - 1].length, 3);
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST_F(MotionTest, ACallbackMayResetTheBufferAndFileAnew) {
         CC_FLYONOFF(1, 1);
         moves.movesInFlight = 1;
         Inject(1, Hex("04 01 04 00 FF"));
-        WorkerStep(1);
+        WorkerStep(arm1, 1);
         EXPECT_EQ(moves.movesInFlight, 0);
         EXPECT_EQ(moves.moveHistoryRead, 0);
         EXPECT_EQ(moves.moveHistory[0].inUse, files ? 1 : 0);
@@ -142,7 +142,7 @@ TEST_F(MotionTest, EntriesThatAreFreeAreNobodys) {
             Inject(1, reply);
         }
         arm1.replies.awaitedReply = 26;
-        for (int i = 0; i < 3; ++i) WorkerStep(1);
+        for (int i = 0; i < 3; ++i) WorkerStep(arm1, 1);
         ASSERT_EQ(Events(1), (std::vector{Of(5, 0), Of(5, 256)})) << state;
         EXPECT_EQ(Events(1)[0].point.approach[0], -1.0);
         EXPECT_EQ(arm1.replies.awaitedReply, 0);
@@ -165,8 +165,8 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     EXPECT_EQ(L2S_StopScan(), 0);
     CC_FLYONOFF(1, 1);
     // As after a flush whose acknowledgement is late: queued already, the slot still filled.
-    moves.flushedTo = arm1.queues.sendWrite;
-    QueueMessage(arm1, kNormal, 5, moves.moveRing[0].bytes);
+    moves.flushedTo = arm1.link.queues.sendWrite;
+    QueueMessage(arm1.link, kNormal, 5, moves.moveRing[0].bytes);
     CC_FLYONOFF(1, 0);
     const SentMessages sent;
     EXPECT_EQ(L2S_StartScan(), 1);
@@ -187,7 +187,7 @@ TEST_F(MotionTest, ScanParametersAndStart) {
     EXPECT_EQ(EventsOf(1, 15), std::vector{Of(15, 0)});
     EXPECT_EQ(CC_CANSEND(1, 1), 1);
     EXPECT_EQ(moves.movesInFlight, 0);  // what the start sent along was not counted
-    arm1.simulator.simState = 7;        // takes no parameters
+    arm1.link.simulator.simState = 7;   // takes no parameters
     EXPECT_EQ(L2S_StartScan(), 0);
     EXPECT_EQ(moves.scanActive, 0);
 }

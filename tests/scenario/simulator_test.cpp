@@ -8,8 +8,8 @@ namespace {
 class SimulatorTest : public SimulationTest {
   protected:
     /// Queues a message and returns the replies that it brought.
-    Messages Answer(const Bytes &message, uint16_t priority = kNormal) {
-        EXPECT_EQ(QueueMessage(arm1, priority, static_cast<int32_t>(message.size()), message.data()), 0);
+    Messages Answer(const Bytes &message, Priority priority = kNormal) {
+        EXPECT_TRUE(QueueMessage(arm1.link, priority, static_cast<int32_t>(message.size()), message.data()));
         return TakeReplies(arm1);
     }
 };
@@ -74,14 +74,15 @@ TEST_F(SimulatorTest, EmergencyKeepsItBusyForAHundredMessages) {
 }
 
 TEST_F(SimulatorTest, FullQueuesRefuse) {
-    arm1.simulator.simState = 7;
-    arm1.simulator.simWaitCount = -20000;  // busy for long
+    arm1.link.simulator.simState = 7;
+    arm1.link.simulator.simWaitCount = -20000;  // busy for long
     const Bytes message = Hex("02 01 'A'");
-    for (int i = 0; i < kSendSlots; ++i) ASSERT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), 0) << i;
-    EXPECT_EQ(QueueMessage(arm1, kNormal, 3, message.data()), -1);
+    for (int i = 0; i < kSendSlots; ++i)
+        ASSERT_TRUE(QueueMessage(arm1.link, kNormal, 3, message.data())) << i;
+    EXPECT_FALSE(QueueMessage(arm1.link, kNormal, 3, message.data()));
     for (int i = 0; i < kPrioritySlots; ++i)
-        ASSERT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), 0) << i;
-    EXPECT_EQ(QueueMessage(arm1, kPriority, 3, message.data()), -1);
+        ASSERT_TRUE(QueueMessage(arm1.link, kPriority, 3, message.data())) << i;
+    EXPECT_FALSE(QueueMessage(arm1.link, kPriority, 3, message.data()));
     EXPECT_EQ(CC_FEED(1, 1) | CC_EMERGENCY(1, 0) | CC_READTEMP(1), 0);
     arm1.replies.controllerState = 3;
     CC_FLYONOFF(1, 1);
@@ -94,7 +95,7 @@ TEST_F(SimulatorTest, FullQueuesRefuse) {
 TEST_F(SimulatorTest, AFullReplyQueueLeavesTheCommandQueued) {
     for (int i = 0; i < kReplySlots - 1; ++i) Inject(1, Hex("02 01 FE"));
     const Bytes two = Hex("04 01 'S' '4' '8'");
-    QueueMessage(arm1, kNormal, 5, two.data());  // needs two slots, one is left
+    QueueMessage(arm1.link, kNormal, 5, two.data());  // needs two slots, one is left
     EXPECT_EQ(TakeReplies(arm1).size(), static_cast<size_t>(kReplySlots - 1));
     LEV2_MANSOM(&arm1);
     EXPECT_EQ(TakeReplies(arm1).size(), 2u);

@@ -18,14 +18,14 @@ TEST_F(WorkerTest, AsksForCoordinatesEveryTwicePeriodPlusOne) {
     std::vector<int> askedAt;
     for (int tick = 1; tick <= 64; ++tick) {
         const SentMessages sent;
-        WorkerStep(1);
+        WorkerStep(arm1, 1);
         if (!sent.Normal().empty() && arm1.replies.coordAnswered == 0) askedAt.push_back(tick);
     }
     EXPECT_EQ(askedAt, (std::vector{21, 42, 63}));
     EXPECT_EQ(EventsOf(1, 6).size(), 3u);
     arm1.replies.controllerState = 7;
     const SentMessages sent;
-    for (int tick = 0; tick < 50; ++tick) WorkerStep(1);
+    for (int tick = 0; tick < 50; ++tick) WorkerStep(arm1, 1);
     EXPECT_TRUE(sent.Normal().empty());
     EXPECT_EQ(arm1.session.coordPollTicks, 20);
 }
@@ -58,14 +58,14 @@ TEST_F(WorkerTest, RunsBetweenCallsOnlyAndOutlivesExceptions) {
     Inject(1, Hex("02 01 36"));
     EXPECT_GT(CC_LOOP_RUN(100), 0);
     EXPECT_EQ(runs, 200);
-    arm1.connection.simulationMode = 0;
-    arm1.connection.ackEvent.OpenShared("AckwnoledgeReceived");
+    arm1.link.simulationMode = 0;
+    arm1.link.ackEvent.OpenShared("AckwnoledgeReceived");
     CC_SET_MESSAGE_BOX([](const char *, void *) { runs += CC_LOOP_RUN(100); }, nullptr);
     EXPECT_EQ(CC_FEED(1, 1), 0);
     EXPECT_EQ(runs, 200);
     CC_SET_MESSAGE_BOX(nullptr, nullptr);
-    arm1.connection.ackEvent.Close();
-    arm1.connection.simulationMode = 1;
+    arm1.link.ackEvent.Close();
+    arm1.link.simulationMode = 1;
     arm1.replies.notifyCallback = [](int32_t, uint32_t, void *) { throw 1; };
     CC_FLYONOFF(1, 1);
     Inject(1, Hex("04 02 04 00 FF"));
@@ -83,12 +83,12 @@ TEST_F(WorkerTest, ACallbackMayCloseTheArm) {
     arm1.replies.controllerState = 3;
     CC_FLYONOFF(1, 1);
     const SentMessages sent;
-    WorkerStep(1);
+    WorkerStep(arm1, 1);
     EXPECT_EQ(sent.Normal(), Messages{Hex("04 01 'P' '1' '2'")});  // nothing behind the shutdown
     ASSERT_EQ(OpenSimulated(1), 0);
     arm1.replies.notifyCallback = closes;
     Inject(1, Hex("02 01 36"));
-    arm1.simulator.simState = 7;  // no answer: the wait goes on when the callback has closed the arm
+    arm1.link.simulator.simState = 7;  // no answer: the wait goes on when the callback has closed the arm
     EXPECT_EQ(CC_SETSTATUS(1, 1), 0);
 }
 

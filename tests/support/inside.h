@@ -25,7 +25,7 @@ inline Millionths InMillionths(const double (&values)[3]) {
 
 /// Puts a reply into the reply queue of an arm in simulation mode, as the simulator would.
 inline void Inject(int16_t arm, const Bytes &reply) {
-    MessageQueues &queues = SelectArm(arm).queues;
+    MessageQueues &queues = SelectArm(arm).link.queues;
     MessageSlot &slot = queues.replyQueue[queues.simReplyWrite];
     std::copy(reply.begin(), reply.end(), slot.data);
     slot.Publish(static_cast<uint16_t>(reply.size()));
@@ -37,7 +37,7 @@ inline Messages TakeReplies(ArmContext &arm) {
     Messages replies;
     uint8_t buffer[kReplyBytes];
     uint16_t length = 0;
-    for (TakeReply(arm, length, buffer); length != 0; TakeReply(arm, length, buffer)) {
+    for (TakeReply(arm.link, length, buffer); length != 0; TakeReply(arm.link, length, buffer)) {
         replies.emplace_back(buffer, buffer + length);
     }
     return replies;
@@ -47,7 +47,7 @@ inline Messages TakeReplies(ArmContext &arm) {
 class SentMessages {
   public:
     explicit SentMessages(int16_t arm = 1)
-        : queues_(SelectArm(arm).queues), normal_(queues_.sendWrite), priority_(queues_.priorityWrite) {}
+        : queues_(SelectArm(arm).link.queues), normal_(queues_.sendWrite), priority_(queues_.priorityWrite) {}
 
     bool None() const { return Normal().empty() && Priority().empty(); }
     Messages Normal() const { return Collect(queues_.sendQueue, normal_, queues_.sendWrite, kSendSlots); }
@@ -73,14 +73,14 @@ class SentMessages {
 inline void ForgetSessions() {
     for (const int16_t number : {1, 2}) {
         ArmContext &arm = SelectArm(number);
-        arm.simulator = {};
+        arm.link.simulator = {};
         arm.replies = {};
         arm.session = {};
         arm.link.txSequence = arm.link.rxSequence = 0;
         arm.link.retryTicks = 0;
         arm.link.retryCount = 0;
         arm.link.priorityInFlight = 0;
-        arm.queues.sendWrite = arm.queues.priorityWrite = 0;
+        arm.link.queues.sendWrite = arm.link.queues.priorityWrite = 0;
     }
 }
 

@@ -1,4 +1,4 @@
-#include "link/link_state.h"
+#include "link/link_history.h"
 
 #include <algorithm>
 
@@ -9,7 +9,8 @@ void FrameHistory::Add(bool sent, const uint8_t *bytes, int32_t length) {
     frame.sent = sent;
     frame.length = static_cast<uint8_t>(std::min(length, 255));
     std::copy_n(bytes, std::min(length, kBytes), frame.bytes);
-    next = NextIndex(next, kFrames);
+    next = (next + 1) % kFrames;
+    count = std::min(count + 1, kFrames);
 }
 
 }  // namespace cc
