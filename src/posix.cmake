@@ -1,3 +1,6 @@
+# Exports that exist outside Windows only.
+target_sources(cc_core PRIVATE session/link_report.cpp session/posix_loop.cpp)
+
 # The backends of the seam. The virtual one shares what has nothing to do with time.
 set(portable_sources
   platform/portable/port_definition.cpp
@@ -7,7 +10,6 @@ set(portable_sources
 
 add_library(cc_platform_posix OBJECT
   ${portable_sources}
-  session/posix_loop.cpp
   platform/posix/clock.cpp
   platform/posix/event.cpp
   platform/posix/line_watcher.cpp
@@ -17,7 +19,6 @@ add_library(cc_platform_posix OBJECT
   platform/posix/serial_line.cpp)
 add_library(cc_platform_virtual OBJECT
   ${portable_sources}
-  session/posix_loop.cpp
   platform/virtual/clock.cpp
   platform/virtual/event.cpp
   platform/virtual/message_box.cpp

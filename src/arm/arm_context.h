@@ -45,6 +45,9 @@ struct SessionState {
     int32_t coordPollTicks = 0;
     int32_t coordPollPeriod = 0;
     uint32_t cosDat[512]{};  // the table that the controller may ask for at its start
+
+    /// Whether the client does by itself what the worker would otherwise do after zeroing and in state 2.
+    bool ClientActs() const { return startMode == 1; }
 };
 
 /// From controller counts to the caller's units.

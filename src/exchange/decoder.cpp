@@ -67,7 +67,7 @@ void OnState(const Reply &reply) {
     } else {
         FoldAnswer(replies, newState);
     }
-    const bool switchedOn = !replies.extendedInfo && reply.context.session.startMode == 1 &&
+    const bool switchedOn = !replies.extendedInfo && reply.context.session.ClientActs() &&
                             newState == state::kStopped && !replies.resumeNotifyPending;
     if (switchedOn) Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
     if (reply.length != kShortestReply) DecodeInformation(reply);
@@ -83,7 +83,7 @@ void NotifyPayload(const Reply &reply, int32_t event) {
     ReplyState &replies = reply.State();
     const int payloadBytes = reply.length - at::kReplyPayload;
     std::memcpy(replies.notifyPayload, reply.Payload(), static_cast<size_t>(payloadBytes));
-    const bool byteAsInfo = event != CC_EVENT_REPORT_1 && reply.context.session.startMode == 1;
+    const bool byteAsInfo = event != CC_EVENT_REPORT_1 && reply.context.session.ClientActs();
     const auto infoWord =
         static_cast<uint16_t>(byteAsInfo ? reply.SignedByte(4) : payloadBytes / 2 * 256 + event);
     Notify(replies, event, infoWord, replies.notifyPayload);
@@ -121,7 +121,7 @@ void OnZeroing(const Reply &reply) {
     if (replies.awaitedReply != reply.SignedByte(3)) return;
     if (replies.awaitedReply == awaited::kZeroing) {
         replies.zeroingDone = true;
-        if (reply.context.session.startMode == 1) {
+        if (reply.context.session.ClientActs()) {
             Notify(replies, CC_EVENT_ZEROING_DONE, CC_EVENT_ZEROING_DONE);
             TraceEndOfZeroing(reply.context.trace, reply.arm);
         }
@@ -259,7 +259,7 @@ void OnEvent23(const Reply &reply) {
 void OnControllerOn(const Reply &reply) {
     ReplyState &replies = reply.State();
     replies.resumeNotifyPending = true;
-    if (reply.context.session.startMode == 1) {
+    if (reply.context.session.ClientActs()) {
         Notify(replies, CC_EVENT_CONTROLLER_ON, CC_EVENT_CONTROLLER_ON);
     } else {
         replies.resetStatusPending = true;

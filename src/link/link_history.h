@@ -5,7 +5,7 @@
 
 namespace cc {
 
-/// Since the link was reset. A frame that the line did not take is not counted.
+/// Since the link was reset. A frame that the line did not take is not counted. CC_LinkStatistics has the same layout.
 struct LinkStatistics {
     uint32_t framesSent = 0;  // data frames, for the first time
     uint32_t framesRepeated = 0;
@@ -27,8 +27,9 @@ struct FrameHistory {
     static constexpr int32_t kFrames = 32;
     static constexpr int32_t kBytes = 14;
 
+    /// CC_LinkFrame has the same layout.
     struct Frame {
-        bool sent;       // by the host
+        uint8_t sent;    // 1: by the host
         uint8_t length;  // of the whole frame, 255 for a longer one
         uint8_t bytes[kBytes];
     };

@@ -13,7 +13,7 @@ class CHeadPort final : public CSerialPH9 {
 
 /// Used on the thread of the client's calls only.
 struct ProbeHead : HeadRecord {
-    uint32_t pollMs = 0;   // time between two polls of a wait
+    uint32_t pollMs = 0;    // time between two polls of a wait
     int32_t mostPolls = 0;  // of one wait
     CHeadPort port;
 };

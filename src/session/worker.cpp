@@ -26,7 +26,7 @@ void StampStoredInfo(ArmContext &context, int16_t arm) {
 // does it on its own.
 void SendAutomaticCommands(ArmContext &context, int16_t arm) {
     ReplyState &replies = context.replies;
-    const bool clientActs = context.session.startMode == 1;
+    const bool clientActs = context.session.ClientActs();
     if (replies.zeroingDone && context.session.extendedStart) {
         if (!clientActs) StampStoredInfo(context, arm);
         replies.zeroingDone = false;

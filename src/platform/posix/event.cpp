@@ -1,7 +1,6 @@
 #include "platform/event.h"
 
 #include <cstring>
-#include <mutex>
 
 #include "platform/portable/profile_scanner.h"
 #include "platform/posix/monotonic.h"
@@ -22,7 +21,7 @@ SharedEvent events[4];
 
 bool Event::OpenShared(const char *name) {
     Close();
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     SharedEvent *free = nullptr;
     for (SharedEvent &event : events) {
         if (event.handles == 0) {
@@ -43,7 +42,7 @@ bool Event::OpenShared(const char *name) {
 
 void Event::Signal() {
     if (handle_ == nullptr) return;
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     static_cast<SharedEvent *>(handle_)->signalled = true;
     monitor.NotifyAll();
 }
@@ -52,7 +51,7 @@ bool Event::Wait(uint32_t milliseconds) {
     if (handle_ == nullptr) return false;
     auto &event = *static_cast<SharedEvent *>(handle_);
     const int64_t deadline = MonotonicNow() + int64_t{milliseconds} * 1'000'000;
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     while (!event.signalled && MonotonicNow() < deadline) monitor.WaitUntil(deadline);
     const bool signalled = event.signalled;
     event.signalled = false;
@@ -61,7 +60,7 @@ bool Event::Wait(uint32_t milliseconds) {
 
 void Event::Close() {
     if (handle_ == nullptr) return;
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     --static_cast<SharedEvent *>(handle_)->handles;
     handle_ = nullptr;
 }

@@ -3,8 +3,6 @@
 #include <poll.h>
 #include <sched.h>
 
-#include <mutex>
-
 #include "platform/posix/line.h"
 
 namespace cc::platform {
@@ -12,7 +10,7 @@ namespace {
 
 void *Watch(void *state) {
     Line &line = *static_cast<Line *>(state);
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     while (!line.ending) {
         if (line.eventPending) {
             line.eventPending = false;
@@ -44,7 +42,7 @@ void RaisePriority(pthread_t thread, WatcherPriority priority) {
 bool LineWatcher::Start(SerialLine &serialLine, WatcherPriority priority, LineEventProcedure procedure,
                         void *user) {
     Line &line = *serialLine.State();
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.watched) return false;
     line.procedure = procedure;
     line.user = user;
@@ -61,13 +59,16 @@ bool LineWatcher::Stop(uint32_t milliseconds) {
     if (line_ == nullptr) return true;
     Line &line = *line_;
     line_ = nullptr;
-    std::unique_lock guard(line.monitor);
-    line.End();
-    const int64_t deadline = MonotonicNow() + int64_t{milliseconds} * 1'000'000;
-    while (line.watched && MonotonicNow() < deadline) line.monitor.WaitUntil(deadline);
-    const bool ended = !line.watched;
-    const pthread_t thread = line.watcher;
-    guard.unlock();
+    bool ended = false;
+    pthread_t thread{};
+    {
+        const Guard guard(line.monitor);
+        line.End();
+        const int64_t deadline = MonotonicNow() + int64_t{milliseconds} * 1'000'000;
+        while (line.watched && MonotonicNow() < deadline) line.monitor.WaitUntil(deadline);
+        ended = !line.watched;
+        thread = line.watcher;
+    }
     if (ended) {
         pthread_join(thread, nullptr);
     } else {

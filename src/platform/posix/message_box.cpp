@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <mutex>
 
 #include "platform/posix/monotonic.h"
 
@@ -29,7 +28,7 @@ void ShowMessageBox(const char *text) {
     MessageBoxHandler show = nullptr;
     void *user = nullptr;
     {
-        const std::lock_guard guard(monitor);
+        const Guard guard(monitor);
         show = handler;
         user = handlerUser;
     }
@@ -41,7 +40,7 @@ void ShowMessageBox(const char *text) {
 }
 
 void SetMessageBoxHandler(MessageBoxHandler show, void *user) {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     handler = show;
     handlerUser = user;
 }

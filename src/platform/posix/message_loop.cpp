@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <mutex>
 
 #include "platform/posix/monotonic.h"
 
@@ -20,13 +19,13 @@ WindowTimerProcedure procedure = nullptr;
 
 // The timer's descriptor on the thread that owns it, else -1.
 int OwnedDescriptor() {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     return descriptor >= 0 && pthread_equal(owner, pthread_self()) ? descriptor : -1;
 }
 
 // Takes the ticks that are due as one. Null when none is, or when the calling thread does not own the timer.
 WindowTimerProcedure TakeDueTick() {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     uint64_t ticks = 0;
     if (descriptor < 0 || !pthread_equal(owner, pthread_self())) return nullptr;
     if (read(descriptor, &ticks, sizeof ticks) != sizeof ticks) return nullptr;
@@ -36,7 +35,7 @@ WindowTimerProcedure TakeDueTick() {
 }  // namespace
 
 uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure due) {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     if (descriptor >= 0) return 0;
     descriptor = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
     if (descriptor < 0) return 0;
@@ -53,13 +52,13 @@ uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure due) 
 }
 
 void StopWindowTimer(void *, uintptr_t) {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     if (descriptor >= 0) close(descriptor);
     descriptor = -1;
 }
 
 int LoopDescriptor() {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     return descriptor;
 }
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include "platform/mutex.h"
+
 namespace cc::platform {
 
 /// Nanoseconds of the monotonic clock.
@@ -21,17 +23,18 @@ inline timespec ToTimespec(int64_t nanoseconds) {
 
 /// A mutex with a condition variable. It has no destructor, so that a static one outlives every static object
 /// that may still use it while the process ends.
-class Monitor {
+class CC_LOCK Monitor {
   public:
     constexpr Monitor() = default;
     Monitor(const Monitor &) = delete;
     Monitor &operator=(const Monitor &) = delete;
 
-    void lock() { pthread_mutex_lock(&mutex_); }
-    void unlock() { pthread_mutex_unlock(&mutex_); }
-    void Wait() { pthread_cond_wait(&changed_, &mutex_); }
+    void lock() CC_THREAD_SAFETY(acquire_capability()) { pthread_mutex_lock(&mutex_); }
+    void unlock() CC_THREAD_SAFETY(release_capability()) { pthread_mutex_unlock(&mutex_); }
+    /// Waits until notified; like WaitUntil, the lock is given up meanwhile.
+    void Wait() CC_THREAD_SAFETY(requires_capability(this)) { pthread_cond_wait(&changed_, &mutex_); }
     /// Waits until notified or until the deadline, in MonotonicNow's time.
-    void WaitUntil(int64_t deadline) {
+    void WaitUntil(int64_t deadline) CC_THREAD_SAFETY(requires_capability(this)) {
         const timespec until = ToTimespec(deadline);
         pthread_cond_clockwait(&changed_, &mutex_, CLOCK_MONOTONIC, &until);
     }

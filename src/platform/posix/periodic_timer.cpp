@@ -1,7 +1,6 @@
 #include "platform/periodic_timer.h"
 
 #include <algorithm>
-#include <mutex>
 
 #include "platform/portable/tick_grid.h"
 #include "platform/posix/monotonic.h"
@@ -41,7 +40,7 @@ Timer *NextTimer() {
 }
 
 void *RunTimers(void *) {
-    std::unique_lock guard(monitor);
+    const Guard guard(monitor);
     while (Timer *const next = NextTimer()) {
         const int64_t now = MonotonicNow();
         if (next->due > now) {
@@ -51,9 +50,9 @@ void *RunTimers(void *) {
         next->due = NextTick(next->due, now, next->period, kMillisecond);
         runningId = next->id;
         const TimerCallback callback = next->callback;
-        guard.unlock();
+        monitor.unlock();
         callback(runningId);
-        guard.lock();
+        monitor.lock();
         runningId = 0;
         monitor.NotifyAll();
     }
@@ -78,7 +77,7 @@ bool StartThread() {
 }  // namespace
 
 uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback) {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     Timer *const timer = FindTimer(0);
     if (timer == nullptr || periodMs == 0) return 0;
     const int64_t period = periodMs * kMillisecond;
@@ -92,7 +91,7 @@ uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback) {
 }
 
 void StopPeriodicTimer(uint32_t timerId) {
-    const std::lock_guard guard(monitor);
+    const Guard guard(monitor);
     Timer *const timer = timerId == 0 ? nullptr : FindTimer(timerId);
     if (timer == nullptr) return;
     timer->id = 0;

@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
-#include <mutex>
 
 #include "platform/posix/line.h"
 
@@ -87,8 +86,8 @@ termios RawMode(const LineSettings &settings, speed_t speed) {
     return mode;
 }
 
-// Waits without the line's lock, which the caller holds; the first of `waits` is the device.
-void PollUnlocked(Line &line, pollfd *waits, nfds_t count, const timespec *limit) {
+// Waits without the line's lock; the first of `waits` is the device.
+void PollUnlocked(Line &line, pollfd *waits, nfds_t count, const timespec *limit) CC_REQUIRES(line.monitor) {
     line.monitor.unlock();
     ppoll(waits, count, limit, nullptr);
     line.monitor.lock();
@@ -189,7 +188,7 @@ void Line::Release() {
 
 SerialLine::SerialLine() : line_(nullptr) {
     for (Line &line : lines) {
-        const std::lock_guard guard(line.monitor);
+        const Guard guard(line.monitor);
         if (line.taken) continue;
         line.taken = true;
         line_ = &line;
@@ -200,7 +199,7 @@ SerialLine::SerialLine() : line_(nullptr) {
 
 SerialLine::~SerialLine() {
     Close();
-    const std::lock_guard guard(line_->monitor);
+    const Guard guard(line_->monitor);
     line_->taken = false;
 }
 
@@ -212,7 +211,7 @@ bool SerialLine::Open(int32_t port) {
     const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     const int nudge = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     const bool exclusive = isatty(device) != 0 && flock(device, LOCK_EX | LOCK_NB) == 0;
-    const std::lock_guard guard(line_->monitor);
+    const Guard guard(line_->monitor);
     // A watcher that did not end in time may still use the line.
     if (wake < 0 || nudge < 0 || !exclusive || line_->watched || line_->device >= 0) {
         CloseAll({device, wake, nudge});
@@ -229,7 +228,7 @@ bool SerialLine::Open(int32_t port) {
 }
 
 bool SerialLine::Apply(const LineSettings &settings) {
-    const std::lock_guard guard(line_->monitor);
+    const Guard guard(line_->monitor);
     const speed_t speed = Speed(settings.baud);
     if (line_->device < 0 || speed == B0) return false;
     termios mode = RawMode(settings, speed);
@@ -247,7 +246,7 @@ bool SerialLine::Apply(const LineSettings &settings) {
 }
 
 bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
-    const std::lock_guard guard(line_->monitor);
+    const Guard guard(line_->monitor);
     line_->readTimeoutMs = readMs;
     line_->writeTimeoutMs = writeMs;
     return line_->device >= 0;
@@ -255,7 +254,7 @@ bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
 
 ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.ending) return {0, false};
     ++line.users;
     const int64_t deadline = MonotonicNow() + int64_t{line.readTimeoutMs} * 1'000'000;
@@ -279,7 +278,7 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
 
 uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.ending) return 0;
     ++line.users;
     const int64_t deadline = MonotonicNow() + int64_t{line.writeTimeoutMs} * 1'000'000;
@@ -297,14 +296,14 @@ uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
 
 uint32_t SerialLine::Post(const uint8_t *bytes, uint32_t count) {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.ending || line.lost) return 0;
     return static_cast<uint32_t>(std::max<int64_t>(line.WriteSome(bytes, count), 0));
 }
 
 bool SerialLine::HoldsEventChar() {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.ending) return false;
     line.Pull();
     return line.HasPulledEventChar();
@@ -312,7 +311,7 @@ bool SerialLine::HoldsEventChar() {
 
 bool SerialLine::HasUnreadEvent() {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0 || line.ending) return false;
     // The watcher alone pulls what it then reports; bytes in the device wake it.
     int inDevice = 0;
@@ -322,13 +321,13 @@ bool SerialLine::HasUnreadEvent() {
 
 void SerialLine::ReportAgain() {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device >= 0 && !line.ending) SetEventDescriptor(line.nudge);
 }
 
 void SerialLine::Close() {
     Line &line = *line_;
-    const std::lock_guard guard(line.monitor);
+    const Guard guard(line.monitor);
     if (line.device < 0) return;
     line.End();
     while (line.users > 0) line.monitor.Wait();

@@ -6,9 +6,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
 #include "platform/line_watcher.h"
+#include "platform/mutex.h"
 
 namespace cc::platform {
 
@@ -53,11 +53,11 @@ struct Line {
     // Where the driver does not report the event character, the watcher pulls the input and looks for it
     // itself.
     std::atomic<bool> watchesInput{false};
-    std::mutex pullLock;  // guards the fields below
-    uint8_t pulled[4096] = {};
-    size_t pulledFirst = 0;
-    size_t pulledCount = 0;
-    bool eventPending = false;
+    Mutex pullLock;
+    uint8_t pulled[4096] CC_GUARDED_BY(pullLock) = {};
+    size_t pulledFirst CC_GUARDED_BY(pullLock) = 0;
+    size_t pulledCount CC_GUARDED_BY(pullLock) = 0;
+    bool eventPending CC_GUARDED_BY(pullLock) = false;
     HANDLE pulledEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);
 
     ~Line() {

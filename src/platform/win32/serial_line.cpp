@@ -70,7 +70,7 @@ bool Line::PullInput(Overlapped &operation) {
     // What has come with it belongs to it.
     const DWORD more = std::min<DWORD>(PendingInput(), sizeof bytes - 1);
     if (more > 0) count += ReadDevice(operation, bytes + 1, more, waited);
-    const std::lock_guard guard(pullLock);
+    const Guard guard(pullLock);
     for (DWORD i = 0; i < count; ++i) {
         if (bytes[i] == settings.eventChar) eventPending = true;
         if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = bytes[i];
@@ -80,12 +80,12 @@ bool Line::PullInput(Overlapped &operation) {
 }
 
 bool Line::TakeEvent() {
-    const std::lock_guard guard(pullLock);
+    const Guard guard(pullLock);
     return std::exchange(eventPending, false);
 }
 
 bool Line::HasPulledEventChar() {
-    const std::lock_guard guard(pullLock);
+    const Guard guard(pullLock);
     for (size_t i = 0; i < pulledCount; ++i) {
         if (pulled[(pulledFirst + i) % sizeof pulled] == settings.eventChar) return true;
     }
@@ -106,7 +106,7 @@ DWORD Line::PendingInput() {
 }
 
 DWORD Line::TakePulled(uint8_t *buffer, DWORD count) {
-    const std::lock_guard guard(pullLock);
+    const Guard guard(pullLock);
     const auto moved = static_cast<DWORD>(std::min<size_t>(count, pulledCount));
     for (DWORD i = 0; i < moved; ++i) buffer[i] = pulled[(pulledFirst + i) % sizeof pulled];
     pulledFirst = (pulledFirst + moved) % sizeof pulled;
