@@ -7,8 +7,8 @@
 
 using namespace cc;
 
-static_assert(sizeof(CC_LinkStatistics) == sizeof(LinkStatistics) && CC_LINK_FRAMES == FrameHistory::kFrames &&
-              sizeof(CC_LinkFrame) == sizeof(FrameHistory::Frame));
+static_assert(sizeof(CC_LinkStatistics) == sizeof(LinkStatistics) &&
+              CC_LINK_FRAMES == FrameHistory::kFrames && sizeof(CC_LinkFrame) == sizeof(FrameHistory::Frame));
 
 namespace {
 

@@ -1,6 +1,7 @@
 // Whole sessions with the emulated controller at the far end of a virtual line, sound and with faults.
 #include <sstream>
 
+#include "cc_interface_posix.h"
 #include "controller.h"
 #include "support/inside.h"
 #include "support/virtual_peer.h"
@@ -138,6 +139,61 @@ TEST_F(EmulatedTest, AHostThatStandsStillAnywhereRepeatsNothing) {
         }
     }
     EXPECT_TRUE(World::Instance().messageBoxes.empty());
+}
+
+// What the far end saw, and what the line lost on the way.
+TEST_F(EmulatedTest, CountsAndLastFramesAgreeWithTheFarEnd) {
+    const std::pair<const char *, uint32_t> kCases[] = {{"to-controller:drop@20", 1},
+                                                        {"to-host:drop@20", 0},
+                                                        {"to-host:corrupt@40", 0},
+                                                        {"line-error%5", 0},
+                                                        {"restart@30", 0}};
+    for (const auto &[fault, lost] : kCases) {
+        ForgetSessions();
+        Controller controller(WithSphere());
+        controller.Faults().Add(ParseFault(fault));
+        std::map<std::pair<Direction, int>, uint32_t> seen;
+        Messages toController;
+        controller.onFrame = [&](int64_t, Direction direction, const Bytes &frame) {
+            ++seen[{direction, frame[0]}];
+            if (direction == Direction::ToController) toController.push_back(frame);
+        };
+        const auto both = [&](Direction direction, int a, int b) {
+            return seen[{direction, a}] + seen[{direction, b}];
+        };
+        const VirtualPeer peer(kPort, controller);
+        ASSERT_EQ(RunJob(), kResult) << fault;
+        CC_LinkStatistics all{};
+        ASSERT_EQ(CC_LINK_STATISTICS(1, &all), 1);
+        using enum Direction;
+        const auto sent = all.framesSent + all.framesRepeated + all.acknowledgementsSent;
+        EXPECT_EQ(sent, both(ToController, 3, 4) + both(ToController, 2, 5) + lost) << fault;
+        const auto received = all.framesReceived + all.framesIgnored + all.acknowledgementsReceived;
+        EXPECT_EQ(received + all.lineErrorsSent, both(ToHost, 3, 4) + both(ToHost, 2, 5)) << fault;
+        EXPECT_EQ(std::tuple(all.startLinksSent, all.startAcksSent, all.lineErrorsSent),
+                  std::tuple(seen[{ToController, 9}], seen[{ToController, 6}], seen[{ToController, 1}]))
+            << fault;
+        EXPECT_EQ(std::tuple(all.startLinksReceived, all.startAcksReceived, all.lineErrorsReceived),
+                  std::tuple(seen[{ToHost, 9}], seen[{ToHost, 6}], seen[{ToHost, 1}]))
+            << fault;
+
+        CC_LinkFrame last[CC_LINK_FRAMES]{};
+        ASSERT_EQ(CC_LINK_HISTORY(1, last, 40), 32);
+        Messages sentLast;
+        for (const CC_LinkFrame &frame : last) {
+            const auto kept = std::min<size_t>(frame.length, CC_LINK_FRAME_BYTES);
+            if (frame.sent == 1) sentLast.emplace_back(frame.bytes, frame.bytes + kept);
+        }
+        toController.erase(toController.begin(), toController.end() - static_cast<long>(sentLast.size()));
+        for (Bytes &frame : toController) frame.resize(std::min<size_t>(frame.size(), CC_LINK_FRAME_BYTES));
+        EXPECT_EQ(sentLast, toController) << fault;
+        CC_LinkFrame youngest{};
+        ASSERT_EQ(CC_LINK_HISTORY(1, &youngest, 1), 1);
+        EXPECT_EQ(std::memcmp(&youngest, &last[31], sizeof youngest), 0);
+    }
+    EXPECT_EQ(CC_LINK_STATISTICS(1, nullptr) + CC_LINK_HISTORY(1, nullptr, 1), 0);
+    CC_LinkFrame none{};
+    EXPECT_EQ(CC_LINK_HISTORY(1, &none, 0) + CC_LINK_HISTORY(1, &none, -1), 0);
 }
 
 TEST_F(EmulatedTest, FaultsOfEachKindAreOvercome) {
