@@ -529,13 +529,13 @@ CC_API int16_t CC_CALL CC_PHMoving(int16_t arm);
    Call them after CC_INIT of arm 1: before the first one linearScale is 0 and every length becomes 0 counts;
    a later one does not convert again. Values stay in force across scans and CC_DONE. */
 
-/* Scan frame: rotation matrix (9 doubles, row by row, dimensionless) and offset (3 doubles, lengths). */
+/* Coordinate system of the scan: rotation matrix (9 doubles, row by row, dimensionless) and offset (3 doubles, lengths). */
 CC_API void CC_CALL L2S_SetRotMatrix(const double *matrix, const double *offset);
 /* Probe tip radius. */
 CC_API void CC_CALL L2S_SetTipRad(const double *tipRadius);
 /* Depths between which the scan is regulated. */
 CC_API void CC_CALL L2S_SetRegDepth(const double *depth1, const double *depth2);
-/* Target point in the scan frame. */
+/* Target point in the coordinate system of the scan. */
 CC_API void CC_CALL L2S_SetTargetPoint(const double *targetX, const double *targetY);
 /* Largest and smallest step between points. */
 CC_API void CC_CALL L2S_SetMaxMinStep(const double *maxStep, const double *minStep);

@@ -21,7 +21,8 @@ inline constexpr int32_t kLinkDown = -1;    // of txSequence
 inline constexpr int32_t kNotStarted = -1;  // of rxSequence
 
 /// The lock makes each step of reception, of the tick, of the simulator and of the link's start exclusive. It is
-/// taken before the port's write lock, and never held while a message box is shown or while sleeping.
+/// taken before the port's write lock, and never held while a message box is shown or while sleeping. Reception may
+/// hold it for the seconds of a write that the line does not take.
 struct LinkState {
     LinkState(MessageQueues &messageQueues, TraceFile &traceFile)
         : queues(messageQueues), trace(traceFile), port(*this) {}

@@ -60,7 +60,7 @@ inline constexpr CommandName S26{'S', '2', '6'};  // buffer operation 1
 inline constexpr CommandName S27{'S', '2', '7'};  // buffer operation 2
 inline constexpr CommandName S48{'S', '4', '8'};  // temperatures
 inline constexpr CommandName S49{'S', '4', '9'};  // start and hold messages
-inline constexpr CommandName S50{'S', '5', '0'};  // scan frame
+inline constexpr CommandName S50{'S', '5', '0'};  // scan coordinate system
 inline constexpr CommandName S51{'S', '5', '1'};  // scan probe parameters
 inline constexpr CommandName S52{'S', '5', '2'};  // scan target and steps
 inline constexpr CommandName S54{'S', '5', '4'};  // TP200 mode

@@ -9,9 +9,11 @@
 namespace cc::platform {
 namespace {
 
-Monitor monitor;
-MessageBoxHandler handler = nullptr;
-void *handlerUser = nullptr;
+struct BoxHandler {
+    Monitor monitor;
+    MessageBoxHandler show CC_GUARDED_BY(monitor) = nullptr;
+    void *user CC_GUARDED_BY(monitor) = nullptr;
+} handler;
 
 void ShowOnStandardError(const char *text) {
     std::fprintf(stderr, "%s\n", text);
@@ -28,9 +30,9 @@ void ShowMessageBox(const char *text) {
     MessageBoxHandler show = nullptr;
     void *user = nullptr;
     {
-        const Guard guard(monitor);
-        show = handler;
-        user = handlerUser;
+        const Guard guard(handler.monitor);
+        show = handler.show;
+        user = handler.user;
     }
     if (show != nullptr) {
         show(text, user);
@@ -40,9 +42,9 @@ void ShowMessageBox(const char *text) {
 }
 
 void SetMessageBoxHandler(MessageBoxHandler show, void *user) {
-    const Guard guard(monitor);
-    handler = show;
-    handlerUser = user;
+    const Guard guard(handler.monitor);
+    handler.show = show;
+    handler.user = user;
 }
 
 }  // namespace cc::platform
