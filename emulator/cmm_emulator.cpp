@@ -28,6 +28,7 @@ struct Options {
     int port = 1;
     bool paced = false;
     int gap = 2;  // ms
+    bool strict = false;
     bool log = false;
     std::string part = "sphere";
     double formError = 0.008;
@@ -80,6 +81,7 @@ class EventPlan {
 int Run(Options &options) {
     options.controller.part = MakePart(options);
     options.controller.link.frameGap = options.gap * kMillisecond;
+    options.controller.link.ignoresRepetitions = options.strict;
     Controller controller(options.controller);
     controller.Faults().Seed(options.seed);
     for (const std::string &fault : options.faults) controller.Faults().Add(ParseFault(fault));
@@ -130,6 +132,7 @@ int main(int argc, char **argv) {
         ->excludes(device);
     app.add_option("--port", options.port, "N of comN")->capture_default_str();
     app.add_flag("--paced", options.paced, "Send at the speed of the line, 9600 baud");
+    app.add_flag("--strict", options.strict, "Drop repeated frames without acknowledging them again");
     app.add_option("--gap", options.gap, "Least time from one frame to the host to the next, ms")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();

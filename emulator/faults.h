@@ -16,9 +16,9 @@ enum class FaultKind {
     Drop,       // the frame is lost
     Corrupt,    // one bit of the frame is inverted
     Repeat,     // the frame comes twice
-    Delay,      // the frame comes later; to the host only
+    Delay,      // the frame comes later, and so do those behind it
     Split,      // the frame comes in two pieces; to the host only
-    Merge,      // the frame comes in one piece with the next; to the host only
+    Merge,      // the frame comes in one piece with the next
     LineError,  // a line error goes to the host
     Restart,    // the controller starts the link anew
     Silence,    // the controller sends nothing for a while

@@ -66,20 +66,36 @@ void LinkPeer::Receive(uint8_t byte) {
     ReceiveFrame(std::move(frame));
 }
 
-void LinkPeer::ReceiveFrame(Bytes frame) {
-    int times = 1;
+void LinkPeer::ReceiveFrame(Bytes bytes) {
+    Late late{std::move(bytes), agenda_.Now(), 1};
+    bool merge = false;
     for (const Fault &fault : faults_.Strike(Direction::ToController)) {
-        if (fault.kind == FaultKind::Drop) times = 0;
-        if (fault.kind == FaultKind::Repeat) ++times;
+        if (fault.kind == FaultKind::Drop) late.times = 0;
+        if (fault.kind == FaultKind::Repeat) ++late.times;
         if (fault.kind == FaultKind::Corrupt)
-            frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
+            late.frame[faults_.Pick(static_cast<uint32_t>(late.frame.size() - 1))] ^= 1;
+        if (fault.kind == FaultKind::Delay) late.notBefore += fault.value;
+        merge |= fault.kind == FaultKind::Merge;
         ActOnFault(fault);
     }
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
-    for (; times > 0; --times) {
-        if (onFrame) onFrame(agenda_.Now(), Direction::ToController, frame);
-        ActOnFrame(frame);
+    if (!late_.empty() && late_.back().notBefore == Agenda::kNever) late_.back().notBefore = agenda_.Now();
+    if (merge) late.notBefore = Agenda::kNever;
+    late_.push_back(std::move(late));
+    TakeLate();
+}
+
+void LinkPeer::TakeLate() {
+    while (!late_.empty() && late_.front().notBefore <= agenda_.Now()) {
+        const Late late = std::move(late_.front());
+        late_.pop_front();
+        for (int times = late.times; times > 0; --times) {
+            if (onFrame) onFrame(agenda_.Now(), Direction::ToController, late.frame);
+            ActOnFrame(late.frame);
+        }
     }
+    if (late_.empty() || late_.front().notBefore == Agenda::kNever) return;
+    agenda_.After(late_.front().notBefore - agenda_.Now(), [this] { TakeLate(); });
 }
 
 void LinkPeer::ActOnFault(const Fault &fault) {
@@ -130,9 +146,10 @@ void LinkPeer::ReceiveData(const Bytes &frame) {
     const std::optional<Bytes> message = MessageOf(frame);
     if (rxSequence_ == kDown || !message) return Control(kLineError);
     const int sequence = frame[0] == kData[0] ? 0 : 1;
-    Control(kAck[sequence]);
     // A repetition was taken before; only its acknowledgement was lost.
-    if (sequence != rxSequence_) return;
+    const bool repeated = sequence != rxSequence_;
+    if (!repeated || !options_.ignoresRepetitions) Control(kAck[sequence]);
+    if (repeated) return;
     rxSequence_ ^= 1;
     OnMessage(*message);
 }

@@ -12,6 +12,7 @@ namespace emulator {
 struct LinkOptions {
     int64_t ackTimeout = kSecond;         // until a data frame is repeated, and between start-links
     int64_t frameGap = 2 * kMillisecond;  // least time from one frame to the host to the next
+    bool ignoresRepetitions = false;      // drops a frame that it has taken before without acknowledging it
 };
 
 /// Sends and receives messages over the link. Frames to the host are put out one by one, never two at a time
@@ -39,7 +40,9 @@ class LinkPeer : public Peer {
   private:
     static constexpr int kDown = -1;
 
-    void ReceiveFrame(Bytes frame);
+    void ReceiveFrame(Bytes bytes);
+    /// Acts on the frames that are due.
+    void TakeLate();
     void ActOnFrame(const Bytes &frame);
     void ReceiveData(const Bytes &frame);
     void ReceiveAck(uint8_t type);
@@ -64,6 +67,13 @@ class LinkPeer : public Peer {
     int startLinks_ = 0;     // start-links sent since the link went down
     bool givenUp_ = false;   // the message in flight was given up when the link went down
     Agenda::Entry timer_ = Agenda::kNone;
+
+    struct Late {
+        Bytes frame;
+        int64_t notBefore;  // kNever: until the next frame comes
+        int times;
+    };
+    std::deque<Late> late_;  // frames of the host that have not come yet
 
     struct Outgoing {
         Bytes bytes;

@@ -46,6 +46,7 @@ void ReadSettings(Settings &settings, const char *iniFile) {
     settings.timeoutTicks = TimeoutTicks(timeout, ticksPerSecond);
 
     settings.fastPc = ReadTimer(settings, "FAST_PC", 1);
+    settings.promptLine = ReadTimer(settings, "Line mode", 0) == 1;
     settings.autoCoordMs = ReadTimer(settings, "Auto Coord", kShortestAutoCoordMs);
     if (settings.autoCoordMs != 0)
         settings.autoCoordMs = std::max(settings.autoCoordMs, kShortestAutoCoordMs);

@@ -14,6 +14,7 @@ struct Settings {
     int32_t initTimeout = 0;        // reserved
     int32_t initAttempts = 0;       // reserved
     int32_t fastPc = 0;             // reserved
+    bool promptLine = false;        // see LinkState::promptLine
     int32_t autoCoordMs = 0;        // period of streamed coordinates
     bool enableAutoCoord = false;   // coordinates are streamed, not polled
     bool axesConvention = false;    // first and second axis change places

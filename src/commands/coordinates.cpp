@@ -17,6 +17,7 @@ constexpr struct {
     {0, 3}, {1, 0}, {2, 2}, {3, 1}, {6, 4}, {7, 2}, {8, 2}, {9, 2}, {10, 4},
 };
 constexpr int16_t kUnknownStatus = -1;
+constexpr uint32_t kProgressMs = 10;  // between looks at the limit of a wait
 
 // Waits for the link acknowledgement of a request that was sent, and then for a coordinate report. Result: false
 // when the wait could not be made.
@@ -25,7 +26,12 @@ bool WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
     if (!limit.IsCounted() || (sent && !WaitForAck(context))) return false;
     WaitForCompletion(context, arm);
     while (context.replies.coordQuery != CoordQuery::None && !limit.IsOver()) {
-        if (!DecodeReplies(context, arm)) platform::Yield();
+        if (DecodeReplies(context, arm)) continue;
+        if (context.link.promptLine) {
+            context.link.progress.Wait(kProgressMs);
+        } else {
+            platform::Yield();
+        }
     }
     return true;
 }

@@ -48,14 +48,15 @@ const StatusOrder *FindStatusOrder(int16_t status) {
 bool SendStatusOrder(ArmContext &context, int16_t arm, const StatusOrder &order) {
     ReplyState &replies = context.replies;
     replies.awaitedReply = order.state;
-    // Reports of the time before are of no use to a controller that becomes ready.
-    if (order.status == CC_ORDER_READY) context.link.port.Purge();
+    // Reports of the time before are of no use to a controller that becomes ready. On a prompt line none lies unread, and
+    // a purge would only tear a frame.
+    if (order.status == CC_ORDER_READY && !context.link.promptLine) context.link.port.Purge();
     if (replies.controllerState == order.state) {
         replies.awaitedReply = awaited::kNothing;
         return true;
     }
     if (!QueueMessage(context.link, kNormal, CommandMessage(order.name))) return false;
-    return !WaitForAck(context) || WaitForCompletion(context, arm);
+    return !WaitForAck(context, kAckTimeoutMs, Unsent::Keep) || WaitForCompletion(context, arm);
 }
 
 bool StartZeroing(ArmContext *context, int16_t arm, const CommandMessage &zeroing) {
@@ -103,7 +104,7 @@ int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on) {
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     const CommandMessage message(on != 0 ? command::P02 : command::P03);
     if (!QueueMessage(context->link, kPriority, message)) return 0;
-    WaitForAck(*context);
+    WaitForAck(*context, kAckTimeoutMs, Unsent::Keep);
     return 1;
 }
 
@@ -115,7 +116,7 @@ int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n) {
     CommandName name = command::S25;
     name.digit2 = static_cast<char>(name.digit2 + n);
     if (!QueueMessage(context->link, kNormal, CommandMessage(name))) return 0;
-    return !WaitForAck(*context) || WaitForCompletion(*context, arm);
+    return !WaitForAck(*context, kAckTimeoutMs, Unsent::Keep) || WaitForCompletion(*context, arm);
 }
 
 int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s) {

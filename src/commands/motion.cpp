@@ -1,6 +1,7 @@
 // The exported motion commands: each files a message and a history entry into the move buffer.
 #include "arm/arm_context.h"
 #include "cc_interface.h"
+#include "exchange/flush.h"
 #include "motion/move_buffer.h"
 #include "protocol/command_message.h"
 
@@ -13,14 +14,15 @@ const double *Approach(const double *position) {
     return position + 3;
 }
 
-void File(MoveBuffer &moves, uint16_t reportCode, const double *approach, const CommandMessage &message) {
-    FileHistory(moves, ReportTag(reportCode), approach);
-    FileMessage(moves, message.Data(), message.Size());
+void File(ArmContext &context, uint16_t reportCode, const double *approach, const CommandMessage &message) {
+    FileHistory(context.motion, ReportTag(reportCode), approach);
+    FileMove(context, message.Data(), message.Size());
 }
 
-void FileTemplate(MoveBuffer &moves, int32_t size) {
-    moves.moveTemplate.bytes[0] = static_cast<uint8_t>(size - 1);
-    FileMessage(moves, moves.moveTemplate.bytes, size);
+void FileTemplate(ArmContext &context, int32_t size) {
+    uint8_t *const bytes = context.motion.moveTemplate.bytes;
+    bytes[0] = static_cast<uint8_t>(size - 1);
+    FileMove(context, bytes, size);
 }
 
 void SetTarget(ArmContext &context, const double *position) {
@@ -53,7 +55,7 @@ void FileRotaryMove(ArmContext &context, CommandName name, uint16_t reportCode, 
     for (int axis = 0; axis < axes; ++axis)
         message.Field(static_cast<char>('A' + axis), Counts(position[axis], scale));
     if (lastValue != 0) message.Field(lastField, lastValue);
-    File(context.motion, reportCode, Approach(position), message);
+    File(context, reportCode, Approach(position), message);
 }
 
 }  // namespace
@@ -90,7 +92,7 @@ void CC_CALL CC_MOVE(int16_t arm, int16_t mode, const double *position, uint32_t
     image.Set(MoveTemplate::M, Counts(ValueOrZero(mValue), scale));
     if (mode == kProbe) image.Set(MoveTemplate::N, Counts(ValueOrZero(nValue), scale));
     if (feed != 0) image.Set(MoveTemplate::F, feed);
-    FileTemplate(moves, feed != 0 ? MoveTemplate::kThroughF : MoveTemplate::kThroughN);
+    FileTemplate(*context, feed != 0 ? MoveTemplate::kThroughF : MoveTemplate::kThroughN);
 }
 
 void CC_CALL CC_MOVEINCR(int16_t arm, const double *position, uint32_t, int16_t withM) {
@@ -100,7 +102,7 @@ void CC_CALL CC_MOVEINCR(int16_t arm, const double *position, uint32_t, int16_t 
     SetTarget(*context, position);
     moves.moveTemplate.Name(command::G03, kBufferedClass);
     FileHistory(moves, ReportTag(CC_REPORT_INCREMENTAL), Approach(position));
-    FileTemplate(moves, withM != 0 ? MoveTemplate::kThroughM : MoveTemplate::kThroughZ);
+    FileTemplate(*context, withM != 0 ? MoveTemplate::kThroughM : MoveTemplate::kThroughZ);
 }
 
 void CC_CALL CC_MOVERT(int16_t arm, const double *position, uint32_t, int16_t feed) {
@@ -143,7 +145,7 @@ void CC_CALL CC_SPEED(int16_t arm, int16_t kind, int16_t value) {
         moves.moveTemplate.Set(axis, value);
     moves.moveTemplate.Name(kKinds[kind].name, kBufferedClass);
     FileHistory(moves, ReportTag(kKinds[kind].reportCode), nullptr);
-    FileTemplate(moves, MoveTemplate::kThroughZ);
+    FileTemplate(*context, MoveTemplate::kThroughZ);
 }
 
 int16_t CC_CALL CC_MOVING(int16_t arm) {
@@ -156,7 +158,7 @@ void CC_CALL CC_FLYONOFF(int16_t arm, int16_t on) {
     ArmContext *const context = OpenArm(arm);
     if (context == nullptr) return;
     const CommandMessage message(on != 0 ? command::G31 : command::G32, kBufferedClass);
-    File(context->motion, CC_REPORT_FLY, nullptr, message);
+    File(*context, CC_REPORT_FLY, nullptr, message);
 }
 
 void CC_CALL CC_FLYLEN(int16_t arm, double flyLength) {
@@ -166,5 +168,5 @@ void CC_CALL CC_FLYLEN(int16_t arm, double flyLength) {
     if (counts == 0) return;
     CommandMessage message(command::G34, kBufferedClass);
     message.Field('M', counts).Field('N', counts);
-    File(context->motion, CC_REPORT_FLY_LENGTH, nullptr, message);
+    File(*context, CC_REPORT_FLY_LENGTH, nullptr, message);
 }

@@ -1,5 +1,6 @@
 // Scanning on arm 1: the parameter messages, start and stop.
 #include "cc_interface.h"
+#include "exchange/flush.h"
 #include "exchange/waits.h"
 #include "link/send_path.h"
 #include "motion/move_buffer.h"
@@ -53,10 +54,7 @@ bool SendParameters(ArmContext &context, CommandName name, const CommandMessage 
 bool DrainMoveRing(ArmContext &context) {
     MoveBuffer &moves = context.motion;
     while (NextToFlush(moves).IsBusy()) {
-        const MoveSlot &slot = NextToFlush(moves);
-        const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
-        if (moves.flushedTo == kNotFlushed && !QueueMessage(context.link, kNormal, length, slot.bytes))
-            return false;
+        if (moves.flushedTo == kNotFlushed && !QueueOldestMove(context)) return false;
         ReleaseFlushedSlot(moves);
     }
     return true;
@@ -109,7 +107,7 @@ int16_t CC_CALL L2S_StartScan(void) {
     if (!SendParameters(*context, command::S52, TargetMessage(parameters))) return 0;
     const CommandMessage start(command::G07, kBufferedClass);
     FileHistory(context->motion, kScanTag, nullptr);
-    FileMessage(context->motion, start.Data(), start.Size());
+    FileMove(*context, start.Data(), start.Size());
     if (!DrainMoveRing(*context)) return 0;
     context->motion.scanActive = true;
     return 1;

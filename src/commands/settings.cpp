@@ -5,6 +5,7 @@
 
 #include "cc_interface.h"
 #include "commands/modes.h"
+#include "exchange/flush.h"
 #include "exchange/waits.h"
 #include "link/send_path.h"
 #include "motion/move_buffer.h"
@@ -33,11 +34,11 @@ AxesOrder ChooseAxesOrder(bool newer, bool on) {
     return {on ? command::P08 : command::P07, state::kEmergency};
 }
 
-bool FileMove(ArmContext &context, const void *bytes, int16_t length, int16_t value) {
+bool FileBuffered(ArmContext &context, const void *bytes, int16_t length, int16_t value) {
     // An empty message would free a slot that the flush waits at, and stop it for good.
     if (length <= 0 || length > kMoveSlotBytes) return false;
     FileHistory(context.motion, static_cast<uint16_t>(value - 32), nullptr);
-    FileMessage(context.motion, static_cast<const uint8_t *>(bytes), length);
+    FileMove(context, static_cast<const uint8_t *>(bytes), length);
     return true;
 }
 
@@ -116,7 +117,7 @@ int16_t CC_CALL CC_TFMODE(int16_t arm, int16_t on) {
     // The byte sent and the code reported cross: on is sent as 9 and reported as 8, off the other way round.
     const CommandMessage message(on != 0 ? command::G3On : command::G3Off);
     FileHistory(context->motion, ReportTag(on != 0 ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF), nullptr);
-    FileMessage(context->motion, message.Data(), message.Size());
+    FileMove(*context, message.Data(), message.Size());
     return 1;
 }
 
@@ -142,7 +143,7 @@ int16_t CC_CALL CC_FREEFRAME(int16_t arm, const void *bytes, int16_t length, int
     if (context == nullptr || bytes == nullptr || length < 0) return 0;
     switch (kind) {
         case CC_FRAME_BUFFERED:
-            return FileMove(*context, bytes, length, value);
+            return FileBuffered(*context, bytes, length, value);
         case CC_FRAME_AWAITED:
         case 8:
             context->replies.awaitedReply = value;

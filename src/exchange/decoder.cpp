@@ -320,12 +320,34 @@ bool ReportLink(ReplyState &replies, uint16_t linkState) {
     return false;
 }
 
+// The same on a prompt line, which tells of every loss, in order, whether a reply comes or not, and drops none.
+void ReportPromptLink(ArmContext &context) {
+    ReplyState &replies = context.replies;
+    LinkState &link = context.link;
+    const uint32_t losses = link.losses.load(std::memory_order_acquire);
+    if (losses != replies.lossesReported) {
+        replies.lossesReported = losses;
+        replies.linkFaultNotified = true;
+        Notify(replies, CC_EVENT_LINK, info::kLinkLost);
+        const int32_t move = link.lostMove.exchange(kNoMove, std::memory_order_relaxed);
+        if (move != kNoMove && RejectFrom(context.motion, move))
+            Notify(replies, CC_EVENT_MOVE_REJECTED, info::kLinkLost);
+    }
+    if (LinkFault(link) != 0 || !replies.linkFaultNotified) return;
+    replies.linkFaultNotified = false;
+    Notify(replies, CC_EVENT_LINK, info::kLinkInOrder);
+}
+
 }  // namespace
 
 bool DecodeReplies(ArmContext &context, int16_t arm) {
+    LinkState &link = context.link;
+    if (link.promptLine) ReportPromptLink(context);
+    if (!link.mmTimerRunning) return false;  // the client closed the arm in its callback
     uint16_t length = 0;
-    const uint16_t linkState = TakeReply(context.link, length, context.replies.replyBuffer);
-    if (ReportLink(context.replies, linkState) || length < kShortestReply) return length != 0;
+    const uint16_t linkFault = TakeReply(link, length, context.replies.replyBuffer);
+    if (!link.promptLine && ReportLink(context.replies, linkFault)) return length != 0;
+    if (length < kShortestReply) return length != 0;
     const Reply reply{context, arm, length, context.replies.replyBuffer};
     for (const auto &handler : kHandlers) {
         if (reply.Code() < handler.first || reply.Code() > handler.last) continue;

@@ -1,6 +1,7 @@
 #include "exchange/flush.h"
 
 #include "exchange/waits.h"
+#include "link/link_control.h"
 #include "link/send_path.h"
 
 namespace cc {
@@ -11,19 +12,30 @@ namespace {
 // run twice.
 bool SendSlot(ArmContext &context) {
     MoveBuffer &moves = context.motion;
-    const MessageQueues &queues = context.link.queues;
-    if (moves.flushedTo != kNotFlushed && !queues.sendQueue[moves.flushedTo].IsBusy()) return true;
+    LinkState &link = context.link;
+    const MessageQueues &queues = link.queues;
+    if (moves.flushedTo != kNotFlushed && !queues.sendQueue[moves.flushedTo].IsBusy())
+        return link.lostMove.load(std::memory_order_relaxed) == kNoMove;
     if (moves.flushedTo == kNotFlushed) {
-        const MoveSlot &slot = NextToFlush(moves);
-        const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
         const int32_t sendSlot = queues.sendWrite;
-        if (!QueueMessage(context.link, kNormal, length, slot.bytes)) return false;
+        if (!QueueOldestMove(context)) return false;
         moves.flushedTo = sendSlot;
     }
-    return WaitForAck(context);
+    return WaitForAckOf(context, queues.sendQueue[moves.flushedTo]);
 }
 
 }  // namespace
+
+bool QueueOldestMove(ArmContext &context) {
+    const MoveSlot &slot = NextToFlush(context.motion);
+    const auto length = static_cast<int32_t>(slot.length.load(std::memory_order_acquire));
+    return QueueMove(context.link, length, slot.bytes, MoveNumber(context.motion, slot));
+}
+
+void FileMove(ArmContext &context, const uint8_t *bytes, int32_t length) {
+    FileMessage(context.motion, bytes, length);
+    Tell(context.link);
+}
 
 void FlushMoveRing(ArmContext &context) {
     MoveBuffer &moves = context.motion;

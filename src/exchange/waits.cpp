@@ -23,6 +23,20 @@ constexpr uint32_t kLongestUnreadMs = 1000;
 
 constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 
+// On a prompt line, by the message itself. Time is counted in ticks, of which a host that stands still loses one.
+bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
+    const auto over = [slot] { return slot != nullptr && !slot->IsBusy(); };
+    const uint32_t begin = link.ticks.load(std::memory_order_relaxed);
+    const uint32_t limit = timeoutMs / context.connection.tickPeriodMs;
+    while (!over() && link.mmTimerRunning && link.ticks.load(std::memory_order_relaxed) - begin < limit) {
+        link.progress.Wait(kAckStepMs);
+    }
+    for (uint32_t ms = 0; ms < kLongestUnreadMs && !over() && IsReceptionBehind(link); ms += kUnreadStepMs) {
+        link.progress.Wait(kUnreadStepMs);
+    }
+    return over();
+}
+
 bool IsAcknowledged(LinkState &link, uint32_t timeoutMs) {
     platform::Event &ackEvent = link.ackEvent;
     for (uint32_t ms = 0; ms < timeoutMs; ms += kAckStepMs) {
@@ -34,6 +48,17 @@ bool IsAcknowledged(LinkState &link, uint32_t timeoutMs) {
     return ackEvent.Wait(0);
 }
 
+// Waits until the message's frame is no longer under way, acknowledged or given up.
+bool WaitFor(ArmContext &context, const MessageSlot *slot, uint32_t timeoutMs) {
+    LinkState &link = context.link;
+    if (link.simulationMode || !link.ackEvent.IsOpen()) return true;
+    if (link.promptLine ? IsDelivered(context, link, slot, timeoutMs) : IsAcknowledged(link, timeoutMs))
+        return true;
+    const WorkerHold hold(context.replies);
+    platform::ShowMessageBox(" No ACK Received ");
+    return false;
+}
+
 bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &message, bool &queued) {
     queued = QueueMessage(context.link, kNormal, message);
     return queued && WaitForCompletion(context, arm);
@@ -41,13 +66,18 @@ bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &mes
 
 }  // namespace
 
-bool WaitForAck(ArmContext &context, uint32_t timeoutMs) {
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs, Unsent unsent) {
     LinkState &link = context.link;
-    if (link.simulationMode || !link.ackEvent.IsOpen()) return true;
-    if (IsAcknowledged(link, timeoutMs)) return true;
-    const WorkerHold hold(context.replies);
-    platform::ShowMessageBox(" No ACK Received ");
+    MessageSlot *const command = link.lastQueued;
+    if (WaitFor(context, command, timeoutMs))
+        return link.lostSlot.load(std::memory_order_acquire) != command || command == nullptr;
+    if (unsent == Unsent::Withdraw) Withdraw(link, command);
     return false;
+}
+
+bool WaitForAckOf(ArmContext &context, const MessageSlot &slot) {
+    return WaitFor(context, &slot, kAckTimeoutMs) &&
+           context.link.lostMove.load(std::memory_order_relaxed) == kNoMove;
 }
 
 WaitLimit::WaitLimit(ArmContext &context)
@@ -69,12 +99,21 @@ bool WaitLimit::IsOver() {
 bool WaitForCompletion(ArmContext &context, int16_t arm) {
     WaitLimit limit(context);
     if (!limit.IsCounted()) return false;
+    LinkState &link = context.link;
     const ReplyState &replies = context.replies;
+    MessageSlot *const command = link.lastQueued;
     while (replies.awaitedReply != awaited::kNothing && !limit.IsOver()) {
-        platform::Sleep(kDecodeIntervalMs);
-        DecodeReplies(context, arm);
+        if (!link.promptLine) {
+            platform::Sleep(kDecodeIntervalMs);
+            DecodeReplies(context, arm);
+        } else if (!DecodeReplies(context, arm)) {
+            link.progress.Wait(kDecodeIntervalMs);
+        }
     }
-    return replies.awaitedReply == awaited::kNothing;
+    if (HasReply(link)) Tell(link);
+    if (replies.awaitedReply == awaited::kNothing) return true;
+    Withdraw(link, command);
+    return false;
 }
 
 bool SendWithRetries(ArmContext &context, int16_t arm, const CommandMessage &message) {

@@ -10,11 +10,19 @@ namespace cc {
 
 inline constexpr uint32_t kAckTimeoutMs = 3000;
 
+/// What becomes of a message that a failed wait leaves in its queue on a prompt line. On a classic line it is sent when
+/// the link is up again, however long its call has failed.
+enum class Unsent { Withdraw, Keep };
+
 /// Waits until the controller has acknowledged the message in flight. Result: true, at once in simulation mode
 /// and without an acknowledgement event; false after a time-out, once the operator has closed the box " No ACK
 /// Received ". Time in which the host stands still counts little, and frames that lie unread in the input at
 /// the end are waited for, a second at the most.
-bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs, Unsent unsent = Unsent::Withdraw);
+
+/// The same for the message in `slot` of the send queue. On a prompt line both end as soon as that very message is
+/// acknowledged, or given up.
+bool WaitForAckOf(ArmContext &context, const MessageSlot &slot);
 
 /// The time that a wait may take: timeoutTicks, twice as many while the worker does not serve the arm. When
 /// frames lie unread in the input at its end, a second more, once.
@@ -35,7 +43,7 @@ class WaitLimit {
     bool extended_ = false;
 };
 
-/// Decodes replies, one every 10 ms, until the awaited one has come; `arm` as for DecodeReplies. Result: whether it
+/// Decodes replies, one every 10 ms or on a prompt line as they come, until the awaited one has come; `arm` as for DecodeReplies. Result: whether it
 /// has, before the end of WaitLimit; false at once when no tick counter is free or the arm does not tick.
 bool WaitForCompletion(ArmContext &context, int16_t arm);
 

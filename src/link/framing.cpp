@@ -34,12 +34,14 @@ MessageSum Sum(const uint8_t *message, uint16_t length) {
 }  // namespace
 
 bool BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
-                const uint8_t *message) {
+                const uint8_t *message, int32_t move) {
     MessageSlot &slot = slots[writeIndex];
     if (slot.IsBusy()) return false;
     const MessageSum sum = Sum(message, length);
     if (sum.frameBytes > MessageSlot::kBytes) return false;
     slot.data[0] = kNotTransmitted;
+    slot.move = move;
+    slot.dropped = false;
     uint8_t *out = slot.data + 1;
     for (uint16_t i = 0; i < length; ++i) out = PutStuffed(out, message[i]);
     out = PutStuffed(out, sum.checksum);

@@ -25,10 +25,10 @@ enum FrameType : uint8_t {
 /// Type byte of a frame that waits for its first transmission, which gives it its type.
 inline constexpr uint8_t kNotTransmitted = 0;
 
-/// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`.
-/// Result: false, with nothing changed, when the slot is busy or the frame would not fit it.
+/// Stores the data frame of a message in the slot at `writeIndex` and advances the index modulo `queueSize`; `move`
+/// as in MessageSlot. Result: false, with nothing changed, when the slot is busy or the frame would not fit it.
 bool BuildFrame(MessageSlot *slots, int32_t &writeIndex, int32_t queueSize, uint16_t length,
-                const uint8_t *message);
+                const uint8_t *message, int32_t move = kNoMove);
 
 /// Unstuffs a received data frame in place and lowers `length` by one for every escape removed. Result:
 /// whether the checksum is right, also for a frame of nothing but type and terminator; false when no

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "link/framing.h"
 #include "link/link_state.h"
 
 namespace cc {
@@ -32,8 +33,20 @@ void LinkReset(LinkState &link) CC_EXCLUDES(link.lock);
 /// 12 start-links without an answer end it.
 bool LinkStart(LinkState &link) CC_EXCLUDES(link.lock);
 
-/// Declares the transmit side down, so that LinkStart starts it anew.
+/// Declares the transmit side down, so that LinkStart starts it anew. What is in flight on a prompt line is dropped.
 void ForceLinkDown(LinkState &link) CC_EXCLUDES(link.lock);
+
+/// Prompt line: wakes what waits on the caller's thread, and the worker.
+void Tell(LinkState &link);
+
+/// Prompt line: sends what waits, now if nothing is in flight, on any thread; nothing on a classic line. Never blocks,
+/// like LinkTick. Not under the link lock.
+void SendPromptly(LinkState &link) CC_EXCLUDES(link.lock);
+
+/// Prompt line: whether the port has lost its device, or is closed since.
+bool IsLineGone(LinkState &link);
+/// Prompt line: takes up a line whose device was unplugged and may have come back, on the thread that opened it.
+void TakeUpLine(LinkState &link) CC_EXCLUDES(link.lock);
 
 /// One multimedia tick of the link: sends or repeats the frame at the head of the queues, gives it up after
 /// four transmissions, and starts a link that is down. What it repeats waits for frames in the input first, for

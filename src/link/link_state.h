@@ -35,7 +35,12 @@ struct LinkState {
     TickCounters counters;
     platform::Event ackEvent;  // open: commands wait for link acknowledgements
 
-    // Set while nothing of the arm runs; read by the caller's thread.
+    // Whatever a wait of the caller's thread on a prompt line may be for: an acknowledgement, a reply, the link's loss
+    // or return.
+    platform::Event progress;
+
+    // Set while nothing of the arm runs.
+    bool promptLine = false;  // sends, receives and wakes at once, not by ticks, and gives nothing twice
     bool simulationMode = false;
     bool mmTimerRunning =
         false;  // the multimedia timer ticks, without which nothing is sent and no wait ends
@@ -51,16 +56,29 @@ struct LinkState {
     int32_t retryCount CC_GUARDED_BY(lock) = 0;         // transmissions of the frame in flight
     uint16_t ackTimeoutTicks CC_GUARDED_BY(lock) = 0;   // reload value of retryTicks: about one second
     bool priorityInFlight CC_GUARDED_BY(lock) = false;  // the frame in flight came from the priority queue
-    bool catchingUp CC_GUARDED_BY(lock) = false;      // reception reads all that lies there, not one an event
-    uint16_t postponedTicks CC_GUARDED_BY(lock) = 0;  // ticks that what is due has waited for reception
+    bool rxDelivered CC_GUARDED_BY(lock) = false;  // a data frame has come since the controller's start-link
+    bool catchingUp CC_GUARDED_BY(lock) = false;   // reception reads all that lies there, not one an event
+    uint16_t postponedTicks CC_GUARDED_BY(lock) = 0;        // ticks that what is due has waited for reception
     const uint8_t *unposted CC_GUARDED_BY(lock) = nullptr;  // rest of a frame that a full line took a part of
     uint16_t unpostedBytes CC_GUARDED_BY(lock) = 0;
     SimulatorState simulator CC_GUARDED_BY(lock);
     LinkStatistics statistics CC_GUARDED_BY(lock);
     FrameHistory history CC_GUARDED_BY(lock);
 
+    // All ticks since the library was loaded, wrapping, for the waits of a prompt line. Relaxed: a mere count.
+    std::atomic<uint32_t> ticks{0};
     // Ticks that the link has not counted yet; counted before the lock is tried. Relaxed: it is a mere sum.
     std::atomic<uint32_t> ticksDue{0};
+
+    // A prompt line's frame waits to be sent; whoever gives the lock up looks. Sequentially consistent, so that
+    // either the asking thread finds the lock free or its holder finds the wish.
+    std::atomic<bool> sendWanted{false};
+
+    // What a prompt line tells the caller's thread. `lostMove` and `lostSlot` are written before the slot is freed.
+    std::atomic<uint32_t> losses{0};         // how often the link was given up
+    std::atomic<int32_t> lostMove{kNoMove};  // the first message of the move buffer that was dropped
+    std::atomic<const MessageSlot *> lostSlot{nullptr};  // the slot that was given up last
+    MessageSlot *lastQueued = nullptr;                   // of the caller's thread: the command queued last
 
     // Read by the caller's thread with each reply it takes; relaxed, as nothing else hangs on them.
     std::atomic<bool> awaitingPeerStart{false};

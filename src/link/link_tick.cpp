@@ -38,9 +38,14 @@ bool Post(LinkState &link, const uint8_t *frame, uint16_t length, uint32_t &coun
     return true;
 }
 
+// About a second from now. A prompt line sends between two ticks, so that the first tick comes early.
+void AwaitAnswer(LinkState &link) CC_REQUIRES(link.lock) {
+    link.retryTicks = static_cast<uint16_t>(link.ackTimeoutTicks + (link.promptLine ? 1 : 0));
+}
+
 void SendStartLink(LinkState &link) CC_REQUIRES(link.lock) {
     static constexpr uint8_t kFrame[] = {kStartLink, kTerminator};
-    link.retryTicks = link.ackTimeoutTicks;
+    AwaitAnswer(link);
     Post(link, kFrame, sizeof kFrame, link.statistics.startLinksSent);
     link.awaitingStartAck.store(true, std::memory_order_relaxed);
 }
@@ -49,16 +54,64 @@ bool IsTransmitted(const MessageSlot &slot) {
     return slot.IsBusy() && slot.data[0] != kNotTransmitted;
 }
 
+// Takes what is never sent off the head of a queue.
+void SkipDropped(MessageSlot *queue, int32_t &readIndex, int32_t size) {
+    while (queue[readIndex].IsBusy() && queue[readIndex].dropped) {
+        queue[readIndex].Free();
+        readIndex = NextIndex(readIndex, size);
+    }
+}
+
+// Whether two messages of the move buffer lie between the same resets of it.
+bool BelongTogether(int32_t move, int32_t other) {
+    return other != kNoMove && other >> kMoveBits == move >> kMoveBits;
+}
+
+// Nobody knows whether the controller has executed what is given up. A prompt line does not send it again; what was
+// filed behind a move is not sent either, as it would start from another place.
+void DropFrame(LinkState &link, MessageSlot &slot) CC_REQUIRES(link.lock) {
+    MessageQueues &queues = link.queues;
+    if (slot.move != kNoMove) {
+        link.lostMove.store(slot.move, std::memory_order_relaxed);
+        int32_t index = queues.sendRead;
+        for (int32_t n = 0; n < kSendSlots && queues.sendQueue[index].IsBusy(); ++n) {
+            MessageSlot &later = queues.sendQueue[index];
+            later.dropped = later.dropped || BelongTogether(slot.move, later.move);
+            index = NextIndex(index, kSendSlots);
+        }
+    }
+    slot.dropped = true;
+    link.lostSlot.store(&slot, std::memory_order_relaxed);
+    link.priorityInFlight = false;
+}
+
+// Declares the link down, and on a prompt line drops the frame in flight, if there is one.
+void GiveUp(LinkState &link) CC_REQUIRES(link.lock) {
+    MessageQueues &queues = link.queues;
+    MessageSlot &inFlight = link.priorityInFlight ? queues.prioritySendQueue[queues.priorityRead]
+                                                  : queues.sendQueue[queues.sendRead];
+    const bool transmitted = link.retryCount > 0;
+    link.retryCount = 0;
+    link.txSequence = kLinkDown;
+    if (!link.promptLine) return;
+    if (transmitted) DropFrame(link, inFlight);
+    link.unpostedBytes = 0;
+    link.awaitingStartAck.store(true, std::memory_order_relaxed);
+    link.losses.fetch_add(1, std::memory_order_release);
+    SkipDropped(queues.prioritySendQueue, queues.priorityRead, kPrioritySlots);
+    SkipDropped(queues.sendQueue, queues.sendRead, kSendSlots);
+    Tell(link);
+}
+
 // Sends the frame at the head of a queue, again if its acknowledgement has not come in time.
 void ServeFrame(LinkState &link, MessageSlot &slot, bool priority) CC_REQUIRES(link.lock) {
     if (link.retryCount >= kMostTransmissions) {
         ++link.statistics.framesGivenUp;
-        link.retryCount = 0;
-        link.txSequence = kLinkDown;
+        GiveUp(link);
         return;
     }
     ++link.retryCount;
-    link.retryTicks = link.ackTimeoutTicks;
+    AwaitAnswer(link);
     if (priority) link.priorityInFlight = true;
     LinkStatistics &statistics = link.statistics;
     uint32_t &counter = IsTransmitted(slot) ? statistics.framesRepeated : statistics.framesSent;
@@ -67,33 +120,67 @@ void ServeFrame(LinkState &link, MessageSlot &slot, bool priority) CC_REQUIRES(l
     if (!Post(link, slot.data, slot.Length(), counter)) slot.data[0] = typeBefore;
 }
 
-}  // namespace
-
-void LinkTick(LinkState &link) {
-    link.ticksDue.fetch_add(1, std::memory_order_relaxed);
-    // Reception may hold the lock for seconds, while a line that does not take its answers runs into its
-    // write time-out. The tick must not wait for that: the time-outs of all arms are counted in ticks.
-    if (!link.lock.try_lock()) return;
-    const platform::Guard guard(link.lock, std::adopt_lock);
-    const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
-    if (!link.linkRunning) return;
-    link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
-    if (link.retryTicks != 0) return;
-    const bool down = link.txSequence == kLinkDown;
+// Sends or repeats what is due, or starts a link that is down.
+void Serve(LinkState &link) CC_REQUIRES(link.lock) {
     MessageQueues &queues = link.queues;
+    SkipDropped(queues.prioritySendQueue, queues.priorityRead, kPrioritySlots);
+    SkipDropped(queues.sendQueue, queues.sendRead, kSendSlots);
+    const bool down = link.txSequence == kLinkDown;
     MessageSlot &urgent = queues.prioritySendQueue[queues.priorityRead];
     MessageSlot &normal = queues.sendQueue[queues.sendRead];
     if (!down && !urgent.IsBusy() && !normal.IsBusy()) return;
     const bool awaitsAnswer = down || IsTransmitted(urgent) || IsTransmitted(normal);
     if (awaitsAnswer && WaitsForReception(link)) return;
     link.postponedTicks = 0;
+    // What overtakes a frame in flight takes its sequence, and the controller may take it for that frame's repetition.
+    const bool normalInFlight = link.promptLine && link.retryCount > 0 && !link.priorityInFlight;
     if (down) {
         SendStartLink(link);
-    } else if (urgent.IsBusy()) {
+    } else if (urgent.IsBusy() && !normalInFlight) {
         ServeFrame(link, urgent, true);
     } else {
         ServeFrame(link, normal, false);
     }
+}
+
+// Finishes what a full line took a part of, and gives a link up whose device is gone.
+void WatchLine(LinkState &link) CC_REQUIRES(link.lock) {
+    PostRest(link);
+    if (link.txSequence != kLinkDown && link.port.IsLost()) GiveUp(link);
+}
+
+}  // namespace
+
+void SendPromptly(LinkState &link) {
+    if (!link.promptLine) return;
+    link.sendWanted.store(true);
+    while (link.sendWanted.load() && link.lock.try_lock()) {
+        const platform::Guard guard(link.lock, std::adopt_lock);
+        link.sendWanted.store(false);
+        if (link.linkRunning && link.retryTicks == 0) Serve(link);
+    }
+}
+
+void ForceLinkDown(LinkState &link) {
+    const platform::Guard guard(link.lock);
+    GiveUp(link);
+}
+
+void LinkTick(LinkState &link) {
+    link.ticks.fetch_add(1, std::memory_order_relaxed);
+    link.ticksDue.fetch_add(1, std::memory_order_relaxed);
+    {
+        // Reception may hold the lock for seconds, while a line that does not take its answers runs into its
+        // write time-out. The tick must not wait for that: the time-outs of all arms are counted in ticks.
+        if (!link.lock.try_lock()) return;
+        const platform::Guard guard(link.lock, std::adopt_lock);
+        const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
+        if (!link.linkRunning) return;
+        if (link.promptLine) WatchLine(link);
+        link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
+        if (link.retryTicks == 0) Serve(link);
+    }
+    if (link.sendWanted.load()) SendPromptly(link);
 }
 
 }  // namespace cc

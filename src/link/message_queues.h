@@ -6,6 +6,11 @@
 
 namespace cc {
 
+/// Which message of the move buffer a slot holds: any number that its sender gives, or this. The numbers of what one
+/// reset of the move buffer separates differ above kMoveBits.
+inline constexpr int32_t kNoMove = -1;
+inline constexpr int kMoveBits = 8;
+
 /// One message, or in a send queue of a real port its frame. The length is the hand-over between the ring's
 /// one producer and its one consumer: the producer writes it last (release), the consumer reads it first
 /// (acquire).
@@ -13,6 +18,8 @@ struct MessageSlot {
     static constexpr int32_t kBytes = 256;
 
     std::atomic<uint16_t> length{0};  // valid bytes; 0: the slot is free
+    bool dropped = false;             // of a send queue: never sent; under the link lock
+    int32_t move = kNoMove;           // of a send queue: which message of the move buffer it is
     uint8_t data[kBytes]{};
 
     bool IsBusy() const { return length.load(std::memory_order_acquire) != 0; }

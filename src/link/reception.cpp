@@ -4,6 +4,7 @@
 #include "link/link_control.h"
 #include "platform/clock.h"
 #include "platform/message_box.h"
+#include "platform/message_loop.h"
 
 namespace cc {
 namespace {
@@ -40,6 +41,7 @@ void ReceiveAck(LinkState &link, uint8_t type) CC_REQUIRES(link.lock) {
     } else {
         queues.sendRead = NextIndex(queues.sendRead, kSendSlots);
     }
+    link.progress.Signal();
 }
 
 // Writes a control frame. Result: whether the line took both bytes.
@@ -65,15 +67,24 @@ bool SendLineError(LinkState &link) CC_REQUIRES(link.lock) {
     return SendControl(link, kLineError, link.statistics.lineErrorsSent);
 }
 
+// A frame that was delivered before: its acknowledgement was lost, and a prompt line gives it again.
+void ReceiveRepeated(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.lock) {
+    ++link.statistics.framesIgnored;
+    if (!link.promptLine || !link.rxDelivered) return;
+    uint16_t length = frame.Length();
+    if (CheckFrame(frame.data, length)) {
+        SendControl(link, link.ackTypeBySeq[link.rxSequence ^ 1], link.statistics.acknowledgementsSent);
+    } else {
+        SendLineError(link);
+    }
+}
+
 void ReceiveData(LinkState &link, MessageSlot &frame, uint8_t type) CC_REQUIRES(link.lock) {
     if (link.rxSequence == kNotStarted) {
         SendLineError(link);
         return;
     }
-    if (type != link.dataTypeBySeq[link.rxSequence]) {
-        ++link.statistics.framesIgnored;
-        return;
-    }
+    if (type != link.dataTypeBySeq[link.rxSequence]) return ReceiveRepeated(link, frame);
     MessageQueues &queues = link.queues;
     MessageSlot &slot = queues.replyQueue[queues.replyWrite];
     uint16_t length = frame.Length();
@@ -85,17 +96,29 @@ void ReceiveData(LinkState &link, MessageSlot &frame, uint8_t type) CC_REQUIRES(
     // again.
     if (!SendControl(link, link.ackTypeBySeq[link.rxSequence], link.statistics.acknowledgementsSent)) return;
     link.rxSequence ^= 1;
+    link.rxDelivered = true;
     if (length == kEmptyFrameBytes) return;
     ++link.statistics.framesDelivered;
     const auto messageLength = static_cast<uint16_t>(length - kEmptyFrameBytes);
     std::memcpy(slot.data, frame.data + 1, messageLength);
     slot.Publish(messageLength);
     queues.replyWrite = NextIndex(queues.replyWrite, kReplySlots);
+    Tell(link);
+}
+
+// Whether a frame that begins like a control frame is longer than one: a damaged data frame, for which a prompt line
+// asks again. On a classic line the type alone counts.
+bool IsNoControlFrame(const LinkState &link, const MessageSlot &frame) {
+    return link.promptLine && frame.data[0] != kData0 && frame.data[0] != kData1 && frame.Length() != 2;
 }
 
 // Acts on a frame, under the link lock. Result: the text that the operator must see, or null.
 const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.lock) {
     const uint8_t type = frame.data[0];
+    if (IsNoControlFrame(link, frame)) {
+        SendLineError(link);
+        return nullptr;
+    }
     switch (type) {
         case kLineError:
             ++link.statistics.lineErrorsReceived;
@@ -115,13 +138,16 @@ const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.loc
             link.retryTicks = 0;
             link.retryCount = 0;
             link.awaitingStartAck.store(false, std::memory_order_relaxed);
+            Tell(link);
             return nullptr;
         case kStartLink:
             ++link.statistics.startLinksReceived;
             link.rxSequence = 0;
+            link.rxDelivered = false;
             if (!SendControl(link, kStartLinkAck, link.statistics.startAcksSent))
                 return "Error on send Start Link Control Message";
             link.awaitingPeerStart.store(false, std::memory_order_relaxed);
+            Tell(link);
             return nullptr;
         default:
             return SendLineError(link) ? nullptr : "Error on send Line Error Control Message";
@@ -157,6 +183,16 @@ void EndCatchingUp(LinkState &link) {
     link.catchingUp = false;
 }
 
+// Takes every whole frame that has come, and no part of one.
+void TakeFrames(LinkState &link) {
+    EndCatchingUp(link);
+    for (int frames = 0; frames < kMostCaughtUp; ++frames) {
+        if (!link.port.HoldsEventChar()) return;
+        ReceiveFrame(link);
+    }
+    link.port.ReportAgain();
+}
+
 bool IsUp(LinkState &link) {
     const platform::Guard guard(link.lock);
     return link.txSequence != kLinkDown;
@@ -164,7 +200,14 @@ bool IsUp(LinkState &link) {
 
 }  // namespace
 
+void Tell(LinkState &link) {
+    if (!link.promptLine) return;
+    link.progress.Signal();
+    platform::WakeWindowTimer();
+}
+
 void OnFrameReceived(LinkState &link) {
+    if (link.promptLine) return TakeFrames(link);
     bool received = ReceiveFrame(link);
     for (int frames = 0; received && frames < kMostCaughtUp && IsCatchingUp(link); ++frames)
         received = link.port.HoldsEventChar() && ReceiveFrame(link);
@@ -197,6 +240,7 @@ void ProcessFrame(LinkState &link, const uint8_t *bytes, uint32_t count) {
         frame.Free();
         link.linkRxIndex = NextIndex(link.linkRxIndex, kLinkRxSlots);
     }
+    SendPromptly(link);
     if (box != nullptr) platform::ShowMessageBox(box);
 }
 
@@ -205,6 +249,7 @@ void LinkReset(LinkState &link) {
     link.queues.replyWrite = 0;
     FreeAll(link.queues.replyQueue);
     link.rxSequence = kNotStarted;
+    link.rxDelivered = false;
     link.txSequence = kLinkDown;
     link.retryTicks = 0;
     link.retryCount = 0;
@@ -213,6 +258,10 @@ void LinkReset(LinkState &link) {
     link.postponedTicks = 0;
     link.unpostedBytes = 0;
     link.linkRxIndex = 0;
+    link.losses.store(0, std::memory_order_relaxed);
+    link.lostMove.store(kNoMove, std::memory_order_relaxed);
+    link.lostSlot.store(nullptr, std::memory_order_relaxed);
+    link.lastQueued = nullptr;
     link.awaitingPeerStart.store(true, std::memory_order_relaxed);
     link.awaitingStartAck.store(true, std::memory_order_relaxed);
     FreeAll(link.linkRxSlots);
@@ -237,9 +286,16 @@ bool LinkStart(LinkState &link) {
     return false;
 }
 
-void ForceLinkDown(LinkState &link) {
+bool IsLineGone(LinkState &link) {
+    return !link.port.IsOpen() || link.port.IsLost();
+}
+
+void TakeUpLine(LinkState &link) {
+    link.port.Close();
+    if (!link.port.Open(kTerminator)) return;
     const platform::Guard guard(link.lock);
-    link.txSequence = kLinkDown;
+    link.retryTicks = 0;
+    link.unpostedBytes = 0;
 }
 
 }  // namespace cc

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "link/link_control.h"
+
 namespace cc {
 namespace {
 
@@ -37,10 +39,49 @@ bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint
     TraceCommand(link.trace, bytes, messageLength);
     if (link.simulationMode) return QueueForSimulator(link, priority, messageLength, bytes);
     MessageQueues &queues = link.queues;
-    return priority == kPriority
-               ? BuildFrame(queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, messageLength,
-                            bytes)
-               : BuildFrame(queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
+    const bool urgent = priority == kPriority;
+    MessageSlot *const queue = urgent ? queues.prioritySendQueue : queues.sendQueue;
+    int32_t &writeIndex = urgent ? queues.priorityWrite : queues.sendWrite;
+    MessageSlot *const slot = queue + writeIndex;
+    link.lastQueued = nullptr;
+    if (!slot->IsBusy() && link.lostSlot.load(std::memory_order_relaxed) == slot)
+        link.lostSlot.store(nullptr, std::memory_order_relaxed);
+    if (!BuildFrame(queue, writeIndex, urgent ? kPrioritySlots : kSendSlots, messageLength, bytes))
+        return false;
+    link.lastQueued = slot;
+    SendPromptly(link);
+    return true;
+}
+
+bool QueueMove(LinkState &link, int32_t length, const uint8_t *bytes, int32_t move) {
+    if (!link.promptLine) return QueueMessage(link, kNormal, length, bytes);
+    if (length < 0 || !link.mmTimerRunning) return false;
+    TraceCommand(link.trace, bytes, static_cast<uint16_t>(length));
+    {
+        // With the loss of an earlier message one step: none goes out behind it.
+        const platform::Guard guard(link.lock);
+        if (link.lostMove.load(std::memory_order_relaxed) != kNoMove) return false;
+        if (!BuildFrame(link.queues.sendQueue, link.queues.sendWrite, kSendSlots,
+                        static_cast<uint16_t>(length), bytes, move))
+            return false;
+    }
+    SendPromptly(link);
+    return true;
+}
+
+void Withdraw(LinkState &link, MessageSlot *command) {
+    if (!link.promptLine || command == nullptr) return;
+    const platform::Guard guard(link.lock);
+    if (command->IsBusy() && command->data[0] == kNotTransmitted) command->dropped = true;
+}
+
+uint16_t LinkFault(const LinkState &link) {
+    return static_cast<uint16_t>(link.awaitingPeerStart.load(std::memory_order_relaxed) << 8 |
+                                 link.awaitingStartAck.load(std::memory_order_relaxed));
+}
+
+bool HasReply(const LinkState &link) {
+    return link.queues.replyQueue[link.queues.replyRead].IsBusy();
 }
 
 uint16_t TakeReply(LinkState &link, uint16_t &length, uint8_t *buffer) {
@@ -52,8 +93,7 @@ uint16_t TakeReply(LinkState &link, uint16_t &length, uint8_t *buffer) {
     std::memset(buffer + length, 0, static_cast<size_t>(MessageSlot::kBytes - length));
     slot.Free();
     link.queues.replyRead = NextIndex(link.queues.replyRead, kReplySlots);
-    return static_cast<uint16_t>(link.awaitingPeerStart.load(std::memory_order_relaxed) << 8 |
-                                 link.awaitingStartAck.load(std::memory_order_relaxed));
+    return LinkFault(link);
 }
 
 void PumpSimulator(LinkState &link) {

@@ -21,9 +21,22 @@ inline bool QueueMessage(LinkState &link, Priority priority, const CommandMessag
     return QueueMessage(link, priority, message.Size(), message.Data());
 }
 
+/// Queues a message of the move buffer, on a prompt line by its number, by which its loss is reported. Result: as of
+/// QueueMessage; false also while the loss of an earlier one has not been taken from lostMove.
+bool QueueMove(LinkState &link, int32_t length, const uint8_t *bytes, int32_t move) CC_EXCLUDES(link.lock);
+
+/// Prompt line: takes a command back out of its queue, if it has never been sent, so that a call that failed is not
+/// executed later. Null is no command.
+void Withdraw(LinkState &link, MessageSlot *command) CC_EXCLUDES(link.lock);
+
+/// awaitingPeerStart in bits 8 to 15 and awaitingStartAck in bits 0 to 7.
+uint16_t LinkFault(const LinkState &link);
+
+/// Whether a reply waits to be taken.
+bool HasReply(const LinkState &link);
+
 /// Takes the next reply into `buffer` (of MessageSlot::kBytes), filling the rest of the buffer with 0; `length`
-/// 0 when there is none, which leaves the buffer alone. Result: awaitingPeerStart in bits 8 to 15 and
-/// awaitingStartAck in bits 0 to 7 when a reply was taken, else 0.
+/// 0 when there is none, which leaves the buffer alone. Result: LinkFault when a reply was taken, else 0.
 uint16_t TakeReply(LinkState &link, uint16_t &length, uint8_t *buffer);
 
 /// One step of simulation mode: tick counters, then the simulated controller.

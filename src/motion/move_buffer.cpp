@@ -34,6 +34,7 @@ void ResetMoveBuffer(MoveBuffer &moves) {
     moves.moveRingWrite = -1;
     moves.moveHistoryWrite = -1;
     moves.moveRingRead = 0;
+    moves.unclaimedEntry = 0;
     for (MoveSlot &slot : moves.moveRing) slot.Free();
     for (MoveHistoryEntry &entry : moves.moveHistory) entry.inUse = false;
     moves.movesInFlight = 0;
@@ -61,7 +62,34 @@ void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length) {
     moves.moveRingWrite = NextIndex(moves.moveRingWrite, kMoveSlots);
     MoveSlot &slot = moves.moveRing[moves.moveRingWrite];
     std::memcpy(slot.bytes, bytes, static_cast<size_t>(length));
+    slot.firstEntry = moves.unclaimedEntry;
+    moves.unclaimedEntry = NextIndex(moves.moveHistoryWrite, kHistoryEntries);
     slot.length.store(static_cast<uint32_t>(length), std::memory_order_release);
+}
+
+int32_t MoveNumber(const MoveBuffer &moves, const MoveSlot &slot) {
+    return static_cast<int32_t>((moves.resets << kMoveBits & INT32_MAX) |
+                                static_cast<uint32_t>(slot.firstEntry));
+}
+
+bool RejectFrom(MoveBuffer &moves, int32_t number) {
+    const MoveSlot lost{.firstEntry = number & ((1 << kMoveBits) - 1)};
+    if (MoveNumber(moves, lost) != number) return false;
+    const int32_t end = moves.unclaimedEntry;
+    int32_t entry = lost.firstEntry;
+    do {
+        MoveHistoryEntry &rejected = moves.moveHistory[entry];
+        if (rejected.inUse && rejected.tag == kScanTag) moves.scanActive = false;
+        rejected.inUse = false;
+        entry = NextIndex(entry, kHistoryEntries);
+    } while (entry != end);
+    moves.unclaimedEntry = lost.firstEntry;
+    moves.moveHistoryWrite = (lost.firstEntry + kHistoryEntries - 1) % kHistoryEntries;
+    for (MoveSlot &slot : moves.moveRing) slot.Free();
+    moves.moveRingWrite = -1;
+    moves.moveRingRead = 0;
+    moves.flushedTo = kNotFlushed;
+    return true;
 }
 
 void ConsumeOldestEntry(MoveBuffer &moves) {

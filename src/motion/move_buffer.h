@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "link/message_queues.h"
 #include "protocol/command_message.h"
 
 namespace cc {
@@ -27,6 +28,7 @@ inline constexpr uint16_t kScanTag = ReportTag(16);
 /// One message. The producer writes the length last (release), the consumer clears it last.
 struct MoveSlot {
     std::atomic<uint32_t> length{0};  // 0: the slot is free
+    int32_t firstEntry = 0;           // of the history, of those that its command filed
     uint8_t bytes[kMoveSlotBytes]{};
 
     bool IsBusy() const { return length.load(std::memory_order_acquire) != 0; }
@@ -63,6 +65,7 @@ struct MoveBuffer {
     MoveHistoryEntry moveHistory[kHistoryEntries];
     int32_t moveHistoryWrite = -1;  // entry written last
     int32_t moveHistoryRead = 0;    // oldest entry not consumed
+    int32_t unclaimedEntry = 0;     // the first that belongs to no message yet
     int32_t movesInFlight = 0;      // messages flushed and not acknowledged, never below 0
     int32_t maxMovesInFlight = 0;
     bool scanActive = false;          // until the scan start is acknowledged
@@ -82,6 +85,13 @@ void FileHistory(MoveBuffer &moves, uint16_t tag, const double *approach);
 
 /// Puts a message of at most kMoveSlotBytes into the next ring slot, overwriting what is there.
 void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length);
+
+/// The number of a filed message, for MessageSlot::move.
+int32_t MoveNumber(const MoveBuffer &moves, const MoveSlot &slot);
+
+/// Rejects the message with that number and all that was filed behind it: their history entries, and the whole ring.
+/// What was sent before it is still awaited. Result: false, with nothing done, when the buffer was reset since.
+bool RejectFrom(MoveBuffer &moves, int32_t number);
 
 /// The oldest history entry.
 inline MoveHistoryEntry &OldestEntry(MoveBuffer &moves) {

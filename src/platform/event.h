@@ -18,6 +18,8 @@ class Event {
     /// Opens the event `name` (at most 31 characters), giving up the handle held before. Result: whether it
     /// is open.
     bool OpenShared(const char *name);
+    /// The same for an event that nobody shares.
+    bool OpenPrivate();
     bool IsOpen() const { return handle_ != nullptr; }
     /// Wakes one wait, the running one or the next. Nothing happens on a closed handle.
     void Signal();

@@ -5,8 +5,9 @@
 
 namespace cc::platform {
 
-/// Result: whether it did its work, which it may refuse.
-using WindowTimerProcedure = bool (*)();
+/// `periodic`: a period has passed; false: the timer was only woken. Result: whether it did its work, which it may
+/// refuse.
+using WindowTimerProcedure = bool (*)(bool periodic);
 
 /// Starts the timer on `window` (may be null), owned by the calling thread. One such timer exists at a time.
 /// Result: its id, 0 when it could not be created.
@@ -15,6 +16,10 @@ uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure
 /// Stops the timer: no call of the procedure begins any more. May be called from inside the procedure, and on
 /// another thread than the timer's, where a call that is under way goes on to its end.
 void StopWindowTimer(void *window, uintptr_t timerId);
+
+/// Makes the procedure due at once, on the thread that owns the timer; any thread may call it. Wakes that come
+/// before the procedure runs are one. Nothing happens without a timer.
+void WakeWindowTimer();
 
 /// The message loop where the system has none (not implemented by the Windows backend, whose clients have
 /// their own).

@@ -54,6 +54,8 @@ class SerialLine {
     bool HasUnreadEvent();
     /// Makes the watcher report an event character that lies in the input once more.
     void ReportAgain();
+    /// Whether the open device has gone or failed for good: nothing comes or goes any more.
+    bool IsLost();
     /// Closes the device once no Read or Write uses it any more.
     void Close();
 

@@ -30,6 +30,7 @@ struct ReplyState {
     bool coordAnswered = false;  // no coordinate request of the worker's is outstanding
     CoordQuery coordQuery = CoordQuery::None;
     bool linkFaultNotified = false;    // event 1 reported a link fault, or nothing yet
+    uint32_t lossesReported = 0;       // of LinkState::losses
     bool infoSeen = false;             // controller information has come
     bool extendedInfo = false;         // controllerType is 2, 4, 5 or 16
     bool resumeNotifyPending = false;  // the next state reply reports event 19

@@ -51,6 +51,8 @@ class SerialPort {
     bool HoldsEventChar() { return IsOpen() && line_.HoldsEventChar(); }
     /// Whether one lies there, or is in the hands of the line-event thread; on other threads.
     bool HasUnreadEvent() { return IsOpen() && line_.HasUnreadEvent(); }
+    /// Whether the open device has gone or failed for good.
+    bool IsLost() { return IsOpen() && line_.IsLost(); }
     /// Makes the line-event thread report an event character that lies in the input.
     void ReportAgain() { line_.ReportAgain(); }
 

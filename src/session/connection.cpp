@@ -68,6 +68,17 @@ uint16_t OpenPort(ArmContext &context, const char *portDef) {
     return CC_OK;
 }
 
+// What the controller had to say to the session before would be taken for answers to this one.
+void DiscardInput(LinkState &link) {
+    if (!link.promptLine) {
+        link.port.Purge();
+        return;
+    }
+    uint8_t reply[MessageSlot::kBytes];
+    uint16_t length = 1;
+    while (length != 0) TakeReply(link, length, reply);
+}
+
 uint16_t OpenLine(ArmContext &context, const char *portDef) {
     LinkState &link = context.link;
     const uint16_t opened = OpenPort(context, portDef);
@@ -78,18 +89,20 @@ uint16_t OpenLine(ArmContext &context, const char *portDef) {
     }
     const uint16_t started = StartTimer(context);
     if (started != CC_OK) return started;
-    link.port.Purge();
+    DiscardInput(link);
     return CC_OK;
 }
 
 }  // namespace
 
-uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulation, int32_t tickPeriodMs,
-                        const char *iniFile) {
+uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulation, const char *iniFile) {
     ConnectionState &connection = context.connection;
     if (IsTraceWanted(iniFile)) OpenTrace(context.trace, connection.armNumber);
     context.link.simulationMode = simulation;
-    connection.tickPeriodMs = static_cast<uint32_t>(tickPeriodMs);
+    context.link.promptLine = context.settings.promptLine && !simulation;
+    context.replies.lossesReported = 0;
+    if (context.link.promptLine) context.link.progress.OpenPrivate();
+    connection.tickPeriodMs = static_cast<uint32_t>(context.settings.loPeriodMs);
     connection.portOpen = false;
     ResetLinkState(context.link, connection.tickPeriodMs);
     const uint16_t opened = simulation ? StartTimer(context) : OpenLine(context, portDef);
@@ -114,6 +127,7 @@ void CloseConnection(ArmContext &context) {
         connection.mmTimerId.store(0, std::memory_order_relaxed);
         link.mmTimerRunning = false;
     }
+    link.progress.Close();
     CloseTrace(context.trace);
 }
 

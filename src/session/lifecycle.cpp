@@ -216,8 +216,7 @@ uint16_t CC_CALL CC_INIT(void *window, int16_t arm, CC_NOTIFY notifyCallback, co
     const uint32_t opening = ++context.connection.openings;
     ReadSettings(context.settings, iniFile);
     if (flags == 0) context.link.ackEvent.OpenShared(kAckEventName);
-    const uint16_t connected =
-        OpenConnection(context, portDef, simulation, context.settings.loPeriodMs, iniFile);
+    const uint16_t connected = OpenConnection(context, portDef, simulation, iniFile);
     if (connected != CC_OK) return Release(context, connected);
     context.connection.connectionOpen = true;
     const uint16_t headStarted = StartHead(context, headPortDef, (flags & CC_SIMULATED_HEAD) != 0);

@@ -6,6 +6,7 @@
 #include "commands/settings.h"
 #include "exchange/decoder.h"
 #include "exchange/flush.h"
+#include "link/link_control.h"
 #include "link/send_path.h"
 #include "probehead/head_protocol.h"
 #include "replies/worker_hold.h"
@@ -13,6 +14,8 @@
 
 namespace cc {
 namespace {
+
+constexpr int32_t kTakeUpIntervalMs = 1000;
 
 // Marks the controller's stored information as written by a host, after zeroing.
 void StampStoredInfo(ArmContext &context, int16_t arm) {
@@ -65,6 +68,19 @@ void ServeHead(ArmContext &context) {
     }
 }
 
+// Tries once a second to take up the line of a device that was unplugged.
+void ServeLostLine(ArmContext &context) {
+    ConnectionState &connection = context.connection;
+    if (!context.link.promptLine || !connection.portOpen || !IsLineGone(context.link)) {
+        connection.lostLineMs = 0;
+        return;
+    }
+    connection.lostLineMs += context.settings.hiPeriodMs;
+    if (connection.lostLineMs < kTakeUpIntervalMs) return;
+    connection.lostLineMs = 0;
+    TakeUpLine(context.link);
+}
+
 // One run at a time, also when an exception of the client's callback ends it.
 class WorkerRun {
   public:
@@ -83,18 +99,21 @@ class WorkerRun {
 
 }  // namespace
 
-void WorkerStep(ArmContext &context, int16_t arm) {
+void WorkerStep(ArmContext &context, int16_t arm, bool periodic) {
     if (!context.connection.workerActive) return;
     DecodeReplies(context, arm);
     if (!context.connection.connectionOpen) return;  // the client closed the arm in its callback
     if (context.replies.awaitedReply == awaited::kNothing) SendAutomaticCommands(context, arm);
     if (!context.connection.connectionOpen) return;
     FlushMoveRing(context);
+    if (HasReply(context.link)) Tell(context.link);
+    if (!periodic) return;
     AutoCoordTick(context);
     ServeHead(context);
+    ServeLostLine(context);
 }
 
-bool RunWorker() {
+bool RunWorker(bool periodic) {
     const WorkerRun run;
     if (!run.IsFirst()) return false;
     for (const int16_t arm : {1, 2}) {
@@ -102,7 +121,7 @@ bool RunWorker() {
     }
     for (const int16_t arm : {1, 2}) {
         ArmContext &context = SelectArm(arm);
-        if (context.connection.workerRegistered) WorkerStep(context, arm);
+        if (context.connection.workerRegistered) WorkerStep(context, arm, periodic);
     }
     return true;
 }
@@ -112,7 +131,7 @@ bool RunWorker() {
 using namespace cc;
 
 void CC_CALL L2HI_WORKER(void *, uint32_t, uintptr_t, uint32_t) {
-    RunWorker();
+    RunWorker(true);
 }
 
 int16_t CC_CALL L2HI_WORKER_TEMP(void) {

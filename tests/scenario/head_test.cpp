@@ -168,7 +168,7 @@ TEST_F(HeadTest, StartUpResults) {
     EXPECT_EQ(FailToOpen(), 527);
     EXPECT_EQ(CC_GETSTATUS(1), -1);
     port.writeSpace = UINT32_MAX;
-    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [] { return true; });
+    const uintptr_t taken = platform::StartWindowTimer(nullptr, 10, [](bool) { return true; });
     EXPECT_EQ(FailToOpen(), 771);
     platform::StopWindowTimer(nullptr, taken);
     head.FailNext('E');

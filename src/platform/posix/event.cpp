@@ -15,7 +15,7 @@ struct SharedEvent {
 };
 
 Monitor monitor;
-SharedEvent events[4];
+SharedEvent events[4];  // an acknowledgement event and a private one for each arm, and one to spare
 
 }  // namespace
 
@@ -26,7 +26,7 @@ bool Event::OpenShared(const char *name) {
     for (SharedEvent &event : events) {
         if (event.handles == 0) {
             free = &event;
-        } else if (std::strcmp(event.name, name) == 0) {
+        } else if (*name != '\0' && std::strcmp(event.name, name) == 0) {
             ++event.handles;
             handle_ = &event;
             return true;
@@ -38,6 +38,10 @@ bool Event::OpenShared(const char *name) {
     free->signalled = false;
     handle_ = free;
     return true;
+}
+
+bool Event::OpenPrivate() {
+    return OpenShared("");
 }
 
 void Event::Signal() {

@@ -2,6 +2,8 @@
 
 #include <poll.h>
 #include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -12,59 +14,92 @@
 namespace cc::platform {
 namespace {
 
-Monitor monitor;
-int descriptor = -1;  // timerfd; readable when the procedure is due
-pthread_t owner;
-WindowTimerProcedure procedure = nullptr;
+struct WindowTimer {
+    Monitor monitor;
+    // All open, or all -1 without a timer.
+    int either CC_GUARDED_BY(monitor) = -1;  // epoll: readable when one of the next two is
+    int period CC_GUARDED_BY(monitor) = -1;  // timerfd: readable when a period has passed
+    int wake CC_GUARDED_BY(monitor) = -1;    // eventfd: readable when the timer was woken
+    pthread_t owner CC_GUARDED_BY(monitor) = {};
+    WindowTimerProcedure procedure CC_GUARDED_BY(monitor) = nullptr;
+
+    void Close() CC_REQUIRES(monitor) {
+        for (int *const descriptor : {&either, &period, &wake}) {
+            if (*descriptor >= 0) close(*descriptor);
+            *descriptor = -1;
+        }
+    }
+
+    bool Open(uint32_t periodMs) CC_REQUIRES(monitor) {
+        either = epoll_create1(EPOLL_CLOEXEC);
+        period = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+        wake = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        const timespec every = ToTimespec(int64_t{periodMs} * 1'000'000);
+        const itimerspec setting{every, every};
+        epoll_event readable{};
+        readable.events = EPOLLIN;
+        return epoll_ctl(either, EPOLL_CTL_ADD, period, &readable) == 0 &&
+               epoll_ctl(either, EPOLL_CTL_ADD, wake, &readable) == 0 &&
+               timerfd_settime(period, 0, &setting, nullptr) == 0;
+    }
+
+    bool IsOwned() const CC_REQUIRES(monitor) {
+        return either >= 0 && pthread_equal(owner, pthread_self()) != 0;
+    }
+} timer;
+
+// Whether a count of the descriptor was taken, whatever it is: what has come since is one.
+bool TakeCount(int descriptor) {
+    uint64_t count = 0;
+    return read(descriptor, &count, sizeof count) == sizeof count;
+}
 
 // The timer's descriptor on the thread that owns it, else -1.
 int OwnedDescriptor() {
-    const Guard guard(monitor);
-    return descriptor >= 0 && pthread_equal(owner, pthread_self()) ? descriptor : -1;
-}
-
-// Takes the ticks that are due as one. Null when none is, or when the calling thread does not own the timer.
-WindowTimerProcedure TakeDueTick() {
-    const Guard guard(monitor);
-    uint64_t ticks = 0;
-    if (descriptor < 0 || !pthread_equal(owner, pthread_self())) return nullptr;
-    if (read(descriptor, &ticks, sizeof ticks) != sizeof ticks) return nullptr;
-    return procedure;
+    const Guard guard(timer.monitor);
+    return timer.IsOwned() ? timer.either : -1;
 }
 
 }  // namespace
 
 uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure due) {
-    const Guard guard(monitor);
-    if (descriptor >= 0) return 0;
-    descriptor = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-    if (descriptor < 0) return 0;
-    const timespec period = ToTimespec(int64_t{periodMs} * 1'000'000);
-    const itimerspec setting{period, period};
-    if (timerfd_settime(descriptor, 0, &setting, nullptr) != 0) {
-        close(descriptor);
-        descriptor = -1;
+    const Guard guard(timer.monitor);
+    if (timer.either >= 0) return 0;
+    if (!timer.Open(periodMs)) {
+        timer.Close();
         return 0;
     }
-    owner = pthread_self();
-    procedure = due;
+    timer.owner = pthread_self();
+    timer.procedure = due;
     return 1;
 }
 
 void StopWindowTimer(void *, uintptr_t) {
-    const Guard guard(monitor);
-    if (descriptor >= 0) close(descriptor);
-    descriptor = -1;
+    const Guard guard(timer.monitor);
+    timer.Close();
+}
+
+void WakeWindowTimer() {
+    const Guard guard(timer.monitor);
+    if (timer.wake >= 0) eventfd_write(timer.wake, 1);
 }
 
 int LoopDescriptor() {
-    const Guard guard(monitor);
-    return descriptor;
+    const Guard guard(timer.monitor);
+    return timer.either;
 }
 
 int LoopDispatch() {
-    const WindowTimerProcedure due = TakeDueTick();
-    return due != nullptr && due() ? 1 : 0;
+    bool periodic = false;
+    WindowTimerProcedure due = nullptr;
+    {
+        const Guard guard(timer.monitor);
+        if (!timer.IsOwned()) return 0;
+        periodic = TakeCount(timer.period);
+        const bool woken = TakeCount(timer.wake);
+        if (periodic || woken) due = timer.procedure;
+    }
+    return due != nullptr && due(periodic) ? 1 : 0;
 }
 
 int LoopRun(int milliseconds) {

@@ -325,6 +325,11 @@ void SerialLine::ReportAgain() {
     if (line.device >= 0 && !line.ending) SetEventDescriptor(line.nudge);
 }
 
+bool SerialLine::IsLost() {
+    const Guard guard(line_->monitor);
+    return line_->device >= 0 && line_->lost;
+}
+
 void SerialLine::Close() {
     Line &line = *line_;
     const Guard guard(line.monitor);

@@ -28,6 +28,10 @@ bool Event::OpenShared(const char *name) {
     return true;
 }
 
+bool Event::OpenPrivate() {
+    return OpenShared(std::to_string(reinterpret_cast<uintptr_t>(this)).c_str());
+}
+
 void Event::Signal() {
     if (handle_ != nullptr) static_cast<SharedEvent *>(handle_)->signalled = true;
 }

@@ -11,6 +11,7 @@ struct WindowTimer {
     WindowTimerProcedure procedure = nullptr;  // null: no timer
     int64_t period = 0;
     int64_t due = 0;
+    bool woken = false;
 } timer;
 
 }  // namespace
@@ -18,12 +19,16 @@ struct WindowTimer {
 uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure procedure) {
     if (timer.procedure != nullptr || periodMs == 0) return 0;
     const int64_t period = periodMs * kMillisecond;
-    timer = {procedure, period, World::Instance().Now() + period};
+    timer = {procedure, period, World::Instance().Now() + period, false};
     return 1;
 }
 
 void StopWindowTimer(void *, uintptr_t) {
     timer = {};
+}
+
+void WakeWindowTimer() {
+    if (timer.procedure != nullptr) timer.woken = true;
 }
 
 int LoopDescriptor() {
@@ -32,9 +37,11 @@ int LoopDescriptor() {
 
 int LoopDispatch() {
     const int64_t now = World::Instance().Now();
-    if (timer.procedure == nullptr || timer.due > now) return 0;
-    timer.due += ((now - timer.due) / timer.period + 1) * timer.period;
-    return timer.procedure() ? 1 : 0;
+    const bool periodic = timer.due <= now;
+    if (timer.procedure == nullptr || !(periodic || timer.woken)) return 0;
+    if (periodic) timer.due += ((now - timer.due) / timer.period + 1) * timer.period;
+    timer.woken = false;
+    return timer.procedure(periodic) ? 1 : 0;
 }
 
 int LoopRun(int milliseconds) {
@@ -43,7 +50,7 @@ int LoopRun(int milliseconds) {
     int ran = LoopDispatch();
     while (world.Now() < end) {
         const int64_t next = timer.procedure == nullptr ? end : std::min(end, timer.due);
-        world.Pass(next - world.Now());
+        world.PassUntil(next, [] { return timer.woken; });
         ran += LoopDispatch();
     }
     return ran;

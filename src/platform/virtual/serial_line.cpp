@@ -74,6 +74,7 @@ bool SerialLine::Open(int32_t number) {
     VirtualPort &port = VirtualPort::Number(number);
     if (!port.present || port.open_) return false;
     port.open_ = true;
+    port.lost_ = false;
     port.received_.clear();
     port.eventPending_ = false;
     line_->port = &port;
@@ -151,6 +152,12 @@ void SerialLine::ReportAgain() {
         if (port->HoldsEventChar()) port->eventPending_ = true;
         port->ReportEvents();
     });
+}
+
+bool SerialLine::IsLost() {
+    VirtualPort *const port = line_->port;
+    if (port != nullptr && !port->present) port->lost_ = true;
+    return port != nullptr && port->lost_;
 }
 
 void SerialLine::Close() {

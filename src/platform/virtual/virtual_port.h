@@ -44,6 +44,7 @@ class VirtualPort {
     void ReportEvents();
 
     bool open_ = false;
+    bool lost_ = false;  // unplugged since it was opened
     LineSettings settings_;
     uint32_t readTimeoutMs_ = 0;
     uint32_t writeTimeoutMs_ = 0;

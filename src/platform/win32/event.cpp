@@ -10,6 +10,10 @@ bool Event::OpenShared(const char *name) {
     return handle_ != nullptr;
 }
 
+bool Event::OpenPrivate() {
+    return OpenShared(nullptr);
+}
+
 void Event::Signal() {
     if (handle_ != nullptr) SetEvent(handle_);
 }

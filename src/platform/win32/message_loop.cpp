@@ -3,8 +3,9 @@
 #include <windows.h>
 
 #include <atomic>
-#include <mutex>
+#include <utility>
 
+#include "platform/mutex.h"
 #include "platform/win32/held_library.h"
 
 namespace cc::platform {
@@ -16,21 +17,39 @@ namespace {
 class RunningTimer {
   public:
     uintptr_t Start(HWND window, uint32_t periodMs, TIMERPROC fired, WindowTimerProcedure due) {
-        const std::lock_guard guard(lock_);
+        const Guard guard(lock_);
         const UINT_PTR id = SetTimer(window, 0, periodMs, fired);
         if (id == 0) return 0;
         library_ = HoldLibrary();
         thread_ = GetCurrentThreadId();
         window_ = window;
         id_ = window != nullptr ? 0 : id;
+        fired_ = fired;
+        woken_ = false;
         procedure_ = due;
         return id;
+    }
+
+    // Puts a timer message into the queue of the timer's thread by hand.
+    void Wake() {
+        const Guard guard(lock_);
+        if (procedure_ == nullptr || woken_) return;
+        const auto fired = reinterpret_cast<LPARAM>(fired_);
+        woken_ = (window_ != nullptr ? PostMessageA(window_, WM_TIMER, id_, fired)
+                                     : PostThreadMessageA(thread_, WM_TIMER, id_, fired)) != 0;
+    }
+
+    // Whether the timer message that runs is the system's own. A system's one that overtakes the one put by hand
+    // changes places with it.
+    bool TakePeriodic() {
+        const Guard guard(lock_);
+        return !std::exchange(woken_, false);
     }
 
     // A timer that another thread stops goes on until it fires again; it is known by not being the one that
     // runs. The library stays held for it, as for a procedure that stops its own timer and is to return.
     void Stop() {
-        const std::lock_guard guard(lock_);
+        const Guard guard(lock_);
         if (procedure_ == nullptr) return;
         procedure_ = nullptr;
         if (thread_ != GetCurrentThreadId()) return;
@@ -40,24 +59,27 @@ class RunningTimer {
 
     // The procedure of a timer that fires on this thread; null when it is not the one that runs.
     WindowTimerProcedure Due(HWND window, UINT_PTR id) {
-        const std::lock_guard guard(lock_);
+        const Guard guard(lock_);
         const bool runs = thread_ == GetCurrentThreadId() && window_ == window && id_ == id;
         return runs ? procedure_ : nullptr;
     }
 
     void Call(WindowTimerProcedure due) {
+        const bool periodic = TakePeriodic();
         const bool inside = calling_.exchange(true);
-        due();
+        due(periodic);
         calling_ = inside;
     }
 
   private:
-    std::mutex lock_;  // guards the fields below
-    DWORD thread_ = 0;
-    HWND window_ = nullptr;
-    UINT_PTR id_ = 0;
-    HMODULE library_ = nullptr;
-    WindowTimerProcedure procedure_ = nullptr;  // null: none runs
+    Mutex lock_;
+    DWORD thread_ CC_GUARDED_BY(lock_) = 0;
+    HWND window_ CC_GUARDED_BY(lock_) = nullptr;
+    UINT_PTR id_ CC_GUARDED_BY(lock_) = 0;
+    TIMERPROC fired_ CC_GUARDED_BY(lock_) = nullptr;
+    bool woken_ CC_GUARDED_BY(lock_) = false;  // a message put by hand has not run
+    HMODULE library_ CC_GUARDED_BY(lock_) = nullptr;
+    WindowTimerProcedure procedure_ CC_GUARDED_BY(lock_) = nullptr;  // null: none runs
     std::atomic<bool> calling_{false};
 } timer;
 
@@ -78,6 +100,10 @@ uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure
 
 void StopWindowTimer(void *, uintptr_t) {
     timer.Stop();
+}
+
+void WakeWindowTimer() {
+    timer.Wake();
 }
 
 }  // namespace cc::platform

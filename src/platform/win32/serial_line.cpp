@@ -253,6 +253,12 @@ void SerialLine::ReportAgain() {
     SetEvent(line_->againEvent);
 }
 
+bool SerialLine::IsLost() {
+    const DeviceUse use(*line_);
+    DWORD errors = 0;
+    return use && ClearCommError(use.Device(), &errors, nullptr) == 0;
+}
+
 void SerialLine::Close() {
     const HANDLE handle = line_->handle.exchange(INVALID_HANDLE_VALUE);
     if (handle == INVALID_HANDLE_VALUE) return;
