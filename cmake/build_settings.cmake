@@ -27,7 +27,7 @@ option(CC_BUILD_TESTS "Build tests and benchmarks" ON)
 option(CC_FUZZ "Build the fuzzers; needs clang" OFF)
 set(CC_SANITIZE "" CACHE STRING "Sanitizers for every target, as for -fsanitize")
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Werror)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow)
 if(CC_SANITIZE)
   add_compile_options(-fsanitize=${CC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CC_SANITIZE})
