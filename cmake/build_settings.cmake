@@ -1,4 +1,4 @@
-# Compiler settings of every target.
+# Compiler settings of every target here. They are settings of this folder: a project that embeds this one keeps its own.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -6,12 +6,6 @@ set(CMAKE_C_STANDARD 99)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-
-# The library and the programs stand directly in the build folder, where other programs look for them.
-foreach(kind RUNTIME LIBRARY ARCHIVE)
-  set(CMAKE_${kind}_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
-endforeach()
 
 if(WIN32)
   # Windows Vista (6.0) is the oldest that has what the library imports; an older one says so when a program is started.
@@ -23,11 +17,24 @@ if(WIN32)
   endif()
 endif()
 
+# What follows is for who works on this project. Elsewhere a warning is no error, whatever the embedding project makes of its
+# own.
+if(NOT PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)
+  return()
+endif()
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# The library and the programs stand directly in the build folder, where other programs look for them.
+foreach(kind RUNTIME LIBRARY ARCHIVE)
+  set(CMAKE_${kind}_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+endforeach()
+
 option(CC_BUILD_TESTS "Build tests and benchmarks" ON)
 option(CC_FUZZ "Build the fuzzers; needs clang" OFF)
 set(CC_SANITIZE "" CACHE STRING "Sanitizers for every target, as for -fsanitize")
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Werror)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow)
 if(CC_SANITIZE)
   add_compile_options(-fsanitize=${CC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CC_SANITIZE})

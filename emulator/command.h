@@ -27,7 +27,7 @@ struct Command {
     /// The value of the field with this letter, if the message has one. Fields are a letter and 32 bits.
     std::optional<int32_t> Field(char letter) const {
         for (size_t i = cc::at::kPayload; i + 4 < message.size(); i += 5) {
-            if (At(i) == letter) return Long(i + 1);
+            if (static_cast<char>(At(i)) == letter) return Long(i + 1);
         }
         return std::nullopt;
     }

@@ -1,7 +1,8 @@
 # Exports that exist outside Windows only.
 target_sources(cc_core PRIVATE session/link_report.cpp session/posix_loop.cpp)
 
-# The backends of the seam. The virtual one shares what has nothing to do with time.
+# The backends of the seam. The virtual one shares what has nothing to do with time. What does not ship is built where
+# something needs it.
 set(portable_sources
   platform/portable/port_definition.cpp
   platform/portable/profile_scanner.cpp
@@ -17,7 +18,7 @@ add_library(cc_platform_posix OBJECT
   platform/posix/message_loop.cpp
   platform/posix/periodic_timer.cpp
   platform/posix/serial_line.cpp)
-add_library(cc_platform_virtual OBJECT
+add_library(cc_platform_virtual OBJECT EXCLUDE_FROM_ALL
   ${portable_sources}
   platform/virtual/clock.cpp
   platform/virtual/event.cpp
@@ -37,9 +38,9 @@ set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
 target_link_options(CC_Interface PRIVATE -Wl,--version-script=${version_script})
 set_target_properties(CC_Interface PROPERTIES LINK_DEPENDS ${version_script})
 # The library in virtual time, for tests.
-add_library(cc_virtual STATIC)
+add_library(cc_virtual STATIC EXCLUDE_FROM_ALL)
 target_link_libraries(cc_virtual PUBLIC cc_core cc_platform_virtual)
 
 # The library's parts on the real system, for tests and benchmarks that reach below the exports.
-add_library(cc_posix STATIC)
+add_library(cc_posix STATIC EXCLUDE_FROM_ALL)
 target_link_libraries(cc_posix PUBLIC cc_core cc_platform_posix Threads::Threads)
