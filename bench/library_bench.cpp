@@ -1,30 +1,18 @@
-// What the library costs: framing, queues, a command in simulation, a command over a line, and an idle arm.
+// What the library itself costs: framing, queues, a command in simulation. line_bench measures it on lines.
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
 #include <fstream>
-#include <thread>
-#include <vector>
 
 #include "arm/arm_context.h"
 #include "cc_interface.h"
-#include "cc_interface_posix.h"
-#include "controller.h"
 #include "exchange/decoder.h"
-#include "line_host.h"
 #include "link/framing.h"
 #include "link/send_path.h"
-#include "platform/clock.h"
-#include "pseudo_terminal.h"
 
 namespace {
 
 using namespace cc;
-using Clock = std::chrono::steady_clock;
 
 constexpr uint16_t kMessageBytes = 30;  // a linear move
 
@@ -94,84 +82,6 @@ void CommandAndReplyInSimulation(benchmark::State &state) {
     CC_DONE(1, 2);
 }
 BENCHMARK(CommandAndReplyInSimulation);
-
-// An emulated controller on COM1, unpaced, which notes when each frame of the host came.
-class Line {
-  public:
-    explicit Line(const std::string &settings) {
-        terminal_.LinkAs(folder_, 1);
-        setenv("CC_PORT_DIR", folder_.c_str(), 1);
-        controller_.onFrame = [this](int64_t, emulator::Direction direction, const emulator::Bytes &frame) {
-            const bool data = frame[0] == 3 || frame[0] == 4;
-            if (direction == emulator::Direction::ToController && data)
-                lastData_ = Clock::now().time_since_epoch().count();
-        };
-        host_.Add(controller_, terminal_.Descriptor(), 0, [] {});
-        thread_ = std::thread([this] { host_.Run(stop_); });
-        opened_ = CC_INIT(nullptr, 1, nullptr, "COM1", nullptr, 1, 0.0001, 1, 0, IniFile(settings).c_str());
-    }
-    ~Line() {
-        CC_DONE(1, 2);
-        stop_ = true;
-        thread_.join();
-        terminal_.Unplug();
-        rmdir(folder_.c_str());
-    }
-    bool IsOpen() const { return opened_ == CC_OK; }
-    Clock::time_point LastData() const { return Clock::time_point(Clock::duration(lastData_.load())); }
-
-  private:
-    static std::string MakeFolder() {
-        std::string folder = "/tmp/cc_bench_XXXXXX";
-        return mkdtemp(folder.data()) != nullptr ? folder : "/tmp";
-    }
-
-    std::string folder_ = MakeFolder();
-    emulator::Controller controller_{{}};
-    emulator::PseudoTerminal terminal_;
-    emulator::LineHost host_;
-    std::atomic<bool> stop_{false};
-    std::atomic<Clock::rep> lastData_{0};
-    std::thread thread_;
-    uint16_t opened_ = 0;
-};
-
-// A command that ends with its link acknowledgement. "to_wire_us": from the call to the frame at the far end.
-void CommandOverALine(benchmark::State &state) {
-    const Line line("Lo Period=1\ntimeout=2\nHi Period=50\n");
-    if (!line.IsOpen()) return state.SkipWithError("the line did not open");
-    CC_FEED(1, 1);  // takes the acknowledgement that the opening left
-    double toWire = 0;
-    for (auto _ : state) {
-        const Clock::time_point begin = Clock::now();
-        if (CC_FEED(1, 100) != 1) state.SkipWithError("not acknowledged");
-        toWire += std::chrono::duration<double, std::micro>(line.LastData() - begin).count();
-    }
-    state.counters["to_wire_us"] = toWire / static_cast<double>(state.iterations());
-    state.counters["commands"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-}
-BENCHMARK(CommandOverALine)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(3);
-
-// Processor time of the whole process, the far end included, while an arm is open and its worker runs.
-void IdleArm(benchmark::State &state) {
-    const Line line("timeout=2\n");
-    if (!line.IsOpen()) return state.SkipWithError("the line did not open");
-    const auto used = [] {
-        rusage usage{};
-        getrusage(RUSAGE_SELF, &usage);
-        return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-               1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-    };
-    double processor = 0;
-    for (auto _ : state) {
-        const double before = used();
-        CC_LOOP_RUN(5000);
-        processor += used() - before;
-    }
-    state.counters["percent_of_a_core"] = 100 * processor / (5.0 * static_cast<double>(state.iterations()));
-}
-BENCHMARK(IdleArm)->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
 
 }  // namespace
 

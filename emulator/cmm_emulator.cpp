@@ -27,8 +27,9 @@ struct Options {
     std::string folder;
     int port = 1;
     bool paced = false;
-    int gap = 2;  // ms
     bool strict = false;
+    int gap = 2;         // ms
+    int replyDelay = 3;  // ms
     bool log = false;
     std::string part = "sphere";
     double formError = 0.008;
@@ -82,6 +83,7 @@ int Run(Options &options) {
     options.controller.part = MakePart(options);
     options.controller.link.frameGap = options.gap * kMillisecond;
     options.controller.link.ignoresRepetitions = options.strict;
+    options.controller.replyDelay = options.replyDelay * kMillisecond;
     Controller controller(options.controller);
     controller.Faults().Seed(options.seed);
     for (const std::string &fault : options.faults) controller.Faults().Add(ParseFault(fault));
@@ -91,14 +93,17 @@ int Run(Options &options) {
     LineHost host;
     std::optional<PseudoTerminal> terminal;
     const int64_t byteTime = options.paced ? kByteTimeController : 0;
+    const int64_t gap = options.controller.link.frameGap;
     if (options.device.empty()) {
         terminal.emplace();
         if (!options.folder.empty()) terminal->LinkAs(options.folder, options.port);
-        host.Add(controller, terminal->Descriptor(), byteTime, [&terminal] { terminal->Unplug(); });
+        host.Add(
+            controller, terminal->Descriptor(), byteTime, [&terminal] { terminal->Unplug(); }, gap);
         std::cout << "controller on " << terminal->Path() << std::endl;
     } else {
         const int descriptor = OpenDevice(options.device, 9600, true, 1);
-        host.Add(controller, descriptor, byteTime, [descriptor] { close(descriptor); });
+        host.Add(
+            controller, descriptor, byteTime, [descriptor] { close(descriptor); }, gap);
         std::cout << "controller on " << options.device << std::endl;
     }
     Head head(options.headOptions);
@@ -131,9 +136,12 @@ int main(int argc, char **argv) {
         ->check(CLI::ExistingDirectory)
         ->excludes(device);
     app.add_option("--port", options.port, "N of comN")->capture_default_str();
-    app.add_flag("--paced", options.paced, "Send at the speed of the line, 9600 baud");
     app.add_flag("--strict", options.strict, "Drop repeated frames without acknowledging them again");
+    app.add_flag("--paced", options.paced, "Send and take bytes at the speed of the line, 9600 baud");
     app.add_option("--gap", options.gap, "Least time from one frame to the host to the next, ms")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    app.add_option("--reply-delay", options.replyDelay, "Time from a command to its reply, ms")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_flag("--log", options.log, "Print each frame in plain words");

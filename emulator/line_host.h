@@ -1,5 +1,5 @@
-// Runs peers on real lines: reads bytes, tells time, writes what the peers put out, at the line's speed if
-// wanted.
+// Runs peers on real lines: reads bytes, tells time, writes what the peers put out, both at the line's speed
+// if wanted.
 #pragma once
 
 #include <atomic>
@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "faults.h"
 #include "peer.h"
 
 namespace emulator {
@@ -15,11 +16,19 @@ namespace emulator {
 inline constexpr int64_t kByteTimeController = 1146;  // 9600 baud, 11 bits
 inline constexpr int64_t kByteTimeHead = 2292;        // 4800 baud, 11 bits
 
+/// Least time between two pieces to a host, so that their ends do not reach a busy one together.
+inline constexpr int64_t kPieceGap = 2 * kMillisecond;
+
 class LineHost {
   public:
-    /// Serves a peer on an open, non-blocking descriptor. byteTime: µs that each byte takes; 0: as fast as it
-    /// goes. `unplug` is called when the peer pulls its plug; the descriptor is not used after that.
-    void Add(Peer &peer, int descriptor, int64_t byteTime, std::function<void()> unplug);
+    /// Serves a peer on an open, non-blocking descriptor. byteTime: µs that each byte takes, both ways; 0: as
+    /// fast as it goes. `unplug` is called when the peer pulls its plug; the descriptor is not used after that.
+    void Add(Peer &peer, int descriptor, int64_t byteTime, std::function<void()> unplug,
+             int64_t pieceGap = kPieceGap);
+
+    /// Called with bytes of the host when they are read, before they have taken their time on a paced line, and
+    /// with bytes to the host right before they are written. Null: nobody looks.
+    std::function<void(Direction, const uint8_t *bytes, size_t count)> onBytes;
 
     /// Serves all peers for one turn: until something happens, at most `longest` µs. Signals end the turn.
     void RunOnce(int64_t longest);
@@ -30,19 +39,31 @@ class LineHost {
     int64_t Now() const;
 
   private:
+    struct Piece {
+        Bytes bytes;
+        int64_t ready;  // when the peer put it out
+    };
+    struct Arrival {
+        uint8_t byte;
+        int64_t due;
+    };
     struct Lane {
         Peer *peer;
         int descriptor;
         int64_t byteTime;
+        int64_t pieceGap;
         std::function<void()> unplug;
-        std::deque<Bytes> pieces;  // to write, each in one piece unless paced
-        size_t written = 0;        // of the first piece
-        int64_t nextWrite = 0;
+        std::deque<Piece> pieces = {};  // to write, each at once unless paced
+        size_t written = 0;             // of the first piece
+        int64_t writeFree = 0;          // when the way to the host is free
+        std::deque<Arrival> arrivals = {};
     };
 
     void ReadFrom(Lane &lane);
+    void Deliver(Lane &lane);
     void WriteTo(Lane &lane);
-    int64_t NextTime(const Lane &lane) const;
+    static int64_t NextWrite(const Lane &lane);
+    static int64_t NextTime(const Lane &lane);
 
     std::deque<Lane> lanes_;
     int64_t begin_ = MonotonicMicroseconds();
