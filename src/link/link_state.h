@@ -27,8 +27,8 @@ struct LinkState {
     LinkState(MessageQueues &messageQueues, TraceFile &traceFile)
         : queues(messageQueues), trace(traceFile), port(*this) {}
 
-    static constexpr uint8_t dataTypeBySeq[2] = {kData0, kData1};
-    static constexpr uint8_t ackTypeBySeq[2] = {kAck0, kAck1};
+    const uint8_t dataTypeBySeq[2] = {kData0, kData1};
+    const uint8_t ackTypeBySeq[2] = {kAck0, kAck1};
 
     MessageQueues &queues;
     TraceFile &trace;

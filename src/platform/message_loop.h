@@ -11,7 +11,7 @@ using WindowTimerProcedure = bool (*)(bool periodic);
 
 /// Starts the timer on `window` (may be null), owned by the calling thread. One such timer exists at a time.
 /// Result: its id, 0 when it could not be created.
-uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure procedure);
+uintptr_t StartWindowTimer(void *window, uint32_t periodMs, WindowTimerProcedure due);
 
 /// Stops the timer: no call of the procedure begins any more. May be called from inside the procedure, and on
 /// another thread than the timer's, where a call that is under way goes on to its end.

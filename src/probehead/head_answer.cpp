@@ -47,7 +47,7 @@ void ClassifyHeadAnswer(HeadRecord &head, std::string_view answer) {
     head.headErrorCode = 0;
     const size_t error = answer.find_first_of(kErrorLetters);
     if (error != std::string_view::npos) {
-        head.headErrorCode = answer[error];
+        head.headErrorCode = static_cast<uint8_t>(answer[error]);
         head.headEvent = kHeadError;
     } else if (answer.find_first_of(kPositionLetters) != std::string_view::npos) {
         DecodeHeadAnswer(head, answer);

@@ -16,10 +16,10 @@ struct WindowTimer {
 
 }  // namespace
 
-uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure procedure) {
+uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure due) {
     if (timer.procedure != nullptr || periodMs == 0) return 0;
     const int64_t period = periodMs * kMillisecond;
-    timer = {procedure, period, World::Instance().Now() + period, false};
+    timer = {due, period, World::Instance().Now() + period, false};
     return 1;
 }
 

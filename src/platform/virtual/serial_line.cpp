@@ -70,14 +70,14 @@ SerialLine::~SerialLine() {
     delete line_;
 }
 
-bool SerialLine::Open(int32_t number) {
-    VirtualPort &port = VirtualPort::Number(number);
-    if (!port.present || port.open_) return false;
-    port.open_ = true;
-    port.lost_ = false;
-    port.received_.clear();
-    port.eventPending_ = false;
-    line_->port = &port;
+bool SerialLine::Open(int32_t port) {
+    VirtualPort &opened = VirtualPort::Number(port);
+    if (!opened.present || opened.open_) return false;
+    opened.open_ = true;
+    opened.lost_ = false;
+    opened.received_.clear();
+    opened.eventPending_ = false;
+    line_->port = &opened;
     return true;
 }
 
