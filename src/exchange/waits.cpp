@@ -26,10 +26,11 @@ constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 // On a prompt line, by the message itself. Time is counted in ticks, of which a host that stands still loses one.
 bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
     const auto over = [slot] { return slot != nullptr && !slot->IsBusy(); };
+    const uint32_t tickMs = context.connection.tickPeriodMs;
     const uint32_t begin = link.ticks.load(std::memory_order_relaxed);
-    const uint32_t limit = timeoutMs / context.connection.tickPeriodMs;
-    while (!over() && link.mmTimerRunning && link.ticks.load(std::memory_order_relaxed) - begin < limit) {
-        link.progress.Wait(kAckStepMs);
+    const auto passed = [&] { return (link.ticks.load(std::memory_order_relaxed) - begin) * tickMs; };
+    while (!over() && link.mmTimerRunning && passed() < timeoutMs) {
+        link.progress.Wait(std::min(kAckStepMs, timeoutMs - passed()));
     }
     for (uint32_t ms = 0; ms < kLongestUnreadMs && !over() && IsReceptionBehind(link); ms += kUnreadStepMs) {
         link.progress.Wait(kUnreadStepMs);
