@@ -137,7 +137,9 @@ enum {
     CC_EVENT_POINT = 5,          /* touch point. info CC_POINT_... data: PointRecord */
     CC_EVENT_COORDINATES = 6,    /* info 0. data: PointRecord with CC_TAG_... */
     CC_EVENT_POSITION = 7,       /* info 0. data: PointRecord */
-    CC_EVENT_MOVE_REJECTED = 8,  /* the move buffer was reset. info: the controller's reason. No data */
+    CC_EVENT_MOVE_REJECTED = 8,  /* the move buffer was reset. info: the controller's reason; CC_LINK_LOST on a
+                                    prompt line that gave a message of the buffer up: what was sent before it
+                                    is still awaited. No data */
     CC_EVENT_SCAN_POINT = 13,    /* info 0. data: PointRecord */
     CC_EVENT_SCAN_END = 15,      /* info 0. No data */
     CC_EVENT_MOVE_DONE = 16,     /* info: CC_REPORT_... of the message acknowledged. No data */
