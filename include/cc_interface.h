@@ -130,27 +130,27 @@ enum { CC_TAG_MACHINE = 0, CC_TAG_WRIST = 1 };
 typedef void(CC_CALL *CC_NOTIFY)(int32_t event, uint32_t info, void *data);
 
 enum {
-    CC_EVENT_LINK = 1,           /* info CC_LINK_LOST, CC_LINK_IN_ORDER. No data */
-    CC_EVENT_REPORT_1 = 2,       /* a report, of reply 1 */
-    CC_EVENT_EMERGENCY = 3,      /* a report, of reply 2 */
-    CC_EVENT_REPORT_3 = 4,       /* a report, of reply 3 */
-    CC_EVENT_POINT = 5,          /* touch point. info CC_POINT_... data: PointRecord */
-    CC_EVENT_COORDINATES = 6,    /* info 0. data: PointRecord with CC_TAG_... */
-    CC_EVENT_POSITION = 7,       /* info 0. data: PointRecord */
-    CC_EVENT_MOVE_REJECTED = 8,  /* the move buffer was reset. info: the controller's reason; CC_LINK_LOST on a
+    CC_EVENT_LINK = 1,          /* info CC_LINK_LOST, CC_LINK_IN_ORDER. No data */
+    CC_EVENT_REPORT_1 = 2,      /* a report, of reply 1 */
+    CC_EVENT_EMERGENCY = 3,     /* a report, of reply 2 */
+    CC_EVENT_REPORT_3 = 4,      /* a report, of reply 3 */
+    CC_EVENT_POINT = 5,         /* touch point. info CC_POINT_... data: PointRecord */
+    CC_EVENT_COORDINATES = 6,   /* info 0. data: PointRecord with CC_TAG_... */
+    CC_EVENT_POSITION = 7,      /* info 0. data: PointRecord */
+    CC_EVENT_MOVE_REJECTED = 8, /* the move buffer was reset. info: the controller's reason; CC_LINK_LOST on a
                                     prompt line that gave a message of the buffer up: what was sent before it
                                     is still awaited. No data */
-    CC_EVENT_SCAN_POINT = 13,    /* info 0. data: PointRecord */
-    CC_EVENT_SCAN_END = 15,      /* info 0. No data */
-    CC_EVENT_MOVE_DONE = 16,     /* info: CC_REPORT_... of the message acknowledged. No data */
-    CC_EVENT_17 = 17,            /* info 273. data: one word of reply 32 */
-    CC_EVENT_HOLD = 18,          /* info 274. data: one word, the controller's or CC_WORD_... */
-    CC_EVENT_RESUME = 19,        /* info 275. data: as CC_EVENT_HOLD */
-    CC_EVENT_EMERGENCY_51 = 20,  /* a report, of reply 51 */
-    CC_EVENT_21 = 21,            /* info 277. data: one word of reply 52 */
-    CC_EVENT_22 = 22,            /* info 22. No data (reply 53) */
-    CC_EVENT_23 = 23,            /* info 23. No data (reply 54) */
-    CC_EVENT_TEMPERATURES = 26,  /* info: count byte. data: 32 words */
+    CC_EVENT_SCAN_POINT = 13,   /* info 0. data: PointRecord */
+    CC_EVENT_SCAN_END = 15,     /* info 0. No data */
+    CC_EVENT_MOVE_DONE = 16,    /* info: CC_REPORT_... of the message acknowledged. No data */
+    CC_EVENT_17 = 17,           /* info 273. data: one word of reply 32 */
+    CC_EVENT_HOLD = 18,         /* info 274. data: one word, the controller's or CC_WORD_... */
+    CC_EVENT_RESUME = 19,       /* info 275. data: as CC_EVENT_HOLD */
+    CC_EVENT_EMERGENCY_51 = 20, /* a report, of reply 51 */
+    CC_EVENT_21 = 21,           /* info 277. data: one word of reply 52 */
+    CC_EVENT_22 = 22,           /* info 22. No data (reply 53) */
+    CC_EVENT_23 = 23,           /* info 23. No data (reply 54) */
+    CC_EVENT_TEMPERATURES = 26, /* info: count byte. data: 32 words */
     CC_EVENT_CONTROLLER_ON = 27, /* info 27. No data; only when started with CC_START_CLIENT */
     CC_EVENT_ZEROING_DONE = 28   /* info 28. No data; only when started with CC_START_CLIENT */
 };

@@ -163,7 +163,7 @@ void SendPromptly(LinkState &link) {
 
 void ForceLinkDown(LinkState &link) {
     const platform::Guard guard(link.lock);
-    GiveUp(link);
+    if (link.txSequence != kLinkDown) GiveUp(link);
 }
 
 void LinkTick(LinkState &link) {

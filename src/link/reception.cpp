@@ -134,6 +134,8 @@ const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.loc
             return nullptr;
         case kStartLinkAck:
             ++link.statistics.startAcksReceived;
+            // The answer to one start-link too many says nothing new, but a frame under way would go out as another.
+            if (link.promptLine && link.txSequence != kLinkDown) return nullptr;
             link.txSequence = 0;
             link.retryTicks = 0;
             link.retryCount = 0;

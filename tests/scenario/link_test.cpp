@@ -320,6 +320,17 @@ TEST_P(LinkInBothModes, ALineErrorRepeatsAtTheNextTickAndCounts) {
     EXPECT_EQ(arm1.link.txSequence, -1);
 }
 
+TEST_P(LinkInBothModes, AnAnswerToOneStartLinkTooMany) {
+    arm1.link.txSequence = 1;
+    Queue("04 01 'N' '0' '0'");
+    Pass(50);
+    EXPECT_EQ(wire.Take(), Messages{Hex("04 04 01 'N' '0' '0' 4B 08")});
+    wire.Send("06 08");
+    Pass(50);
+    // A classic line takes it for a new start, and the frame runs twice.
+    EXPECT_EQ(wire.Take(), Hexes(IsPrompt() ? "" : "03 04 01 'N' '0' '0' 4B 08"));
+}
+
 TEST_P(LinkInBothModes, APriorityMessageOvertakesAtTheNextExpiry) {
     Queue("04 01 'S' '1' '5'");
     Pass(50);
