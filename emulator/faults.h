@@ -18,7 +18,7 @@ enum class FaultKind {
     Repeat,     // the frame comes twice
     Delay,      // the frame comes later, and so do those behind it
     Split,      // the frame comes in two pieces; to the host only
-    Merge,      // the frame comes in one piece with the next
+    Merge,      // the frame comes in one piece with the next, if one comes in time: as through a USB adapter
     LineError,  // a line error goes to the host
     Restart,    // the controller starts the link anew
     Silence,    // the controller sends nothing for a while

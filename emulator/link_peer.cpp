@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <utility>
 
 namespace emulator {
 namespace {
@@ -20,6 +21,9 @@ constexpr uint8_t kStart = 9;
 
 constexpr int kTransmissions = 4;
 constexpr size_t kLongestFrame = 600;
+
+// How long a USB adapter keeps what it has received for more to come, usually.
+constexpr int64_t kAdapterLatency = 16 * kMillisecond;
 
 Bytes DataFrame(uint8_t type, const Bytes &message) {
     Bytes frame{type};
@@ -67,20 +71,19 @@ void LinkPeer::Receive(uint8_t byte) {
 }
 
 void LinkPeer::ReceiveFrame(Bytes bytes) {
-    Late late{std::move(bytes), agenda_.Now(), 1};
-    bool merge = false;
+    Late late{std::move(bytes), agenda_.Now(), 1, false};
     for (const Fault &fault : faults_.Strike(Direction::ToController)) {
         if (fault.kind == FaultKind::Drop) late.times = 0;
         if (fault.kind == FaultKind::Repeat) ++late.times;
         if (fault.kind == FaultKind::Corrupt)
             late.frame[faults_.Pick(static_cast<uint32_t>(late.frame.size() - 1))] ^= 1;
         if (fault.kind == FaultKind::Delay) late.notBefore += fault.value;
-        merge |= fault.kind == FaultKind::Merge;
+        late.merges |= fault.kind == FaultKind::Merge;
         ActOnFault(fault);
     }
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
-    if (!late_.empty() && late_.back().notBefore == Agenda::kNever) late_.back().notBefore = agenda_.Now();
-    if (merge) late.notBefore = Agenda::kNever;
+    if (!late_.empty() && late_.back().merges) late_.back().notBefore = agenda_.Now();
+    if (late.merges) late.notBefore += kAdapterLatency;
     late_.push_back(std::move(late));
     TakeLate();
 }
@@ -94,7 +97,7 @@ void LinkPeer::TakeLate() {
             ActOnFrame(late.frame);
         }
     }
-    if (late_.empty() || late_.front().notBefore == Agenda::kNever) return;
+    if (late_.empty()) return;
     agenda_.After(late_.front().notBefore - agenda_.Now(), [this] { TakeLate(); });
 }
 
@@ -228,11 +231,16 @@ void LinkPeer::PutFrame(Bytes frame) {
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
     if (times > 0 && onFrame) onFrame(agenda_.Now(), Direction::ToHost, out.bytes);
     if (!merged_.empty()) {
+        agenda_.Cancel(mergeTimer_);
         out.bytes.insert(out.bytes.begin(), merged_.begin(), merged_.end());
         merged_.clear();
     }
     if (merge && times > 0) {
         merged_ = out.bytes;
+        mergeTimer_ = agenda_.After(kAdapterLatency, [this] {
+            outgoing_.push_back({std::exchange(merged_, {}), agenda_.Now()});
+            if (!putting_) PutOut();
+        });
         return;
     }
     for (; times > 0; --times) {

@@ -70,8 +70,9 @@ class LinkPeer : public Peer {
 
     struct Late {
         Bytes frame;
-        int64_t notBefore;  // kNever: until the next frame comes
+        int64_t notBefore;
         int times;
+        bool merges;  // comes when the next frame comes, if that is earlier
     };
     std::deque<Late> late_;  // frames of the host that have not come yet
 
@@ -82,6 +83,7 @@ class LinkPeer : public Peer {
     std::deque<Outgoing> outgoing_;
     bool putting_ = false;
     Bytes merged_;  // held back to go out with the next frame
+    Agenda::Entry mergeTimer_ = Agenda::kNone;
     int64_t silentUntil_ = 0;
 };
 
