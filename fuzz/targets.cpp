@@ -50,7 +50,8 @@ void Replies(const uint8_t *data, size_t size) {
     if (size < 2) return;
     arm.replies.controllerState = static_cast<int8_t>(data[0]);
     arm.replies.awaitedReply = static_cast<int8_t>(data[1]);
-    arm.link.simulationMode = 1;
+    arm.link.simulationMode = true;
+    arm.link.mmTimerRunning = true;
     for (size_t at = 2; at < size;) {
         const size_t length = std::min<size_t>(data[at] + 1, size - at);
         MessageSlot &slot = arm.link.queues.replyQueue[arm.link.queues.replyRead];
