@@ -40,6 +40,8 @@ class Controller final : public LinkPeer {
     const std::map<int32_t, int> &Commands() const { return commands_; }
     /// The downloaded table: entries by index.
     const std::map<uint8_t, Bytes> &Table() const { return table_; }
+    /// Whether no buffered message is under way or waits.
+    bool IsAtRest() const { return motion_.empty(); }
     Machine::Target Position() const { return machine_.PositionAt(agenda_.Now()); }
 
   private:

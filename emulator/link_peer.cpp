@@ -19,6 +19,8 @@ constexpr uint8_t kData[2] = {3, 4};
 constexpr uint8_t kStartAck = 6;
 constexpr uint8_t kStart = 9;
 
+constexpr size_t kControlBytes = 2;
+
 constexpr int kTransmissions = 4;
 constexpr size_t kLongestFrame = 600;
 
@@ -120,6 +122,9 @@ void LinkPeer::ActOnFault(const Fault &fault) {
 }
 
 void LinkPeer::ActOnFrame(const Bytes &frame) {
+    // A control frame is its type and the end. What is longer was a data frame until its type was damaged.
+    const bool isData = frame[0] == kData[0] || frame[0] == kData[1];
+    if (!isData && frame.size() != kControlBytes) return Control(kLineError);
     switch (frame[0]) {
         case kLineError:
             // The host wants the frame in flight again.
@@ -154,6 +159,7 @@ void LinkPeer::ReceiveData(const Bytes &frame) {
     if (!repeated || !options_.ignoresRepetitions) Control(kAck[sequence]);
     if (repeated) return;
     rxSequence_ ^= 1;
+    if (onMessage) onMessage(agenda_.Now(), *message);
     OnMessage(*message);
 }
 
@@ -191,6 +197,7 @@ void LinkPeer::GiveUp() {
 
 void LinkPeer::StartLink() {
     if (txSequence_ != kDown) startLinks_ = 0;
+    if (transmissions_ > 0 && !givenUp_) ++doubtful_.twice;
     txSequence_ = kDown;
     transmissions_ = 0;
     ++startLinks_;
@@ -203,7 +210,12 @@ void LinkPeer::OnStartAck() {
     agenda_.Cancel(timer_);
     // A host that answers at once was there all the time. That it kept silent about a message means that it
     // has it already, and ignored the repetitions. One that was away gets the message again.
-    if (givenUp_ && startLinks_ == 1) messages_.pop_front();
+    if (givenUp_ && startLinks_ == 1) {
+        messages_.pop_front();
+        ++doubtful_.lost;
+    } else if (givenUp_) {
+        ++doubtful_.twice;
+    }
     givenUp_ = false;
     txSequence_ = 0;
     transmissions_ = 0;

@@ -26,6 +26,18 @@ class LinkPeer : public Peer {
     FaultSwitches &Faults() { return faults_; }
     /// Called with each frame that goes over the line, after faults: time in microseconds, direction, bytes.
     std::function<void(int64_t, Direction, const Bytes &)> onFrame;
+    /// Called with each message that is taken, before it is acted on; a repetition is taken once.
+    std::function<void(int64_t, const Bytes &)> onMessage;
+
+    /// Messages that the host may lack, as nothing of them was acknowledged, and messages that it may have twice, as
+    /// they were sent again behind a start-link.
+    struct Doubtful {
+        int lost = 0;
+        int twice = 0;
+    };
+    const Doubtful &DoubtfulMessages() const { return doubtful_; }
+    /// Whether all messages to the host are acknowledged.
+    bool HasSentAll() const { return messages_.empty(); }
 
   protected:
     /// Queues a message to the host.
@@ -66,6 +78,7 @@ class LinkPeer : public Peer {
     int transmissions_ = 0;  // of the message in flight
     int startLinks_ = 0;     // start-links sent since the link went down
     bool givenUp_ = false;   // the message in flight was given up when the link went down
+    Doubtful doubtful_;
     Agenda::Entry timer_ = Agenda::kNone;
 
     struct Late {

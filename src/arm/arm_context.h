@@ -20,7 +20,7 @@ struct ConnectionState {
     uint32_t openings = 0;               // calls of CC_INIT so far, wrapping
     std::atomic<uint32_t> mmTimerId{0};  // 0: no timer. Relaxed: a tick that misses a change is one tick late
     uint32_t tickPeriodMs = 0;
-    int32_t lostLineMs = 0;  // since the lost line was tried last
+    uint32_t lineTriedTick = 0;  // of LinkState::ticks: when the line was in order, or tried, last
     bool portOpen = false;
     bool connectionOpen = false;
     bool headPortOpen = false;

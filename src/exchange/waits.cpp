@@ -23,17 +23,30 @@ constexpr uint32_t kLongestUnreadMs = 1000;
 
 constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 
+// A system that refused the event is looked at as often as a completion wait looks.
+void AwaitProgress(LinkState &link, uint32_t milliseconds) {
+    if (link.progress.IsOpen()) {
+        link.progress.Wait(milliseconds);
+    } else {
+        platform::Sleep(std::min(milliseconds, kDecodeIntervalMs));
+    }
+}
+
 // On a prompt line, by the message itself. Time is counted in ticks, of which a host that stands still loses one.
 bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
     const auto over = [slot] { return slot != nullptr && !slot->IsBusy(); };
     const uint32_t tickMs = context.connection.tickPeriodMs;
-    const uint32_t begin = link.ticks.load(std::memory_order_relaxed);
-    const auto passed = [&] { return (link.ticks.load(std::memory_order_relaxed) - begin) * tickMs; };
+    // The tick under way is not counted, so that the wait is not shorter than it should be.
+    const uint32_t begin = link.ticks.load(std::memory_order_relaxed) + 1;
+    const auto passed = [&] {
+        const auto ticks = static_cast<int32_t>(link.ticks.load(std::memory_order_relaxed) - begin);
+        return static_cast<uint32_t>(std::max(ticks, 0)) * tickMs;
+    };
     while (!over() && link.mmTimerRunning && passed() < timeoutMs) {
-        link.progress.Wait(std::min(kAckStepMs, timeoutMs - passed()));
+        AwaitProgress(link, std::min(kAckStepMs, timeoutMs - passed()));
     }
     for (uint32_t ms = 0; ms < kLongestUnreadMs && !over() && IsReceptionBehind(link); ms += kUnreadStepMs) {
-        link.progress.Wait(kUnreadStepMs);
+        AwaitProgress(link, kUnreadStepMs);
     }
     return over();
 }
@@ -108,7 +121,7 @@ bool WaitForCompletion(ArmContext &context, int16_t arm) {
             platform::Sleep(kDecodeIntervalMs);
             DecodeReplies(context, arm);
         } else if (!DecodeReplies(context, arm)) {
-            link.progress.Wait(kDecodeIntervalMs);
+            AwaitProgress(link, kDecodeIntervalMs);
         }
     }
     if (HasReply(link)) Tell(link);

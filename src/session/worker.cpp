@@ -15,7 +15,7 @@
 namespace cc {
 namespace {
 
-constexpr int32_t kTakeUpIntervalMs = 1000;
+constexpr uint32_t kTakeUpIntervalMs = 1000;
 
 // Marks the controller's stored information as written by a host, after zeroing.
 void StampStoredInfo(ArmContext &context, int16_t arm) {
@@ -68,16 +68,17 @@ void ServeHead(ArmContext &context) {
     }
 }
 
-// Tries once a second to take up the line of a device that was unplugged.
+// Tries once a second to take up the line of a device that was unplugged. Counted in ticks: a run of the worker may wait
+// for an acknowledgement that cannot come.
 void ServeLostLine(ArmContext &context) {
     ConnectionState &connection = context.connection;
+    const uint32_t now = context.link.ticks.load(std::memory_order_relaxed);
     if (!context.link.promptLine || !connection.portOpen || !IsLineGone(context.link)) {
-        connection.lostLineMs = 0;
+        connection.lineTriedTick = now;
         return;
     }
-    connection.lostLineMs += context.settings.hiPeriodMs;
-    if (connection.lostLineMs < kTakeUpIntervalMs) return;
-    connection.lostLineMs = 0;
+    if ((now - connection.lineTriedTick) * connection.tickPeriodMs < kTakeUpIntervalMs) return;
+    connection.lineTriedTick = now;
     TakeUpLine(context.link);
 }
 

@@ -22,6 +22,7 @@ std::map<std::string, SharedEvent> &Events() {
 
 bool Event::OpenShared(const char *name) {
     Close();
+    if (World::Instance().CallFails()) return false;
     SharedEvent &event = Events()[name];
     if (event.handles++ == 0) event.signalled = false;
     handle_ = &event;

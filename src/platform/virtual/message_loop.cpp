@@ -17,7 +17,7 @@ struct WindowTimer {
 }  // namespace
 
 uintptr_t StartWindowTimer(void *, uint32_t periodMs, WindowTimerProcedure due) {
-    if (timer.procedure != nullptr || periodMs == 0) return 0;
+    if (timer.procedure != nullptr || periodMs == 0 || World::Instance().CallFails()) return 0;
     const int64_t period = periodMs * kMillisecond;
     timer = {due, period, World::Instance().Now() + period, false};
     return 1;

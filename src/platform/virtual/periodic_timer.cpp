@@ -27,7 +27,7 @@ void PutOnAgenda(uint32_t id, int64_t due, int64_t period, TimerCallback callbac
 
 uint32_t StartPeriodicTimer(uint32_t periodMs, TimerCallback callback) {
     static uint32_t lastId = 0;
-    if (periodMs == 0 || World::Instance().refusesTimers) return 0;
+    if (periodMs == 0 || World::Instance().refusesTimers || World::Instance().CallFails()) return 0;
     const int64_t period = periodMs * kMillisecond;
     PutOnAgenda(++lastId, World::Instance().Now() + period, period, callback);
     return lastId;

@@ -39,7 +39,7 @@ void VirtualPort::SendTogether(const std::vector<uint8_t> &bytes) {
 }
 
 void VirtualPort::Arrive(uint8_t byte) {
-    if (!open_ || !present) return;
+    if (!open_ || !present || lost_) return;
     received_.push_back(byte);
     if (byte == settings_.eventChar) eventPending_ = true;
 }
@@ -72,7 +72,7 @@ SerialLine::~SerialLine() {
 
 bool SerialLine::Open(int32_t port) {
     VirtualPort &opened = VirtualPort::Number(port);
-    if (!opened.present || opened.open_) return false;
+    if (!opened.present || opened.open_ || World::Instance().CallFails()) return false;
     opened.open_ = true;
     opened.lost_ = false;
     opened.received_.clear();
@@ -82,13 +82,13 @@ bool SerialLine::Open(int32_t port) {
 }
 
 bool SerialLine::Apply(const LineSettings &settings) {
-    if (line_->port == nullptr || line_->port->refuseSettings) return false;
+    if (line_->port == nullptr || line_->port->refuseSettings || World::Instance().CallFails()) return false;
     line_->port->settings_ = settings;
     return true;
 }
 
 bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
-    if (line_->port == nullptr) return false;
+    if (line_->port == nullptr || World::Instance().CallFails()) return false;
     line_->port->readTimeoutMs_ = readMs;
     line_->port->writeTimeoutMs_ = writeMs;
     return true;
@@ -96,8 +96,8 @@ bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
 
 ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
     VirtualPort *const port = line_->port;
-    if (port == nullptr || !port->present) return {0, false};
     World &world = World::Instance();
+    if (port == nullptr || !port->present || port->lost_ || world.CallFails()) return {0, false};
     const auto enough = [port, count] {
         return port->received_.size() >= count || !port->open_ || !port->present;
     };
@@ -117,8 +117,8 @@ ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
 
 uint32_t SerialLine::Write(const uint8_t *bytes, uint32_t count) {
     VirtualPort *const port = line_->port;
-    if (port == nullptr || !port->present) return 0;
     World &world = World::Instance();
+    if (port == nullptr || !port->present || port->lost_ || world.CallFails()) return 0;
     const uint32_t written = std::min(count, port->writeSpace);
     if (port->writeSpace != UINT32_MAX) port->writeSpace -= written;
     port->toFarEndFree_ = std::max(port->toFarEndFree_, world.Now());
@@ -167,7 +167,7 @@ void SerialLine::Close() {
 
 bool LineWatcher::Start(SerialLine &line, WatcherPriority, LineEventProcedure procedure, void *user) {
     VirtualPort *const port = line.State()->port;
-    if (port == nullptr) return false;
+    if (port == nullptr || World::Instance().CallFails()) return false;
     port->procedure_ = procedure;
     port->user_ = user;
     line_ = line.State();

@@ -24,6 +24,12 @@ class VirtualPort {
     uint32_t writeSpace = UINT32_MAX;  // bytes that the device still takes before its writes time out
     int64_t byteTime = 0;              // µs that one byte is on the wire; 0: none
 
+    /// Pulls the plug: a line that is open is dead from now on, also when the device is back.
+    void Unplug() {
+        present = false;
+        lost_ = open_;
+    }
+
     /// Sends bytes to the host, one after another at the speed of the line.
     void Send(const std::vector<uint8_t> &bytes);
     /// Sends bytes that reach the host in one piece, now: their event characters are one event.

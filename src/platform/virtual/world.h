@@ -2,6 +2,7 @@
 // library, its timers, its lines and whatever stands at their far ends run repeatably and without waiting.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -36,13 +37,22 @@ class World {
 
     /// The host stands still from now on, as a stopped process does: nothing of it runs, while the far ends of
     /// its lines go on. Afterwards waits that are over end first, then timers tick, and lines report last.
-    void StandStill(int64_t microseconds) { stillUntil_ = now_ + microseconds; }
+    void StandStill(int64_t microseconds) {
+        stoodStill_ += now_ + microseconds - std::max(now_, stillUntil_);
+        stillUntil_ = now_ + microseconds;
+    }
+    /// How long the host has stood still so far, or will have when it goes on.
+    int64_t StoodStill() const { return stoodStill_; }
     bool StandsStill() const { return now_ < stillUntil_; }
     /// When the host goes on, or went on last.
     int64_t StillUntil() const { return stillUntil_; }
 
     /// Whether periodic timers cannot be started.
     bool refusesTimers = false;
+    /// How many calls of the seam that may fail succeed before one fails; negative: none fails.
+    int callsUntilFailure = -1;
+    /// Counts such a call. Result: whether it is the one that fails.
+    bool CallFails() { return callsUntilFailure >= 0 && callsUntilFailure-- == 0; }
     /// Texts of the message boxes shown so far.
     std::vector<std::string> messageBoxes;
 
@@ -53,6 +63,7 @@ class World {
 
     int64_t now_ = 0;
     int64_t stillUntil_ = 0;
+    int64_t stoodStill_ = 0;
     uint64_t made_ = 0;
     std::map<Entry, Action> agenda_;
 };

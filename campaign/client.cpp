@@ -1,0 +1,242 @@
+#include "client.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include "arm/arm_context.h"
+#include "platform/virtual/world.h"
+
+namespace campaign {
+namespace {
+
+using cc::platform::kMillisecond;
+using cc::platform::World;
+
+Client *client = nullptr;  // of the session that runs
+
+template <int arm>
+void CC_CALL OnEventOf(int32_t event, uint32_t info, void *data) {
+    client->OnEvent(arm, event, info, data);
+}
+
+int64_t Now() {
+    return World::Instance().Now();
+}
+
+std::string TracePath(int arm) {
+    return "wtraceArm" + std::to_string(arm) + ".log";
+}
+
+Bytes BytesOfTraceLine(const std::string &line) {
+    Bytes bytes;
+    unsigned value = 0;
+    int used = 0;
+    for (const char *text = line.c_str() + 2; std::sscanf(text, "%2X %n", &value, &used) == 1; text += used)
+        bytes.push_back(static_cast<uint8_t>(value));
+    return bytes;
+}
+
+}  // namespace
+
+void Account::Meet(const std::string &weakness, int times) {
+    for (Weakness &known : weaknesses) {
+        if (known.name == weakness) {
+            known.times += times;
+            return;
+        }
+    }
+    weaknesses.push_back({weakness, times});
+}
+
+Client::Client(const Plan &plan, Account &account, bool tells) : plan_(plan), account_(account), tells_(tells) {
+    client = this;
+    account_.lineMode = plan.lineMode;
+    for (int arm = 1; arm <= 2; ++arm) {
+        const ArmPlan &armPlan = PlanOf(arm);
+        AccountOf(arm).hasLine = HasLine(arm);
+        Of(arm).farEnd = std::make_unique<FarEnd>(arm, armPlan, AccountOf(arm));
+        Of(arm).iniFile = "arm" + std::to_string(arm) + ".ini";
+        std::ofstream(Of(arm).iniFile) << "[Timers]\nLo Period=" << armPlan.loPeriodMs
+                                       << "\nHi Period=" << armPlan.hiPeriodMs << "\ntimeout=" << armPlan.timeoutS
+                                       << "\nPH9 timeout=" << armPlan.headTimeoutS << "\nLine mode=" << plan.lineMode
+                                       << "\nLog file=1\n";
+    }
+}
+
+Client::~Client() {
+    client = nullptr;
+}
+
+void Client::Tell(const std::string &text) const {
+    if (tells_) std::cout << std::to_string(static_cast<double>(Now()) / 1e6) << "  " << text << "\n";
+}
+
+// ---- calls
+
+int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, int failure,
+                const std::function<int()> &run) {
+    World &world = World::Instance();
+    const size_t boxes = world.messageBoxes.size();
+    const int64_t still = world.StoodStill();
+    // With any flag a call does not wait for acknowledgements.
+    if (promise == Promise::Acknowledged && Flags(arm) != 0) promise = Promise::Nothing;
+    Call call{.text = text, .arm = arm, .promise = promise, .begin = Now()};
+    const bool open = IsOpen(arm);
+    call_ = static_cast<int>(account_.calls.size());
+    account_.calls.push_back(call);
+    const int result = run();
+    call = account_.calls[static_cast<size_t>(call_)];
+    call.result = result;
+    call.end = Now();
+    call.limit = (open ? limitMs : 0) * kMillisecond + world.StoodStill() - still;
+    if (!open && result != failure)
+        account_.Break("a closed arm refuses at once", text + " gave " + std::to_string(result));
+    account_.calls[static_cast<size_t>(call_)] = call;
+    ReadTraces(call.begin, call_);
+    WatchBoxes(boxes, call_);
+    WatchStates();
+    call_ = kNoCall;
+    Tell(text + " = " + std::to_string(result) + ", " + std::to_string((call.end - call.begin) / 1000) + " ms");
+    return result;
+}
+
+void Client::WatchBoxes(size_t before, int call) {
+    const auto &boxes = World::Instance().messageBoxes;
+    for (size_t i = before; i < boxes.size(); ++i) account_.boxes.push_back({Now(), boxes[i], call});
+}
+
+void Client::ReadTraces(int64_t time, int call) {
+    for (int arm = 1; arm <= 2; ++arm) ReadTrace(arm, time, call);
+}
+
+// What the library has written into its trace since, of the arm's present opening.
+void Client::ReadTrace(int arm, int64_t time, int call) {
+    std::FILE *const open = cc::SelectArm(static_cast<int16_t>(arm)).trace.traceFile;
+    if (open != nullptr) std::fflush(open);
+    std::ifstream file(TracePath(arm));
+    file.seekg(Of(arm).traceRead);
+    for (std::string line; std::getline(file, line);) {
+        Of(arm).traceRead += static_cast<long>(line.size()) + 1;
+        if (line.rfind(">>", 0) == 0) AccountOf(arm).queued.push_back({time, call, BytesOfTraceLine(line)});
+    }
+}
+
+uint16_t Client::Flags(int arm) const {
+    return static_cast<uint16_t>((PlanOf(arm).simulated ? CC_SIMULATION : 0) |
+                                 (PlanOf(arm).head == HeadKind::Simulated ? CC_SIMULATED_HEAD : 0));
+}
+
+int Client::OpeningMs(int arm) const {
+    const int exchanges = PlanOf(arm).controller.wantsTable ? 131 : 2;
+    return kLinkMs + exchanges * (CompletionMs(arm) + RestartMs(arm)) + 2 * HeadMs(arm);
+}
+
+void Client::Open(int arm) {
+    const ArmPlan &plan = PlanOf(arm);
+    Arm &own = Of(arm);
+    const std::string port = "COM" + std::to_string(FarEnd::ControllerPort(arm));
+    const std::string headPort = "COM" + std::to_string(FarEnd::HeadPort(arm));
+    if (own.open && HasLine(arm)) own.openTime += Now() - own.opened;
+    own.open = false;
+    own.telling = true;
+    Reset(arm);
+    own.farEnd->BeginCounts();
+    own.traceRead = 0;
+    std::remove(TracePath(arm).c_str());
+    own.open = true;  // for Run, which must not take it for a call on a closed arm
+    const int result = Run(arm, "CC_INIT", Promise::Nothing, OpeningMs(arm), CC_OK, [&] {
+        return CC_INIT(nullptr, static_cast<int16_t>(arm), arm == 1 ? OnEventOf<1> : OnEventOf<2>, port.c_str(),
+                       plan.head == HeadKind::Emulated ? headPort.c_str() : nullptr, plan.extendedStart ? 1 : 0, 0.0001,
+                       0.01, Flags(arm), own.iniFile.c_str());
+    });
+    own.open = result == CC_OK;
+    if (!own.open) return;
+    own.opened = Now();
+    ControllerInfo information{};
+    Run(arm, "CC_START", Promise::Nothing, 2 * (kAckMs + CompletionMs(arm)), 0,
+        [&] { return CC_START(static_cast<int16_t>(arm), &information, plan.startMode); });
+}
+
+void Client::Close(int arm, int16_t shutdownMode) {
+    Run(arm, "CC_DONE", Promise::Nothing, kAckMs + CompletionMs(arm) + PlanOf(arm).timeoutS * 1000 + 2000, 0, [&] {
+        CC_DONE(static_cast<int16_t>(arm), shutdownMode);
+        return 0;
+    });
+    Arm &own = Of(arm);
+    own.open = false;
+    if (HasLine(arm)) own.openTime += Now() - own.opened;
+    Reset(arm);
+}
+
+// The worker may send moves, each with a wait for its acknowledgement, and order what the library orders by itself.
+int Client::WorkerMs() const {
+    int longest = 0;
+    for (int arm = 1; arm <= 2; ++arm)
+        longest += cc::kMovesInFlight * kAckMs + 3 * (kAckMs + CompletionMs(arm)) + RestartMs(arm) + 2 * HeadMs(arm);
+    return longest;
+}
+
+void Client::Loop(int milliseconds) {
+    World &world = World::Instance();
+    const size_t boxes = world.messageBoxes.size();
+    const int64_t begin = Now();
+    const int64_t still = world.StoodStill();
+    CC_LOOP_RUN(milliseconds);
+    const int64_t limit = (milliseconds + WorkerMs()) * kMillisecond + world.StoodStill() - still;
+    if (Now() - begin > limit)
+        account_.Break("calls return in time", "CC_LOOP_RUN(" + std::to_string(milliseconds) + ") took " +
+                                                   std::to_string((Now() - begin) / kMillisecond) + " ms");
+    ReadTraces(begin, kNoCall);
+    WatchBoxes(boxes, kNoCall);
+    WatchStates();
+}
+
+// A controller that is no longer measuring has forgotten its moves.
+void Client::WatchStates() {
+    for (int arm = 1; arm <= 2; ++arm) {
+        if (HasLine(arm) && IsOpen(arm) && OldestMove(arm) != nullptr &&
+            CC_GETSTATUS(static_cast<int16_t>(arm)) != CC_STATUS_MEASURING)
+            ResetMoves(arm);
+    }
+}
+
+// ---- events
+
+void Client::OnEvent(int arm, int32_t event, uint32_t info, const void *data) {
+    Tell("arm " + std::to_string(arm) + ": event " + std::to_string(event) + " info " + std::to_string(info));
+    switch (event) {
+        case CC_EVENT_MOVE_DONE:
+            OnMoveDone(arm, info);
+            break;
+        case CC_EVENT_POINT:
+            OnPoint(arm, info, *static_cast<const PointRecord *>(data));
+            break;
+        case CC_EVENT_MOVE_REJECTED:
+            OnRejection(arm, info);
+            break;
+        case CC_EVENT_EMERGENCY:
+        case CC_EVENT_EMERGENCY_51:
+            ResetMoves(arm);
+            break;
+        case CC_EVENT_SCAN_END:
+            Of(arm).scanning = false;
+            break;
+        default:
+            break;
+    }
+    const std::unique_ptr<Random> random = std::move(Of(arm).inCallback);
+    if (random == nullptr) return;
+    const auto number = static_cast<int16_t>(arm);
+    CC_GETSTATUS(number);
+    CC_MOVING(number);
+    if (random->Chance(0.2)) {
+        ResetMoves(arm);
+    } else {
+        File(arm, *random);
+    }
+}
+
+}  // namespace campaign

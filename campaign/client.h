@@ -1,0 +1,108 @@
+// The measuring program of a session: it calls the library, keeps account of its moves, and checks what it is told.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "account.h"
+#include "cc_interface.h"
+#include "far_end.h"
+
+namespace campaign {
+
+class Client {
+  public:
+    Client(const Plan &plan, Account &account, bool tells);
+    ~Client();
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+
+    const ArmPlan &PlanOf(int arm) const { return plan_.arms[arm - 1]; }
+    Account &TheAccount() { return account_; }
+    FarEnd &FarEndOf(int arm) { return *arms_[arm - 1].farEnd; }
+    bool HasLine(int arm) const { return !PlanOf(arm).simulated; }
+    bool IsOpen(int arm) const { return arms_[arm - 1].open; }
+    /// µs for which the line to the controller has been open.
+    int64_t OpenTime(int arm) const { return arms_[arm - 1].openTime; }
+    /// Counts from 1, for arguments that make each message the only one of its bytes.
+    int NextNumber() { return ++number_; }
+    void Tell(const std::string &text) const;
+
+    /// Runs a call of an arm and keeps account of it. limitMs: see Limits. On an arm that is not open the call must give
+    /// `failure` at once. Result: the call's.
+    int Run(int arm, const std::string &text, Promise promise, int limitMs, int failure,
+            const std::function<int()> &call);
+
+    void Open(int arm);
+    void Close(int arm, int16_t shutdownMode);
+    /// Lets the client's loop run.
+    void Loop(int milliseconds);
+
+    /// Files something random, if the client may; see MayFile.
+    void File(int arm, Random &random);
+    /// Does the next time that an event of this arm comes what may be done in a callback.
+    void ActInCallback(int arm, Random random) { arms_[arm - 1].inCallback = std::make_unique<Random>(random); }
+    /// Empties the move buffer. The machine may go on with what was sent.
+    void ResetMoves(int arm);
+    void Reset(int arm);
+    /// Brings an arm to measuring state and its machine to rest, if the faults allow it. Result: whether the client may
+    /// file moves.
+    bool Prepare(int arm);
+    /// Waits until neither machine nor host has anything to do with moves, and settles their account. Result: whether they
+    /// came to rest.
+    bool Rest(int arm);
+    /// Runs a scan to its end, or stops it.
+    void Scan(Random &random);
+
+    // Longest times by the rules, in ms.
+    int CompletionMs(int arm) const { return (2 * PlanOf(arm).timeoutS + 1) * 1000 + kSlackMs; }
+    static constexpr int kSlackMs = 500;
+    static constexpr int kAckMs = 3000 + 1000 + kSlackMs;  // with a second for frames that lie unread
+    int HeadMs(int arm) const { return 11 * (PlanOf(arm).headTimeoutS * 1000 + kSlackMs); }
+    static constexpr int kLinkMs = 12 * 1000 + kSlackMs;
+    int RestartMs(int arm) const { return 5 * CompletionMs(arm) + kLinkMs; }
+    int WorkerMs() const;
+
+    void OnEvent(int arm, int32_t event, uint32_t info, const void *data);
+
+  private:
+    struct Arm {
+        std::unique_ptr<FarEnd> farEnd;
+        bool open = false;
+        bool mayFile = false;      // nothing of the time before a reset or rejection is under way
+        bool scanning = false;
+        bool telling = true;       // moves are told as they should be, as far as known
+        int64_t opened = 0;        // when, µs
+        int64_t openTime = 0;      // of earlier openings
+        long traceRead = 0;        // bytes
+        size_t firstOpen = 0;      // of the moves
+        std::unique_ptr<Random> inCallback;
+        std::string iniFile;
+    };
+
+    Arm &Of(int arm) { return arms_[arm - 1]; }
+    ArmAccount &AccountOf(int arm) { return account_.arms[arm - 1]; }
+    uint16_t Flags(int arm) const;
+    int OpeningMs(int arm) const;
+    void ReadTrace(int arm, int64_t time, int call);
+    void ReadTraces(int64_t time, int call);
+    void WatchStates();
+    void WatchBoxes(size_t before, int call);
+    FiledMove *OldestMove(int arm);
+    void EndOpenMoves(int arm, FiledMove::End end);
+    bool MovesAreDoubtful(int arm) const;
+    void OnMoveDone(int arm, uint32_t info);
+    void OnPoint(int arm, uint32_t info, const PointRecord &point);
+    void OnRejection(int arm, uint32_t info);
+    void Misreported(int arm, const std::string &what);
+
+    const Plan &plan_;
+    Account &account_;
+    const bool tells_;
+    Arm arms_[2];
+    int call_ = kNoCall;  // under way
+    int number_ = 0;
+};
+
+}  // namespace campaign

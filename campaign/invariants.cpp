@@ -1,0 +1,249 @@
+#include "invariants.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <optional>
+
+#include "frame_words.h"
+
+namespace campaign {
+namespace {
+
+using emulator::kMillisecond;
+using emulator::kSecond;
+
+// A frame that was written before a call returned may be on the wire or in a merged piece for that long.
+constexpr int64_t kOnTheWire = 500 * kMillisecond;
+
+constexpr size_t kNone = SIZE_MAX;
+
+bool IsPrompt(const Account &account) {
+    return account.lineMode == 1;
+}
+
+std::string Words(const Bytes &message) {
+    return emulator::MessageWords(emulator::Direction::ToController, message) + " (" + emulator::HexWords(message) + ")";
+}
+
+std::string At(int64_t time) {
+    return " at " + std::to_string(static_cast<double>(time) / 1e6) + " s";
+}
+
+// ---- every call returns within its limit
+
+void CheckTimes(Account &account) {
+    for (const Call &call : account.calls) {
+        if (call.end - call.begin <= call.limit) continue;
+        account.Break("calls return in time", call.text + " took " + std::to_string((call.end - call.begin) / 1000) +
+                                                  " ms of " + std::to_string(call.limit / 1000) + At(call.begin));
+    }
+}
+
+// ---- no box but the three, and only where the rules show one
+
+void CheckBoxes(Account &account) {
+    constexpr const char *kNoAck = " No ACK Received ";
+    constexpr const char *kSending[] = {"Error on send Start Link Control Message",
+                                        "Error on send Line Error Control Message"};
+    for (const Box &box : account.boxes) {
+        if (box.text == kNoAck) {
+            if (box.call == kNoCall) continue;  // the flush of the move buffer
+            const Call &call = account.calls[static_cast<size_t>(box.call)];
+            if (call.end - call.begin < 3 * kSecond)
+                account.Break("boxes only where the rules show one", call.text + " showed" + box.text + "too early");
+        } else if (std::find(std::begin(kSending), std::end(kSending), box.text) == std::end(kSending)) {
+            account.Break("boxes only where the rules show one", "a box with " + box.text);
+        } else if (!account.callsFailed && !account.arms[0].lineFailed && !account.arms[1].lineFailed) {
+            account.Break("boxes only where the rules show one", box.text + " on a line that takes everything");
+        }
+    }
+}
+
+// ---- what was ordered was executed once
+
+/// Which queued message each executed one came from.
+struct Matching {
+    std::vector<size_t> queuedOf;    // by executed message; kNone: ordered by nobody
+    std::vector<size_t> executedOf;  // by queued message; kNone: not executed
+};
+
+// Whether a message is an answer that the library gives by itself, also in the middle of a call.
+bool IsOwnAnswer(const Bytes &message) {
+    return message.size() > 4 && message[2] == 'P' && message[3] == '0' && (message[4] == '5' || message[4] == '6');
+}
+
+bool WasSent(const ArmAccount &arm, const Queued &queued, int64_t until) {
+    return std::any_of(arm.sent.begin(), arm.sent.end(), [&](const Timed &frame) {
+        return frame.time >= queued.time && frame.time <= until &&
+               emulator::MessageInFrame(frame.bytes) == queued.message;
+    });
+}
+
+// Whether the call that ordered a message failed before the message was ever sent, so that it must not be executed.
+bool FailedUnsent(const Account &account, const ArmAccount &arm, const Queued &queued) {
+    if (queued.call == kNoCall || IsOwnAnswer(queued.message)) return false;
+    const Call &call = account.calls[static_cast<size_t>(queued.call)];
+    return call.promise != Promise::Nothing && call.result != 1 && !WasSent(arm, queued, call.end + kOnTheWire);
+}
+
+std::string Key(const Bytes &message) {
+    return {message.begin(), message.end()};
+}
+
+// Messages of the same bytes are executed in the order in which they were queued, but for those that were taken back.
+Matching Match(const Account &account, const ArmAccount &arm) {
+    Matching matching{std::vector<size_t>(arm.executed.size(), kNone), std::vector<size_t>(arm.queued.size(), kNone)};
+    std::map<std::string, std::vector<size_t>> waiting;
+    for (size_t i = 0; i < arm.queued.size(); ++i) waiting[Key(arm.queued[i].message)].push_back(i);
+    for (size_t i = 0; i < arm.executed.size(); ++i) {
+        const auto [time, message] = arm.executed[i];
+        std::vector<size_t> &candidates = waiting[Key(message)];
+        const auto fits = [&](size_t queued, bool unsentToo) {
+            return arm.queued[queued].time <= time &&
+                   (unsentToo || !FailedUnsent(account, arm, arm.queued[queued]));
+        };
+        for (const bool unsentToo : {false, true}) {
+            const auto found = std::find_if(candidates.begin(), candidates.end(),
+                                            [&](size_t queued) { return fits(queued, unsentToo); });
+            if (found == candidates.end()) continue;
+            matching.queuedOf[i] = *found;
+            matching.executedOf[*found] = i;
+            candidates.erase(found);
+            break;
+        }
+    }
+    return matching;
+}
+
+void CheckNothingTwice(Account &account, ArmAccount &arm, const Matching &matching) {
+    for (size_t i = 0; i < arm.executed.size(); ++i) {
+        if (matching.queuedOf[i] != kNone) continue;
+        if (IsPrompt(account)) {
+            account.Break("nothing is executed twice",
+                          Words(arm.executed[i].bytes) + " more often than ordered" + At(arm.executed[i].time));
+        } else {
+            account.Meet("classic line: a frame that was given up was executed twice");
+        }
+    }
+}
+
+void CheckNothingTakenBack(Account &account, ArmAccount &arm, const Matching &matching) {
+    for (size_t i = 0; i < arm.queued.size(); ++i) {
+        if (matching.executedOf[i] == kNone || !FailedUnsent(account, arm, arm.queued[i])) continue;
+        if (IsPrompt(account)) {
+            account.Break("what failed before it was sent is not executed",
+                          Words(arm.queued[i].message) + At(arm.queued[i].time));
+        } else {
+            account.Meet("classic line: a command ran after its call had failed");
+        }
+    }
+}
+
+void CheckSuccesses(Account &account, ArmAccount &arm, const Matching &matching) {
+    for (size_t i = 0; i < arm.queued.size(); ++i) {
+        const Queued &queued = arm.queued[i];
+        if (queued.call == kNoCall || IsOwnAnswer(queued.message) || matching.executedOf[i] != kNone) continue;
+        const Call &call = account.calls[static_cast<size_t>(queued.call)];
+        if (call.promise == Promise::Nothing || call.result != 1) continue;
+        if (call.promise == Promise::Answered) {
+            account.Meet("both lines: another reply ended a wait whose command was lost with the link");
+        } else if (IsPrompt(account)) {
+            account.Break("what succeeded was executed", call.text + ": " + Words(queued.message) + At(queued.time));
+        } else {
+            account.Meet("classic line: another frame's acknowledgement made a call succeed");
+        }
+    }
+}
+
+// A message of the move buffer that has a target, and so bytes of its own.
+bool IsMove(const Bytes &message) {
+    constexpr size_t kLongerThanModes = 10;
+    return message.size() > kLongerThanModes && message[2] == 'G';
+}
+
+// Moves are executed in the order of their filing, and none is left out between two others.
+void CheckPaths(Account &account, ArmAccount &arm, const Matching &matching) {
+    if (!IsPrompt(account)) return;
+    size_t last = kNone;
+    for (const size_t queued : matching.queuedOf) {
+        if (queued == kNone || !IsMove(arm.queued[queued].message)) continue;
+        if (last != kNone && queued < last)
+            account.Break("paths have no holes", Words(arm.queued[queued].message) + " ran behind a later one");
+        for (size_t between = last == kNone ? queued : last + 1; between < queued; ++between) {
+            const Queued &left = arm.queued[between];
+            const auto reset = std::find_if(arm.resets.begin(), arm.resets.end(), [&](int64_t time) {
+                return time >= left.time && time <= arm.queued[queued].time;
+            });
+            if (IsMove(left.message) && matching.executedOf[between] == kNone && reset == arm.resets.end())
+                account.Break("paths have no holes", Words(left.message) + " was left out" + At(left.time));
+        }
+        last = queued;
+    }
+}
+
+// ---- nothing stays behind
+
+void CheckLeftovers(Account &account, int number) {
+    const ArmAccount &arm = account.arms[number - 1];
+    if (!arm.worksAgain) {
+        if (IsPrompt(account) || !arm.diedWithItsDevice)
+            account.Break("an arm works again by itself", "arm " + std::to_string(number));
+        else
+            account.Meet("classic line: dead until it is opened again, after an unplug");
+    }
+    for (const std::string &left : arm.left)
+        account.Break("everything is given back", "arm " + std::to_string(number) + " kept " + left);
+}
+
+}  // namespace
+
+void Judge(Account &account) {
+    CheckTimes(account);
+    CheckBoxes(account);
+    for (const int number : {1, 2}) {
+        ArmAccount &arm = account.arms[number - 1];
+        CheckLeftovers(account, number);
+        if (!arm.hasLine) continue;
+        const Matching matching = Match(account, arm);
+        CheckNothingTwice(account, arm, matching);
+        CheckNothingTakenBack(account, arm, matching);
+        CheckSuccesses(account, arm, matching);
+        CheckPaths(account, arm, matching);
+    }
+}
+
+void CheckStatistics(Account &account, int number) {
+    const ArmAccount &arm = account.arms[number - 1];
+    if (arm.countsDisturbed || account.callsFailed) return;
+    const auto check = [&](const char *what, uint32_t counted, uint32_t seen) {
+        if (counted != seen)
+            account.Break("statistics agree with the far end", "arm " + std::to_string(number) + " counted " +
+                                                                   std::to_string(counted) + " " + what + ", the far end " +
+                                                                   std::to_string(seen));
+    };
+    CC_LinkStatistics all{};
+    CC_LINK_STATISTICS(static_cast<int16_t>(number), &all);
+    check("data frames", all.framesSent + all.framesRepeated, arm.framesByType[3] + arm.framesByType[4]);
+    check("acknowledgements", all.acknowledgementsSent, arm.framesByType[2] + arm.framesByType[5]);
+    check("line errors", all.lineErrorsSent, arm.framesByType[1]);
+    check("start-links", all.startLinksSent, arm.framesByType[9]);
+    check("answers to start-links", all.startAcksSent, arm.framesByType[6]);
+
+    CC_LinkFrame history[CC_LINK_FRAMES]{};
+    const int16_t count = CC_LINK_HISTORY(static_cast<int16_t>(number), history, CC_LINK_FRAMES);
+    auto seen = arm.lastSent.rbegin();
+    for (int16_t i = count; i-- > 0;) {
+        if (history[i].sent == 0) continue;
+        const size_t kept = seen == arm.lastSent.rend() ? 0 : std::min<size_t>(seen->size(), CC_LINK_FRAME_BYTES);
+        if (kept == 0 || history[i].length != std::min<size_t>(seen->size(), 255) ||
+            std::memcmp(history[i].bytes, seen->data(), kept) != 0) {
+            account.Break("statistics agree with the far end",
+                          "the history of arm " + std::to_string(number) + " differs");
+            return;
+        }
+        ++seen;
+    }
+}
+
+}  // namespace campaign
