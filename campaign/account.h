@@ -28,7 +28,7 @@ struct Call {
     Promise promise = Promise::Nothing;
     int64_t begin = 0;
     int64_t end = 0;
-    int64_t limit = 0;       // longest time that the rules allow, time in which the host stood still included
+    int64_t limit = 0;  // longest time that the rules allow, time in which the host stood still included
     int result = 0;
     bool guardsIntact = true;
 };
@@ -63,16 +63,16 @@ struct FiledMove {
 struct ArmAccount {
     bool hasLine = false;
     std::vector<Queued> queued;
-    std::vector<Timed> sent;       // data frames as the host put them on the line
-    std::vector<Timed> executed;   // messages that the controller took
+    std::vector<Timed> sent;      // data frames as the host put them on the line
+    std::vector<Timed> executed;  // messages that the controller took
     std::vector<FiledMove> moves;
-    std::vector<int64_t> resets;   // when moves were rejected or reset, or the arm was opened anew
+    std::vector<int64_t> resets;            // when moves were rejected or reset, or the arm was opened anew
     emulator::LinkPeer::Doubtful doubtful;  // messages of the controller that the host may lack or have twice
 
     // The present opening of the line.
-    uint32_t framesByType[10]{};      // of the host, since the link was reset
-    std::vector<Bytes> lastSent;      // frames of the host, the youngest last
-    bool countsDisturbed = false;     // bytes of the host were lost on their way, or its writes refused
+    uint32_t framesByType[10]{};   // of the host, since the link was reset
+    std::vector<Bytes> lastSent;   // frames of the host, the youngest last
+    bool countsDisturbed = false;  // bytes of the host were lost on their way, or its writes refused
 
     bool worksAgain = true;
     bool diedWithItsDevice = false;  // classic line, unplugged while open
@@ -108,7 +108,9 @@ struct Account {
     std::vector<Breach> breaches;
     std::vector<Weakness> weaknesses;
 
-    void Break(const std::string &invariant, const std::string &what) { breaches.push_back({invariant, what}); }
+    void Break(const std::string &invariant, const std::string &what) {
+        breaches.push_back({invariant, what});
+    }
     void Meet(const std::string &weakness, int times = 1);
 };
 

@@ -14,7 +14,8 @@ class Guarded {
     explicit Guarded(Account &account) : account_(account) { bytes_.fill(kGuard); }
     ~Guarded() {
         if (std::any_of(bytes_.begin() + size, bytes_.end(), [](uint8_t byte) { return byte != kGuard; }))
-            account_.Break("memory behind buffers is untouched", std::to_string(size) + " bytes were overrun");
+            account_.Break("memory behind buffers is untouched",
+                           std::to_string(size) + " bytes were overrun");
     }
     Guarded(const Guarded &) = delete;
     Guarded &operator=(const Guarded &) = delete;
@@ -53,7 +54,8 @@ constexpr int kAtOnce = Client::kSlackMs;
 
 void Feed(const Turn &turn) {
     const int16_t feed = turn.Own();
-    turn.Run("CC_FEED " + std::to_string(feed), Acknowledged, kAck, [&] { return CC_FEED(turn.Number(), feed); });
+    turn.Run("CC_FEED " + std::to_string(feed), Acknowledged, kAck,
+             [&] { return CC_FEED(turn.Number(), feed); });
 }
 
 void Info(const Turn &turn) {
@@ -66,7 +68,8 @@ void StoredInfo(const Turn &turn) {
     const int own = turn.Own();
     uint8_t record[10] = {1, 2, 3, 4, 5, 6};
     std::memcpy(record + 6, &own, sizeof own);
-    turn.Run("CC_SETINFO", Acknowledged, kAck + turn.Completion(), [&] { return CC_SETINFO(turn.Number(), record); });
+    turn.Run("CC_SETINFO", Acknowledged, kAck + turn.Completion(),
+             [&] { return CC_SETINFO(turn.Number(), record); });
     Guarded<10> out(turn.account);
     turn.Run("CC_GETINFO", Acknowledged, kAck + turn.Completion(),
              [&] { return CC_GETINFO(turn.Number(), out.As<void>()); });
@@ -77,7 +80,8 @@ void Words(const Turn &turn) {
     const int16_t own = turn.Own();
     std::memcpy(words.As<void>(), &own, sizeof own);
     if (turn.random.Chance(0.5))
-        turn.Run("CC_IO write", Nothing, kAtOnce, [&] { return CC_IO(turn.Number(), CC_IO_WRITE, words.As<uint16_t>()); });
+        turn.Run("CC_IO write", Nothing, kAtOnce,
+                 [&] { return CC_IO(turn.Number(), CC_IO_WRITE, words.As<uint16_t>()); });
     turn.Run("CC_IO read", Answered, turn.Completion(),
              [&] { return CC_IO(turn.Number(), CC_IO_READ, words.As<uint16_t>()); });
 }
@@ -133,22 +137,25 @@ void NumericControl(const Turn &turn) {
     if (turn.random.Chance(0.5)) {
         turn.Run("CC_NCONOFF", Nothing, kAck, [&] { return CC_NCONOFF(turn.Number(), on); });
     } else {
-        turn.Run("CC_NCONWAITSTART", Acknowledged, kAck + 7000, [&] { return CC_NCONWAITSTART(turn.Number(), on); });
+        turn.Run("CC_NCONWAITSTART", Acknowledged, kAck + 7000,
+                 [&] { return CC_NCONWAITSTART(turn.Number(), on); });
     }
 }
 
 void BufferOperation(const Turn &turn) {
     const auto operation = static_cast<int16_t>(turn.random.Below(3));
     const bool measuring = CC_GETSTATUS(turn.Number()) == CC_STATUS_MEASURING;
+    // The buffer is emptied before anything is sent.
+    if (operation == CC_OPBUF_RESET && measuring) turn.client.Reset(turn.arm);
     turn.Run("CC_OPBUF " + std::to_string(operation), Nothing, kAck + turn.Completion(),
              [&] { return CC_OPBUF(turn.Number(), operation); });
-    if (operation == CC_OPBUF_RESET && measuring) turn.client.Reset(turn.arm);
 }
 
 void Axes(const Turn &turn) {
     uint8_t axes[251];
     std::fill(std::begin(axes), std::end(axes), static_cast<uint8_t>('X'));
-    const auto count = static_cast<int16_t>(turn.random.Chance(0.9) ? turn.random.Between(1, 5) : turn.random.Between(-2, 260));
+    const auto count = static_cast<int16_t>(turn.random.Chance(0.9) ? turn.random.Between(1, 5)
+                                                                    : turn.random.Between(-2, 260));
     const int16_t on = turn.OnOff();
     const int limit = kAck + 2 * turn.Completion() + 2000;
     turn.Run("CC_ENDIS_AXES", Nothing, limit, [&] { return CC_ENDIS_AXES(turn.Number(), on, count, axes); });
@@ -168,14 +175,17 @@ void Messages(const Turn &turn) {
 // Messages that the client composes: A, S26, or a feed, awaited or not.
 void FreeFrame(const Turn &turn) {
     const int16_t own = turn.Own();
-    const uint8_t feed[] = {7, 1, 'F', '3', '4', 'W', static_cast<uint8_t>(own), static_cast<uint8_t>(own >> 8)};
+    const uint8_t feed[] = {
+        7, 1, 'F', '3', '4', 'W', static_cast<uint8_t>(own), static_cast<uint8_t>(own >> 8)};
     const uint8_t buffer[] = {4, 1, 'S', '2', '6'};
     const bool awaited = turn.random.Chance(0.5);
     const auto kind = static_cast<int16_t>(awaited ? CC_FRAME_AWAITED : turn.random.Pick({5, 5, 5, 3, 9}));
     const auto length = static_cast<int16_t>(awaited ? sizeof buffer : sizeof feed);
-    turn.Run("CC_FREEFRAME kind " + std::to_string(kind), awaited ? Answered : Nothing, turn.Completion(), [&] {
-        return CC_FREEFRAME(turn.Number(), awaited ? buffer : feed, turn.random.Chance(0.05) ? int16_t{-1} : length, kind, 26 - 16);
-    });
+    turn.Run("CC_FREEFRAME kind " + std::to_string(kind), awaited ? Answered : Nothing, turn.Completion(),
+             [&] {
+                 return CC_FREEFRAME(turn.Number(), awaited ? buffer : feed,
+                                     turn.random.Chance(0.05) ? int16_t{-1} : length, kind, 26 - 16);
+             });
 }
 
 void Head(const Turn &turn) {
@@ -260,11 +270,11 @@ void OtherRoads(const Turn &turn) {
 constexpr struct {
     int weight;
     void (*make)(const Turn &);
-} kCalls[] = {{8, Feed},           {3, Info},         {4, StoredInfo}, {8, Words},        {4, Parameters},
-              {4, Coordinates},    {2, AskCoordinates}, {2, Temperatures}, {4, Status},   {2, Zero},
-              {2, Emergency},      {3, NumericControl}, {2, BufferOperation}, {2, Axes},  {2, Messages},
-              {3, FreeFrame},      {3, Head},         {20, Motion},    {4, FromCallback}, {1, ResetMoves},
-              {2, Scan},           {1, TakeCounters}, {1, Reopen},     {1, OtherRoads}};
+} kCalls[] = {{8, Feed},        {3, Info},           {4, StoredInfo},      {8, Words},        {4, Parameters},
+              {4, Coordinates}, {2, AskCoordinates}, {2, Temperatures},    {4, Status},       {2, Zero},
+              {2, Emergency},   {3, NumericControl}, {2, BufferOperation}, {2, Axes},         {2, Messages},
+              {3, FreeFrame},   {3, Head},           {20, Motion},         {4, FromCallback}, {1, ResetMoves},
+              {2, Scan},        {1, TakeCounters},   {1, Reopen},          {1, OtherRoads}};
 
 }  // namespace
 

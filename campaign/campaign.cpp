@@ -43,27 +43,32 @@ void Print(const Totals (&totals)[2], double seconds) {
         const Totals &of = totals[mode];
         if (of.sessions == 0) continue;
         hours += of.Hours();
-        std::cout << "line mode " << mode << ": " << of.sessions << " sessions, " << std::fixed << std::setprecision(1)
-                  << of.Hours() << " line-hours, " << of.calls << " calls, " << of.frames << " data frames of the host\n";
+        std::cout << "line mode " << mode << ": " << of.sessions << " sessions, " << std::fixed
+                  << std::setprecision(1) << of.Hours() << " line-hours, " << of.calls << " calls, "
+                  << of.frames << " data frames of the host\n";
         for (const auto &[name, times] : of.weaknesses) std::cout << "  " << times << " x " << name << "\n";
-        for (const auto &[name, times] : of.breaches) std::cout << "  BROKEN in " << times << " sessions: " << name << "\n";
+        for (const auto &[name, times] : of.breaches)
+            std::cout << "  BROKEN in " << times << " sessions: " << name << "\n";
     }
-    std::cout << hours << " line-hours in " << seconds << " s, " << hours / seconds * 60 << " a minute" << std::endl;
+    std::cout << hours << " line-hours in " << seconds << " s, " << hours / seconds * 60 << " a minute"
+              << std::endl;
 }
 
 std::string Replay(const Plan &plan) {
-    std::string text = "--seed " + std::to_string(plan.seed) + " --mode " + std::to_string(plan.lineMode) + " --steps ";
+    std::string text =
+        "--seed " + std::to_string(plan.seed) + " --mode " + std::to_string(plan.lineMode) + " --steps ";
     for (const int step : plan.steps) text += (step == plan.steps.front() ? "" : ",") + std::to_string(step);
     return plan.steps.empty() ? text + "none" : text;
 }
 
 // Tells the shortest session that breaks what this one broke.
 void Explain(const Plan &plan, const Breach &breach) {
-    std::cout << "\nBROKEN with seed " << plan.seed << ", line mode " << plan.lineMode << ": " << breach.invariant << ": "
-              << breach.what << "\nshortening " << plan.steps.size() << " steps" << std::endl;
+    std::cout << "\nBROKEN with seed " << plan.seed << ", line mode " << plan.lineMode << ": "
+              << breach.invariant << ": " << breach.what << "\nshortening " << plan.steps.size() << " steps"
+              << std::endl;
     const Plan shortest = Shorten(plan, breach.invariant);
-    std::cout << "the shortest session that breaks it has " << shortest.steps.size() << " steps: scripts/campaign "
-              << Replay(shortest) << "\n"
+    std::cout << "the shortest session that breaks it has " << shortest.steps.size()
+              << " steps: scripts/campaign " << Replay(shortest) << "\n"
               << InWords(shortest) << std::flush;
     for (const Breach &each : RunAlone(shortest, true).breaches)
         std::cout << "BROKEN: " << each.invariant << ": " << each.what << "\n";
@@ -74,7 +79,8 @@ int ReplaySteps(const Options &options) {
     plan.steps = options.steps;
     std::cout << InWords(plan) << std::flush;
     const Outcome outcome = RunAlone(plan, true);
-    for (const Breach &breach : outcome.breaches) std::cout << "BROKEN: " << breach.invariant << ": " << breach.what << "\n";
+    for (const Breach &breach : outcome.breaches)
+        std::cout << "BROKEN: " << breach.invariant << ": " << breach.what << "\n";
     return outcome.breaches.empty() ? 0 : 1;
 }
 
@@ -125,7 +131,8 @@ int main(int argc, char **argv) {
     app.add_option("--sessions", options.sessions, "Sessions to run");
     app.add_option("--seed", options.seed, "Seed of the first session; those after it have the next ones");
     app.add_option("--mode", options.mode, "Line mode")->check(CLI::IsMember({"0", "1", "both"}));
-    auto *const steps = app.add_option("--steps", options.steps, "Steps of one session to run and tell")->delimiter(',');
+    auto *const steps =
+        app.add_option("--steps", options.steps, "Steps of one session to run and tell")->delimiter(',');
     app.add_flag("--all", options.all, "Go on after a broken invariant");
     app.add_option("--processes", options.processes, "Sessions at once")->check(CLI::PositiveNumber);
     CLI11_PARSE(app, argc, argv);

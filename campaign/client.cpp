@@ -51,18 +51,22 @@ void Account::Meet(const std::string &weakness, int times) {
     weaknesses.push_back({weakness, times});
 }
 
-Client::Client(const Plan &plan, Account &account, bool tells) : plan_(plan), account_(account), tells_(tells) {
+Client::Client(const Plan &plan, Account &account, bool tells)
+    : plan_(plan), account_(account), tells_(tells) {
     client = this;
     account_.lineMode = plan.lineMode;
     for (int arm = 1; arm <= 2; ++arm) {
         const ArmPlan &armPlan = PlanOf(arm);
         AccountOf(arm).hasLine = HasLine(arm);
-        Of(arm).farEnd = std::make_unique<FarEnd>(arm, armPlan, AccountOf(arm));
+        Of(arm).farEnd = std::make_unique<FarEnd>(
+            arm, armPlan, AccountOf(arm),
+            tells ? [this, arm](const std::string &text) { Tell(std::to_string(arm) + text); }
+                  : std::function<void(const std::string &)>());
         Of(arm).iniFile = "arm" + std::to_string(arm) + ".ini";
-        std::ofstream(Of(arm).iniFile) << "[Timers]\nLo Period=" << armPlan.loPeriodMs
-                                       << "\nHi Period=" << armPlan.hiPeriodMs << "\ntimeout=" << armPlan.timeoutS
-                                       << "\nPH9 timeout=" << armPlan.headTimeoutS << "\nLine mode=" << plan.lineMode
-                                       << "\nLog file=1\n";
+        std::ofstream(Of(arm).iniFile)
+            << "[Timers]\nLo Period=" << armPlan.loPeriodMs << "\nHi Period=" << armPlan.hiPeriodMs
+            << "\ntimeout=" << armPlan.timeoutS << "\nPH9 timeout=" << armPlan.headTimeoutS
+            << "\nLine mode=" << plan.lineMode << "\nLog file=1\n";
     }
 }
 
@@ -99,7 +103,8 @@ int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, 
     WatchBoxes(boxes, call_);
     WatchStates();
     call_ = kNoCall;
-    Tell(text + " = " + std::to_string(result) + ", " + std::to_string((call.end - call.begin) / 1000) + " ms");
+    Tell(text + " = " + std::to_string(result) + ", " + std::to_string((call.end - call.begin) / 1000) +
+         " ms");
     return result;
 }
 
@@ -140,17 +145,18 @@ void Client::Open(int arm) {
     const std::string port = "COM" + std::to_string(FarEnd::ControllerPort(arm));
     const std::string headPort = "COM" + std::to_string(FarEnd::HeadPort(arm));
     if (own.open && HasLine(arm)) own.openTime += Now() - own.opened;
-    own.open = false;
     own.telling = true;
     Reset(arm);
     own.farEnd->BeginCounts();
+    // What an arm that is closed now has sent last is still on its way.
+    AccountOf(arm).countsDisturbed = own.open;
     own.traceRead = 0;
     std::remove(TracePath(arm).c_str());
     own.open = true;  // for Run, which must not take it for a call on a closed arm
     const int result = Run(arm, "CC_INIT", Promise::Nothing, OpeningMs(arm), CC_OK, [&] {
-        return CC_INIT(nullptr, static_cast<int16_t>(arm), arm == 1 ? OnEventOf<1> : OnEventOf<2>, port.c_str(),
-                       plan.head == HeadKind::Emulated ? headPort.c_str() : nullptr, plan.extendedStart ? 1 : 0, 0.0001,
-                       0.01, Flags(arm), own.iniFile.c_str());
+        return CC_INIT(nullptr, static_cast<int16_t>(arm), arm == 1 ? OnEventOf<1> : OnEventOf<2>,
+                       port.c_str(), plan.head == HeadKind::Emulated ? headPort.c_str() : nullptr,
+                       plan.extendedStart ? 1 : 0, 0.0001, 0.01, Flags(arm), own.iniFile.c_str());
     });
     own.open = result == CC_OK;
     if (!own.open) return;
@@ -161,10 +167,11 @@ void Client::Open(int arm) {
 }
 
 void Client::Close(int arm, int16_t shutdownMode) {
-    Run(arm, "CC_DONE", Promise::Nothing, kAckMs + CompletionMs(arm) + PlanOf(arm).timeoutS * 1000 + 2000, 0, [&] {
-        CC_DONE(static_cast<int16_t>(arm), shutdownMode);
-        return 0;
-    });
+    Run(arm, "CC_DONE", Promise::Nothing, kAckMs + CompletionMs(arm) + PlanOf(arm).timeoutS * 1000 + 2000, 0,
+        [&] {
+            CC_DONE(static_cast<int16_t>(arm), shutdownMode);
+            return 0;
+        });
     Arm &own = Of(arm);
     own.open = false;
     if (HasLine(arm)) own.openTime += Now() - own.opened;
@@ -175,7 +182,8 @@ void Client::Close(int arm, int16_t shutdownMode) {
 int Client::WorkerMs() const {
     int longest = 0;
     for (int arm = 1; arm <= 2; ++arm)
-        longest += cc::kMovesInFlight * kAckMs + 3 * (kAckMs + CompletionMs(arm)) + RestartMs(arm) + 2 * HeadMs(arm);
+        longest +=
+            cc::kMovesInFlight * kAckMs + 3 * (kAckMs + CompletionMs(arm)) + RestartMs(arm) + 2 * HeadMs(arm);
     return longest;
 }
 

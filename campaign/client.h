@@ -42,7 +42,9 @@ class Client {
     /// Files something random, if the client may; see MayFile.
     void File(int arm, Random &random);
     /// Does the next time that an event of this arm comes what may be done in a callback.
-    void ActInCallback(int arm, Random random) { arms_[arm - 1].inCallback = std::make_unique<Random>(random); }
+    void ActInCallback(int arm, Random random) {
+        arms_[arm - 1].inCallback = std::make_unique<Random>(random);
+    }
     /// Empties the move buffer. The machine may go on with what was sent.
     void ResetMoves(int arm);
     void Reset(int arm);
@@ -70,13 +72,13 @@ class Client {
     struct Arm {
         std::unique_ptr<FarEnd> farEnd;
         bool open = false;
-        bool mayFile = false;      // nothing of the time before a reset or rejection is under way
+        bool mayFile = false;  // nothing of the time before a reset or rejection is under way
         bool scanning = false;
-        bool telling = true;       // moves are told as they should be, as far as known
-        int64_t opened = 0;        // when, µs
-        int64_t openTime = 0;      // of earlier openings
-        long traceRead = 0;        // bytes
-        size_t firstOpen = 0;      // of the moves
+        bool telling = true;   // moves are told as they should be, as far as known
+        int64_t opened = 0;    // when, µs
+        int64_t openTime = 0;  // of earlier openings
+        long traceRead = 0;    // bytes
+        size_t firstOpen = 0;  // of the moves
         std::unique_ptr<Random> inCallback;
         std::string iniFile;
     };

@@ -1,4 +1,5 @@
 #include "far_end.h"
+#include "frame_words.h"
 
 #include <sstream>
 
@@ -32,11 +33,22 @@ std::string Milliseconds(const std::string &what, int milliseconds) {
 
 }  // namespace
 
-FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account)
-    : port_(ControllerPort(arm)), account_(account), controller_(plan.controller), line_(port_, controller_) {
+FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account,
+               std::function<void(const std::string &)> tell)
+    : port_(ControllerPort(arm)),
+      account_(account),
+      tell_(std::move(tell)),
+      controller_(plan.controller),
+      line_(port_, controller_) {
     controller_.onMessage = [this](int64_t time, const Bytes &message) {
         account_.executed.push_back({time, message});
     };
+    if (tell_) {
+        controller_.onFrame = [this](int64_t, Direction direction, const Bytes &frame) {
+            tell_((direction == Direction::ToHost ? "      <- " : "      taken: ") +
+                  FrameWords(direction, frame));
+        };
+    }
     toController_ = Port().farEnd;
     Port().farEnd = [this](uint8_t byte) { TakeFromHost(byte); };
     if (plan.head != HeadKind::Emulated) return;
@@ -49,6 +61,7 @@ void FarEnd::TakeFromHost(uint8_t byte) {
     if (byte == 8) {
         Bytes frame;
         frame.swap(incoming_);
+        if (tell_) tell_("      -> " + FrameWords(Direction::ToController, frame));
         if (frame[0] < std::size(account_.framesByType)) ++account_.framesByType[frame[0]];
         if (frame[0] == 3 || frame[0] == 4) account_.sent.push_back({World::Instance().Now(), frame});
         account_.lastSent.push_back(std::move(frame));
@@ -91,10 +104,11 @@ std::string FarEnd::Disturb(Random &random) {
 
 // One fault or a burst of it, at frames to come.
 std::string FarEnd::DisturbFrames(Random &random) {
-    constexpr FaultKind kKinds[] = {FaultKind::Drop,  FaultKind::Drop,  FaultKind::Corrupt,   FaultKind::Corrupt,
-                                    FaultKind::Repeat, FaultKind::Delay, FaultKind::Split,     FaultKind::Merge,
-                                    FaultKind::Merge,  FaultKind::LineError, FaultKind::Restart, FaultKind::Silence};
-    constexpr const char *kNames[] = {"drop",  "corrupt", "repeat",     "delay",   "split",
+    constexpr FaultKind kKinds[] = {FaultKind::Drop,      FaultKind::Drop,    FaultKind::Corrupt,
+                                    FaultKind::Corrupt,   FaultKind::Repeat,  FaultKind::Delay,
+                                    FaultKind::Split,     FaultKind::Merge,   FaultKind::Merge,
+                                    FaultKind::LineError, FaultKind::Restart, FaultKind::Silence};
+    constexpr const char *kNames[] = {"drop",  "corrupt",    "repeat",  "delay",  "split",
                                       "merge", "line error", "restart", "silence"};
     Fault fault;
     fault.kind = random.Pick(kKinds);

@@ -12,7 +12,8 @@ namespace campaign {
 
 class FarEnd {
   public:
-    FarEnd(int arm, const ArmPlan &plan, ArmAccount &account);
+    /// tell: called with what goes over the line, in words; null: nobody listens.
+    FarEnd(int arm, const ArmPlan &plan, ArmAccount &account, std::function<void(const std::string &)> tell);
     FarEnd(const FarEnd &) = delete;
     FarEnd &operator=(const FarEnd &) = delete;
 
@@ -44,6 +45,7 @@ class FarEnd {
 
     const int32_t port_;
     ArmAccount &account_;
+    const std::function<void(const std::string &)> tell_;
     emulator::Controller controller_;
     cc::test::VirtualPeer line_;
     std::unique_ptr<emulator::Head> head_;

@@ -23,7 +23,8 @@ bool IsPrompt(const Account &account) {
 }
 
 std::string Words(const Bytes &message) {
-    return emulator::MessageWords(emulator::Direction::ToController, message) + " (" + emulator::HexWords(message) + ")";
+    return emulator::MessageWords(emulator::Direction::ToController, message) + " (" +
+           emulator::HexWords(message) + ")";
 }
 
 std::string At(int64_t time) {
@@ -35,8 +36,9 @@ std::string At(int64_t time) {
 void CheckTimes(Account &account) {
     for (const Call &call : account.calls) {
         if (call.end - call.begin <= call.limit) continue;
-        account.Break("calls return in time", call.text + " took " + std::to_string((call.end - call.begin) / 1000) +
-                                                  " ms of " + std::to_string(call.limit / 1000) + At(call.begin));
+        account.Break("calls return in time", call.text + " took " +
+                                                  std::to_string((call.end - call.begin) / 1000) + " ms of " +
+                                                  std::to_string(call.limit / 1000) + At(call.begin));
     }
 }
 
@@ -51,26 +53,23 @@ void CheckBoxes(Account &account) {
             if (box.call == kNoCall) continue;  // the flush of the move buffer
             const Call &call = account.calls[static_cast<size_t>(box.call)];
             if (call.end - call.begin < 3 * kSecond)
-                account.Break("boxes only where the rules show one", call.text + " showed" + box.text + "too early");
+                account.Break("boxes only where the rules show one",
+                              call.text + " showed" + box.text + "too early");
         } else if (std::find(std::begin(kSending), std::end(kSending), box.text) == std::end(kSending)) {
             account.Break("boxes only where the rules show one", "a box with " + box.text);
         } else if (!account.callsFailed && !account.arms[0].lineFailed && !account.arms[1].lineFailed) {
-            account.Break("boxes only where the rules show one", box.text + " on a line that takes everything");
+            account.Break("boxes only where the rules show one",
+                          box.text + " on a line that takes everything");
         }
     }
 }
 
 // ---- what was ordered was executed once
 
-/// Which queued message each executed one came from.
-struct Matching {
-    std::vector<size_t> queuedOf;    // by executed message; kNone: ordered by nobody
-    std::vector<size_t> executedOf;  // by queued message; kNone: not executed
-};
-
 // Whether a message is an answer that the library gives by itself, also in the middle of a call.
 bool IsOwnAnswer(const Bytes &message) {
-    return message.size() > 4 && message[2] == 'P' && message[3] == '0' && (message[4] == '5' || message[4] == '6');
+    return message.size() > 4 && message[2] == 'P' && message[3] == '0' &&
+           (message[4] == '5' || message[4] == '6');
 }
 
 bool WasSent(const ArmAccount &arm, const Queued &queued, int64_t until) {
@@ -80,32 +79,45 @@ bool WasSent(const ArmAccount &arm, const Queued &queued, int64_t until) {
     });
 }
 
-// Whether the call that ordered a message failed before the message was ever sent, so that it must not be executed.
-bool FailedUnsent(const Account &account, const ArmAccount &arm, const Queued &queued) {
-    if (queued.call == kNoCall || IsOwnAnswer(queued.message)) return false;
+/// How likely it is that a message was executed, by what its call says; the likely ones are matched first.
+enum class Likely { Yes, Perhaps, No };
+
+/// Which queued message each executed one came from.
+struct Matching {
+    std::vector<size_t> queuedOf;    // by executed message; kNone: ordered by nobody
+    std::vector<size_t> executedOf;  // by queued message; kNone: not executed
+    std::vector<Likely> likely;      // by queued message
+};
+
+// Whether the call that ordered a message failed, and if so, before the message was ever sent, so that it must not be
+// executed.
+Likely Likelihood(const Account &account, const ArmAccount &arm, const Queued &queued) {
+    if (queued.call == kNoCall || IsOwnAnswer(queued.message)) return Likely::Yes;
     const Call &call = account.calls[static_cast<size_t>(queued.call)];
-    return call.promise != Promise::Nothing && call.result != 1 && !WasSent(arm, queued, call.end + kOnTheWire);
+    if (call.promise == Promise::Nothing || call.result == 1) return Likely::Yes;
+    return WasSent(arm, queued, call.end + kOnTheWire) ? Likely::Perhaps : Likely::No;
 }
 
 std::string Key(const Bytes &message) {
     return {message.begin(), message.end()};
 }
 
-// Messages of the same bytes are executed in the order in which they were queued, but for those that were taken back.
+// Messages of the same bytes are executed in the order in which they were queued, but for those whose calls failed.
 Matching Match(const Account &account, const ArmAccount &arm) {
-    Matching matching{std::vector<size_t>(arm.executed.size(), kNone), std::vector<size_t>(arm.queued.size(), kNone)};
+    Matching matching{
+        std::vector<size_t>(arm.executed.size(), kNone), std::vector<size_t>(arm.queued.size(), kNone), {}};
     std::map<std::string, std::vector<size_t>> waiting;
-    for (size_t i = 0; i < arm.queued.size(); ++i) waiting[Key(arm.queued[i].message)].push_back(i);
+    for (size_t i = 0; i < arm.queued.size(); ++i) {
+        matching.likely.push_back(Likelihood(account, arm, arm.queued[i]));
+        waiting[Key(arm.queued[i].message)].push_back(i);
+    }
     for (size_t i = 0; i < arm.executed.size(); ++i) {
         const auto [time, message] = arm.executed[i];
         std::vector<size_t> &candidates = waiting[Key(message)];
-        const auto fits = [&](size_t queued, bool unsentToo) {
-            return arm.queued[queued].time <= time &&
-                   (unsentToo || !FailedUnsent(account, arm, arm.queued[queued]));
-        };
-        for (const bool unsentToo : {false, true}) {
-            const auto found = std::find_if(candidates.begin(), candidates.end(),
-                                            [&](size_t queued) { return fits(queued, unsentToo); });
+        for (const Likely wanted : {Likely::Yes, Likely::Perhaps, Likely::No}) {
+            const auto found = std::find_if(candidates.begin(), candidates.end(), [&](size_t queued) {
+                return matching.likely[queued] == wanted && arm.queued[queued].time <= time;
+            });
             if (found == candidates.end()) continue;
             matching.queuedOf[i] = *found;
             matching.executedOf[*found] = i;
@@ -120,8 +132,9 @@ void CheckNothingTwice(Account &account, ArmAccount &arm, const Matching &matchi
     for (size_t i = 0; i < arm.executed.size(); ++i) {
         if (matching.queuedOf[i] != kNone) continue;
         if (IsPrompt(account)) {
-            account.Break("nothing is executed twice",
-                          Words(arm.executed[i].bytes) + " more often than ordered" + At(arm.executed[i].time));
+            account.Break(
+                "nothing is executed twice",
+                Words(arm.executed[i].bytes) + " more often than ordered" + At(arm.executed[i].time));
         } else {
             account.Meet("classic line: a frame that was given up was executed twice");
         }
@@ -130,7 +143,7 @@ void CheckNothingTwice(Account &account, ArmAccount &arm, const Matching &matchi
 
 void CheckNothingTakenBack(Account &account, ArmAccount &arm, const Matching &matching) {
     for (size_t i = 0; i < arm.queued.size(); ++i) {
-        if (matching.executedOf[i] == kNone || !FailedUnsent(account, arm, arm.queued[i])) continue;
+        if (matching.executedOf[i] == kNone || matching.likely[i] != Likely::No) continue;
         if (IsPrompt(account)) {
             account.Break("what failed before it was sent is not executed",
                           Words(arm.queued[i].message) + At(arm.queued[i].time));
@@ -143,13 +156,15 @@ void CheckNothingTakenBack(Account &account, ArmAccount &arm, const Matching &ma
 void CheckSuccesses(Account &account, ArmAccount &arm, const Matching &matching) {
     for (size_t i = 0; i < arm.queued.size(); ++i) {
         const Queued &queued = arm.queued[i];
-        if (queued.call == kNoCall || IsOwnAnswer(queued.message) || matching.executedOf[i] != kNone) continue;
+        if (queued.call == kNoCall || IsOwnAnswer(queued.message) || matching.executedOf[i] != kNone)
+            continue;
         const Call &call = account.calls[static_cast<size_t>(queued.call)];
         if (call.promise == Promise::Nothing || call.result != 1) continue;
         if (call.promise == Promise::Answered) {
             account.Meet("both lines: another reply ended a wait whose command was lost with the link");
         } else if (IsPrompt(account)) {
-            account.Break("what succeeded was executed", call.text + ": " + Words(queued.message) + At(queued.time));
+            account.Break("what succeeded was executed",
+                          call.text + ": " + Words(queued.message) + At(queued.time));
         } else {
             account.Meet("classic line: another frame's acknowledgement made a call succeed");
         }
@@ -169,7 +184,8 @@ void CheckPaths(Account &account, ArmAccount &arm, const Matching &matching) {
     for (const size_t queued : matching.queuedOf) {
         if (queued == kNone || !IsMove(arm.queued[queued].message)) continue;
         if (last != kNone && queued < last)
-            account.Break("paths have no holes", Words(arm.queued[queued].message) + " ran behind a later one");
+            account.Break("paths have no holes",
+                          Words(arm.queued[queued].message) + " ran behind a later one");
         for (size_t between = last == kNone ? queued : last + 1; between < queued; ++between) {
             const Queued &left = arm.queued[between];
             const auto reset = std::find_if(arm.resets.begin(), arm.resets.end(), [&](int64_t time) {
@@ -219,8 +235,8 @@ void CheckStatistics(Account &account, int number) {
     const auto check = [&](const char *what, uint32_t counted, uint32_t seen) {
         if (counted != seen)
             account.Break("statistics agree with the far end", "arm " + std::to_string(number) + " counted " +
-                                                                   std::to_string(counted) + " " + what + ", the far end " +
-                                                                   std::to_string(seen));
+                                                                   std::to_string(counted) + " " + what +
+                                                                   ", the far end " + std::to_string(seen));
     };
     CC_LinkStatistics all{};
     CC_LINK_STATISTICS(static_cast<int16_t>(number), &all);
@@ -235,7 +251,8 @@ void CheckStatistics(Account &account, int number) {
     auto seen = arm.lastSent.rbegin();
     for (int16_t i = count; i-- > 0;) {
         if (history[i].sent == 0) continue;
-        const size_t kept = seen == arm.lastSent.rend() ? 0 : std::min<size_t>(seen->size(), CC_LINK_FRAME_BYTES);
+        const size_t kept =
+            seen == arm.lastSent.rend() ? 0 : std::min<size_t>(seen->size(), CC_LINK_FRAME_BYTES);
         if (kept == 0 || history[i].length != std::min<size_t>(seen->size(), 255) ||
             std::memcmp(history[i].bytes, seen->data(), kept) != 0) {
             account.Break("statistics agree with the far end",

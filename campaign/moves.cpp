@@ -52,7 +52,9 @@ void Client::Misreported(int arm, const std::string &what) {
     if (FarEndOf(arm).HasJumped()) {
         account_.Meet("both lines: moves misreported, as the controller changed its state by itself");
     } else if (MovesAreDoubtful(arm)) {
-        account_.Meet("both lines: moves misreported, as the controller gave a message up or sent it again behind a start-link");
+        account_.Meet(
+            "both lines: moves misreported, as the controller gave a message up or sent it again behind a "
+            "start-link");
     } else if (plan_.lineMode == 0) {
         account_.Meet("classic line: moves misreported, as one ran twice or a reply was lost");
     } else {
@@ -77,13 +79,13 @@ void Client::OnPoint(int arm, uint32_t info, const PointRecord &point) {
                                     (move == nullptr ? "no move" : Words(*move)));
     move->pointSeen = true;
     const SpherePart sphere;
-    const Vector touched =
-        Vector{point.position[0], point.position[1], point.position[2]} -
-        (sphere.centre + sphere.SurfaceAt(move->direction) * move->direction);
+    const Vector touched = Vector{point.position[0], point.position[1], point.position[2]} -
+                           (sphere.centre + sphere.SurfaceAt(move->direction) * move->direction);
     const Vector approach{point.approach[0], point.approach[1], point.approach[2]};
     if (Length(touched) > kPointTolerance || Length(approach + move->direction) > 1e-12)
-        account_.Break("points belong to their moves", Words(*move) + " came with a point " +
-                                                            std::to_string(Length(touched)) + " mm off its way");
+        account_.Break(
+            "points belong to their moves",
+            Words(*move) + " came with a point " + std::to_string(Length(touched)) + " mm off its way");
 }
 
 void Client::OnRejection(int arm, uint32_t info) {
@@ -108,7 +110,8 @@ void Client::Reset(int arm) {
 
 void Client::File(int arm, Random &random) {
     const auto number = static_cast<int16_t>(arm);
-    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || CC_GETSTATUS(number) != CC_STATUS_MEASURING) return;
+    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || CC_GETSTATUS(number) != CC_STATUS_MEASURING)
+        return;
     std::vector<FiledMove> &moves = AccountOf(arm).moves;
     const SpherePart sphere;
     for (int left = random.Scaled(1, 40); left > 0; --left) {
@@ -131,7 +134,10 @@ void Client::File(int arm, Random &random) {
                     const Vector &target = probing ? inside : outside;
                     const double position[6] = {target[0],     target[1],     target[2],
                                                 -direction[0], -direction[1], -direction[2]};
-                    moves.push_back({.reportCode = probing ? 1u : 0u, .probing = probing, .id = id, .direction = direction});
+                    moves.push_back({.reportCode = probing ? 1u : 0u,
+                                     .probing = probing,
+                                     .id = id,
+                                     .direction = direction});
                     CC_MOVE(number, probing ? 2 : 0, position, id, 1, nullptr, nullptr, 0);
                 }
                 break;
@@ -188,7 +194,8 @@ bool Client::Rest(int arm) {
         quiet = atRest() ? quiet + 1 : 0;
     }
     Arm &own = Of(arm);
-    if (OldestMove(arm) != nullptr && own.mayFile && CC_GETSTATUS(static_cast<int16_t>(arm)) == CC_STATUS_MEASURING)
+    if (OldestMove(arm) != nullptr && own.mayFile &&
+        CC_GETSTATUS(static_cast<int16_t>(arm)) == CC_STATUS_MEASURING)
         Misreported(arm, Words(*OldestMove(arm)) + " ended in nothing, the machine is at rest");
     return true;
 }
@@ -204,8 +211,8 @@ bool Client::Prepare(int arm) {
     EndOpenMoves(arm, FiledMove::End::Rejected);
     ResetMoves(arm);
     for (const int16_t status : {CC_ORDER_READY, CC_ORDER_MEASURING}) {
-        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Nothing, kAckMs + CompletionMs(arm) + 2000, 0,
-            [&] { return CC_SETSTATUS(number, status); });
+        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Nothing,
+            kAckMs + CompletionMs(arm) + 2000, 0, [&] { return CC_SETSTATUS(number, status); });
     }
     Loop(500);
     own.mayFile = CC_GETSTATUS(number) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();
@@ -219,7 +226,8 @@ void Client::Scan(Random &random) {
     L2S_SetTargetPoint(&x, &y);
     L2S_SetMaxMinStep(&step, &step);
     Of(1).scanning = true;
-    const int started = Run(1, "L2S_StartScan", Promise::Nothing, 3 * CompletionMs(1), 0, [] { return L2S_StartScan(); });
+    const int started =
+        Run(1, "L2S_StartScan", Promise::Nothing, 3 * CompletionMs(1), 0, [] { return L2S_StartScan(); });
     if (started == 0) return ResetMoves(1);
     for (int seconds = random.Between(1, 30); seconds > 0 && Of(1).scanning; --seconds) Loop(1000);
     if (Of(1).scanning) Run(1, "L2S_StopScan", Promise::Nothing, kSlackMs, 0, [] { return L2S_StopScan(); });

@@ -12,7 +12,8 @@ emulator::ControllerOptions MakeController(Random &random) {
     // Each class of controllers, by type and level: old, streaming, newer without and with the longer information.
     constexpr struct {
         uint8_t type, level;
-    } kTypes[] = {{0, 14}, {0, 15}, {1, 14}, {1, 15}, {1, 16}, {2, 1}, {3, 1}, {4, 3}, {5, 2}, {16, 1}, {255, 7}};
+    } kTypes[] = {{0, 14}, {0, 15}, {1, 14}, {1, 15}, {1, 16}, {2, 1},
+                  {3, 1},  {4, 3},  {5, 2},  {16, 1}, {255, 7}};
     const auto kind = random.Pick(kTypes);
     emulator::ControllerOptions options;
     options.type = kind.type;
@@ -67,14 +68,15 @@ std::string InWords(const Plan &plan) {
     for (int i = 0; i < 2; ++i) {
         const ArmPlan &arm = plan.arms[i];
         if (!arm.used) continue;
-        text << "arm " << i + 1 << ": " << (arm.simulated ? "simulation" : "line") << ", " << HeadWords(arm.head)
-             << ", start mode " << arm.startMode << (arm.extendedStart ? ", extended start" : "") << ", Lo Period "
-             << arm.loPeriodMs << ", Hi Period " << arm.hiPeriodMs << ", timeout " << arm.timeoutS << ", controller type "
-             << +arm.controller.type << " level " << +arm.controller.level << " option " << +arm.controller.option
-             << (arm.controller.wantsTable ? ", wants its table" : "")
+        text << "arm " << i + 1 << ": " << (arm.simulated ? "simulation" : "line") << ", "
+             << HeadWords(arm.head) << ", start mode " << arm.startMode
+             << (arm.extendedStart ? ", extended start" : "") << ", Lo Period " << arm.loPeriodMs
+             << ", Hi Period " << arm.hiPeriodMs << ", timeout " << arm.timeoutS << ", controller type "
+             << +arm.controller.type << " level " << +arm.controller.level << " option "
+             << +arm.controller.option << (arm.controller.wantsTable ? ", wants its table" : "")
              << (arm.controller.link.ignoresRepetitions ? ", ignores repetitions" : "") << ", reply delay "
-             << arm.controller.replyDelay / kMillisecond << " ms, gap " << arm.controller.link.frameGap / kMillisecond
-             << " ms\n";
+             << arm.controller.replyDelay / kMillisecond << " ms, gap "
+             << arm.controller.link.frameGap / kMillisecond << " ms\n";
     }
     return text.str();
 }

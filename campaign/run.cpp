@@ -20,7 +20,7 @@ namespace campaign {
 namespace {
 
 // A session takes a fraction of a second, unless something spins without end.
-constexpr unsigned kLongestSeconds = 10;
+constexpr unsigned kLongestSeconds = 6;
 
 const char kCrash[] = "no session crashes or hangs";
 
@@ -28,8 +28,10 @@ std::string Report(const Account &account) {
     std::ostringstream text;
     long frames = 0;
     for (const ArmAccount &arm : account.arms) frames += static_cast<long>(arm.sent.size());
-    text << "time\t" << account.lineTime << "\ncalls\t" << account.calls.size() << "\nframes\t" << frames << "\n";
-    for (const Breach &breach : account.breaches) text << "breach\t" << breach.invariant << "\t" << breach.what << "\n";
+    text << "time\t" << account.lineTime << "\ncalls\t" << account.calls.size() << "\nframes\t" << frames
+         << "\n";
+    for (const Breach &breach : account.breaches)
+        text << "breach\t" << breach.invariant << "\t" << breach.what << "\n";
     for (const Weakness &weakness : account.weaknesses)
         text << "weakness\t" << weakness.times << "\t" << weakness.name << "\n";
     return text.str();

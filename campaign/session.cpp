@@ -59,10 +59,12 @@ void NoteLeftovers(Client &client, int arm) {
     for (const auto &slot : context.link.counters.tickCounters)
         if (slot.inUse) left.emplace_back("a tick counter");
     const auto anyBusy = [](const auto &slots) {
-        return std::any_of(std::begin(slots), std::end(slots), [](const auto &slot) { return slot.IsBusy(); });
+        return std::any_of(std::begin(slots), std::end(slots),
+                           [](const auto &slot) { return slot.IsBusy(); });
     };
     if (anyBusy(queues.replyQueue)) left.emplace_back("a reply");
-    if (anyBusy(queues.prioritySendQueue) || anyBusy(queues.sendQueue)) left.emplace_back("a message to send");
+    if (anyBusy(queues.prioritySendQueue) || anyBusy(queues.sendQueue))
+        left.emplace_back("a message to send");
     if (anyBusy(context.motion.moveRing)) left.emplace_back("a move");
     if (context.motion.movesInFlight != 0) left.emplace_back("moves in flight");
 }

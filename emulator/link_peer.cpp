@@ -74,20 +74,26 @@ void LinkPeer::Receive(uint8_t byte) {
 
 void LinkPeer::ReceiveFrame(Bytes bytes) {
     Late late{std::move(bytes), agenda_.Now(), 1, false};
+    bool corrupt = false;
     for (const Fault &fault : faults_.Strike(Direction::ToController)) {
         if (fault.kind == FaultKind::Drop) late.times = 0;
         if (fault.kind == FaultKind::Repeat) ++late.times;
-        if (fault.kind == FaultKind::Corrupt)
-            late.frame[faults_.Pick(static_cast<uint32_t>(late.frame.size() - 1))] ^= 1;
+        corrupt |= fault.kind == FaultKind::Corrupt;
         if (fault.kind == FaultKind::Delay) late.notBefore += fault.value;
         late.merges |= fault.kind == FaultKind::Merge;
         ActOnFault(fault);
     }
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
+    if (corrupt) Corrupt(late.frame);
     if (!late_.empty() && late_.back().merges) late_.back().notBefore = agenda_.Now();
     if (late.merges) late.notBefore += kAdapterLatency;
     late_.push_back(std::move(late));
     TakeLate();
+}
+
+// Once a frame: a second wrong bit may hide the first from the checksum.
+void LinkPeer::Corrupt(Bytes &frame) {
+    frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
 }
 
 void LinkPeer::TakeLate() {
@@ -229,18 +235,18 @@ void LinkPeer::Control(uint8_t type) {
 void LinkPeer::PutFrame(Bytes frame) {
     Outgoing out{std::move(frame), agenda_.Now()};
     int times = 1;
-    bool split = false, merge = false;
+    bool corrupt = false, split = false, merge = false;
     for (const Fault &fault : faults_.Strike(Direction::ToHost)) {
         if (fault.kind == FaultKind::Drop) times = 0;
         if (fault.kind == FaultKind::Repeat) ++times;
-        if (fault.kind == FaultKind::Corrupt)
-            out.bytes[faults_.Pick(static_cast<uint32_t>(out.bytes.size() - 1))] ^= 1;
+        corrupt |= fault.kind == FaultKind::Corrupt;
         if (fault.kind == FaultKind::Delay) out.notBefore += fault.value;
         split |= fault.kind == FaultKind::Split;
         merge |= fault.kind == FaultKind::Merge;
         ActOnFault(fault);
     }
     if (agenda_.Now() < silentUntil_ || IsUnplugged()) return;
+    if (corrupt) Corrupt(out.bytes);
     if (times > 0 && onFrame) onFrame(agenda_.Now(), Direction::ToHost, out.bytes);
     if (!merged_.empty()) {
         agenda_.Cancel(mergeTimer_);

@@ -53,6 +53,7 @@ class LinkPeer : public Peer {
     static constexpr int kDown = -1;
 
     void ReceiveFrame(Bytes bytes);
+    void Corrupt(Bytes &frame);
     /// Acts on the frames that are due.
     void TakeLate();
     void ActOnFrame(const Bytes &frame);

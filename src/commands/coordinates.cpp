@@ -28,7 +28,7 @@ bool WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
     while (context.replies.coordQuery != CoordQuery::None && !limit.IsOver()) {
         if (DecodeReplies(context, arm)) continue;
         if (context.link.promptLine) {
-            context.link.progress.Wait(kProgressMs);
+            AwaitProgress(context.link, kProgressMs);
         } else {
             platform::Yield();
         }

@@ -23,15 +23,6 @@ constexpr uint32_t kLongestUnreadMs = 1000;
 
 constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 
-// A system that refused the event is looked at as often as a completion wait looks.
-void AwaitProgress(LinkState &link, uint32_t milliseconds) {
-    if (link.progress.IsOpen()) {
-        link.progress.Wait(milliseconds);
-    } else {
-        platform::Sleep(std::min(milliseconds, kDecodeIntervalMs));
-    }
-}
-
 // On a prompt line, by the message itself. Time is counted in ticks, of which a host that stands still loses one.
 bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
     const auto over = [slot] { return slot != nullptr && !slot->IsBusy(); };
@@ -79,6 +70,14 @@ bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &mes
 }
 
 }  // namespace
+
+void AwaitProgress(LinkState &link, uint32_t milliseconds) {
+    if (link.progress.IsOpen()) {
+        link.progress.Wait(milliseconds);
+    } else {
+        platform::Sleep(std::min(milliseconds, kDecodeIntervalMs));
+    }
+}
 
 bool WaitForAck(ArmContext &context, uint32_t timeoutMs, Unsent unsent) {
     LinkState &link = context.link;

@@ -14,6 +14,10 @@ inline constexpr uint32_t kAckTimeoutMs = 3000;
 /// the link is up again, however long its call has failed.
 enum class Unsent { Withdraw, Keep };
 
+/// Waits on a prompt line until something has come that a wait may be for, at most `milliseconds`; where the system
+/// refused the event, until it is time to look again.
+void AwaitProgress(LinkState &link, uint32_t milliseconds);
+
 /// Waits until the controller has acknowledged the message in flight. Result: true, at once in simulation mode
 /// and without an acknowledgement event; false after a time-out, once the operator has closed the box " No ACK
 /// Received ". Time in which the host stands still counts little, and frames that lie unread in the input at
@@ -43,8 +47,9 @@ class WaitLimit {
     bool extended_ = false;
 };
 
-/// Decodes replies, one every 10 ms or on a prompt line as they come, until the awaited one has come; `arm` as for DecodeReplies. Result: whether it
-/// has, before the end of WaitLimit; false at once when no tick counter is free or the arm does not tick.
+/// Decodes replies, one every 10 ms or on a prompt line as they come, until the awaited one has come; `arm` as for
+/// DecodeReplies. Result: whether it has, before the end of WaitLimit; false at once when no tick counter is free or the
+/// arm does not tick.
 bool WaitForCompletion(ArmContext &context, int16_t arm);
 
 /// Sends a message whose reply did not come up to four times, then once more after a restart of the link;

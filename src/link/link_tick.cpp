@@ -54,11 +54,19 @@ bool IsTransmitted(const MessageSlot &slot) {
     return slot.IsBusy() && slot.data[0] != kNotTransmitted;
 }
 
-// Takes what is never sent off the head of a queue.
-void SkipDropped(MessageSlot *queue, int32_t &readIndex, int32_t size) {
+// Takes what is never sent off the head of a queue, with all that was counted of a frame that the line never took.
+void SkipDropped(LinkState &link, bool priority) CC_REQUIRES(link.lock) {
+    MessageQueues &queues = link.queues;
+    MessageSlot *const queue = priority ? queues.prioritySendQueue : queues.sendQueue;
+    int32_t &readIndex = priority ? queues.priorityRead : queues.sendRead;
     while (queue[readIndex].IsBusy() && queue[readIndex].dropped) {
+        if (link.retryCount > 0 && link.priorityInFlight == priority) {
+            link.retryCount = 0;
+            link.retryTicks = 0;
+            link.priorityInFlight = false;
+        }
         queue[readIndex].Free();
-        readIndex = NextIndex(readIndex, size);
+        readIndex = NextIndex(readIndex, priority ? kPrioritySlots : kSendSlots);
     }
 }
 
@@ -98,8 +106,8 @@ void GiveUp(LinkState &link) CC_REQUIRES(link.lock) {
     link.unpostedBytes = 0;
     link.awaitingStartAck.store(true, std::memory_order_relaxed);
     link.losses.fetch_add(1, std::memory_order_release);
-    SkipDropped(queues.prioritySendQueue, queues.priorityRead, kPrioritySlots);
-    SkipDropped(queues.sendQueue, queues.sendRead, kSendSlots);
+    SkipDropped(link, true);
+    SkipDropped(link, false);
     Tell(link);
 }
 
@@ -123,8 +131,8 @@ void ServeFrame(LinkState &link, MessageSlot &slot, bool priority) CC_REQUIRES(l
 // Sends or repeats what is due, or starts a link that is down.
 void Serve(LinkState &link) CC_REQUIRES(link.lock) {
     MessageQueues &queues = link.queues;
-    SkipDropped(queues.prioritySendQueue, queues.priorityRead, kPrioritySlots);
-    SkipDropped(queues.sendQueue, queues.sendRead, kSendSlots);
+    SkipDropped(link, true);
+    SkipDropped(link, false);
     const bool down = link.txSequence == kLinkDown;
     MessageSlot &urgent = queues.prioritySendQueue[queues.priorityRead];
     MessageSlot &normal = queues.sendQueue[queues.sendRead];
