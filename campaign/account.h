@@ -59,6 +59,8 @@ struct FiledMove {
     bool pointSeen = false;
 };
 
+inline constexpr int kMostTries = 5;
+
 /// One arm.
 struct ArmAccount {
     bool hasLine = false;
@@ -74,7 +76,8 @@ struct ArmAccount {
     std::vector<Bytes> lastSent;   // frames of the host, the youngest last
     bool countsDisturbed = false;  // bytes of the host were lost on their way, or its writes refused
 
-    bool worksAgain = true;
+    int tries = 0;  // of a command, until the arm worked again after the last fault; kMostTries: it did not
+    bool restsAtLast = true;
     bool diedWithItsDevice = false;  // classic line, unplugged while open
     bool lineFailed = false;         // the line was unplugged or full at some time
     std::vector<std::string> left;   // what was not given back

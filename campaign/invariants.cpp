@@ -80,7 +80,7 @@ bool WasSent(const ArmAccount &arm, const Queued &queued, int64_t until) {
 }
 
 /// How likely it is that a message was executed, by what its call says; the likely ones are matched first.
-enum class Likely { Yes, Perhaps, No };
+enum class Likely { Now, Yes, Perhaps, No };
 
 /// Which queued message each executed one came from.
 struct Matching {
@@ -114,9 +114,14 @@ Matching Match(const Account &account, const ArmAccount &arm) {
     for (size_t i = 0; i < arm.executed.size(); ++i) {
         const auto [time, message] = arm.executed[i];
         std::vector<size_t> &candidates = waiting[Key(message)];
-        for (const Likely wanted : {Likely::Yes, Likely::Perhaps, Likely::No}) {
+        const auto inItsCall = [&](const Queued &queued) {
+            return queued.call != kNoCall && account.calls[static_cast<size_t>(queued.call)].end >= time;
+        };
+        for (const Likely wanted : {Likely::Now, Likely::Yes, Likely::Perhaps, Likely::No}) {
             const auto found = std::find_if(candidates.begin(), candidates.end(), [&](size_t queued) {
-                return matching.likely[queued] == wanted && arm.queued[queued].time <= time;
+                const bool fits =
+                    wanted == Likely::Now ? inItsCall(arm.queued[queued]) : matching.likely[queued] == wanted;
+                return fits && arm.queued[queued].time <= time;
             });
             if (found == candidates.end()) continue;
             matching.queuedOf[i] = *found;
@@ -202,14 +207,21 @@ void CheckPaths(Account &account, ArmAccount &arm, const Matching &matching) {
 
 void CheckLeftovers(Account &account, int number) {
     const ArmAccount &arm = account.arms[number - 1];
-    if (!arm.worksAgain) {
-        if (IsPrompt(account) || !arm.diedWithItsDevice)
-            account.Break("an arm works again by itself", "arm " + std::to_string(number));
-        else
-            account.Meet("classic line: dead until it is opened again, after an unplug");
+    const std::string name = "arm " + std::to_string(number);
+    if (IsPrompt(account)) {
+        if (arm.tries > 1) account.Break("an arm works again by itself", name);
+        if (!arm.restsAtLast) account.Break("an arm comes to rest", name);
+    } else if (arm.tries == kMostTries) {
+        if (!arm.diedWithItsDevice) account.Break("an arm works again by itself", name);
+        account.Meet("classic line: dead until it is opened again, after an unplug");
+    } else if (arm.tries > 1) {
+        account.Meet("classic line: a reply came late or not at all, as reception was behind");
+    } else if (!arm.restsAtLast) {
+        account.Meet("classic line: replies come faster than the worker decodes them");
+        return;
     }
     for (const std::string &left : arm.left)
-        account.Break("everything is given back", "arm " + std::to_string(number) + " kept " + left);
+        account.Break("everything is given back", name + " kept " + left);
 }
 
 }  // namespace

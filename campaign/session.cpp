@@ -72,12 +72,13 @@ void NoteLeftovers(Client &client, int arm) {
 void Recover(Client &client, int arm) {
     if (!client.IsOpen(arm) || !client.HasLine(arm)) return;
     ArmAccount &account = client.TheAccount().arms[arm - 1];
-    account.worksAgain = Works(client, arm);
-    if (!account.worksAgain) return;
+    CC_ASKCOORD(static_cast<int16_t>(arm), CC_OFF);
+    account.tries = 1;
+    while (!Works(client, arm) && account.tries < kMostTries) ++account.tries;
+    if (account.tries == kMostTries) return;
     client.Rest(arm);
     client.ResetMoves(arm);
-    CC_ASKCOORD(static_cast<int16_t>(arm), CC_OFF);
-    client.Rest(arm);
+    account.restsAtLast = client.Rest(arm);
     NoteLeftovers(client, arm);
     CheckStatistics(client.TheAccount(), arm);
 }

@@ -36,6 +36,10 @@ bool LinkStart(LinkState &link) CC_EXCLUDES(link.lock);
 /// Declares the transmit side down, so that LinkStart starts it anew. What is in flight on a prompt line is dropped.
 void ForceLinkDown(LinkState &link) CC_EXCLUDES(link.lock);
 
+/// Prompt line: a terminator goes out before the next frame, so that the controller does not read a frame that broke off
+/// and the next one as one. Eight bits of checksum would not always tell.
+void EndTornFrame(LinkState &link) CC_REQUIRES(link.lock);
+
 /// Prompt line: wakes what waits on the caller's thread, and the worker.
 void Tell(LinkState &link);
 

@@ -103,7 +103,7 @@ void GiveUp(LinkState &link) CC_REQUIRES(link.lock) {
     link.txSequence = kLinkDown;
     if (!link.promptLine) return;
     if (transmitted) DropFrame(link, inFlight);
-    link.unpostedBytes = 0;
+    if (link.unpostedBytes > 0) EndTornFrame(link);
     link.awaitingStartAck.store(true, std::memory_order_relaxed);
     link.losses.fetch_add(1, std::memory_order_release);
     SkipDropped(link, true);
@@ -158,6 +158,12 @@ void WatchLine(LinkState &link) CC_REQUIRES(link.lock) {
 }
 
 }  // namespace
+
+void EndTornFrame(LinkState &link) {
+    static constexpr uint8_t kEnd = kTerminator;
+    link.unposted = &kEnd;
+    link.unpostedBytes = 1;
+}
 
 void SendPromptly(LinkState &link) {
     if (!link.promptLine) return;
