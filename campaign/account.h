@@ -59,7 +59,7 @@ struct FiledMove {
     bool pointSeen = false;
 };
 
-inline constexpr int kMostTries = 5;
+inline constexpr int kMostTries = 10;
 
 /// One arm.
 struct ArmAccount {
@@ -78,6 +78,7 @@ struct ArmAccount {
 
     int tries = 0;  // of a command, until the arm worked again after the last fault; kMostTries: it did not
     bool restsAtLast = true;
+    bool hasBacklog = false;  // of replies, on a classic line
     bool diedWithItsDevice = false;  // classic line, unplugged while open
     bool lineFailed = false;         // the line was unplugged or full at some time
     std::vector<std::string> left;   // what was not given back

@@ -72,10 +72,23 @@ bool IsOwnAnswer(const Bytes &message) {
            (message[4] == '5' || message[4] == '6');
 }
 
-bool WasSent(const ArmAccount &arm, const Queued &queued, int64_t until) {
-    return std::any_of(arm.sent.begin(), arm.sent.end(), [&](const Timed &frame) {
-        return frame.time >= queued.time && frame.time <= until &&
-               emulator::MessageInFrame(frame.bytes) == queued.message;
+std::string Key(const Bytes &message) {
+    return {message.begin(), message.end()};
+}
+
+/// When the host sent each message, by its bytes.
+using SendingTimes = std::map<std::string, std::vector<int64_t>>;
+
+SendingTimes TimesOf(const ArmAccount &arm) {
+    SendingTimes times;
+    for (const Timed &frame : arm.sent) times[Key(emulator::MessageInFrame(frame.bytes))].push_back(frame.time);
+    return times;
+}
+
+bool WasSent(const SendingTimes &times, const Queued &queued, int64_t until) {
+    const auto found = times.find(Key(queued.message));
+    return found != times.end() && std::any_of(found->second.begin(), found->second.end(), [&](int64_t time) {
+        return time >= queued.time && time <= until;
     });
 }
 
@@ -91,24 +104,21 @@ struct Matching {
 
 // Whether the call that ordered a message failed, and if so, before the message was ever sent, so that it must not be
 // executed.
-Likely Likelihood(const Account &account, const ArmAccount &arm, const Queued &queued) {
+Likely Likelihood(const Account &account, const SendingTimes &times, const Queued &queued) {
     if (queued.call == kNoCall || IsOwnAnswer(queued.message)) return Likely::Yes;
     const Call &call = account.calls[static_cast<size_t>(queued.call)];
     if (call.promise == Promise::Nothing || call.result == 1) return Likely::Yes;
-    return WasSent(arm, queued, call.end + kOnTheWire) ? Likely::Perhaps : Likely::No;
-}
-
-std::string Key(const Bytes &message) {
-    return {message.begin(), message.end()};
+    return WasSent(times, queued, call.end + kOnTheWire) ? Likely::Perhaps : Likely::No;
 }
 
 // Messages of the same bytes are executed in the order in which they were queued, but for those whose calls failed.
 Matching Match(const Account &account, const ArmAccount &arm) {
     Matching matching{
         std::vector<size_t>(arm.executed.size(), kNone), std::vector<size_t>(arm.queued.size(), kNone), {}};
+    const SendingTimes times = TimesOf(arm);
     std::map<std::string, std::vector<size_t>> waiting;
     for (size_t i = 0; i < arm.queued.size(); ++i) {
-        matching.likely.push_back(Likelihood(account, arm, arm.queued[i]));
+        matching.likely.push_back(Likelihood(account, times, arm.queued[i]));
         waiting[Key(arm.queued[i].message)].push_back(i);
     }
     for (size_t i = 0; i < arm.executed.size(); ++i) {
@@ -216,7 +226,7 @@ void CheckLeftovers(Account &account, int number) {
         account.Meet("classic line: dead until it is opened again, after an unplug");
     } else if (arm.tries > 1) {
         account.Meet("classic line: a reply came late or not at all, as reception was behind");
-    } else if (!arm.restsAtLast) {
+    } else if (arm.hasBacklog || !arm.restsAtLast || arm.left == std::vector<std::string>{"a reply"}) {
         account.Meet("classic line: replies come faster than the worker decodes them");
         return;
     }

@@ -149,14 +149,14 @@ void Client::File(int arm, Random &random) {
                 break;
             }
             case 4: {
-                const double angles[6] = {away, random.Real(-90, 90)};
+                const double angles[6] = {away / 100, random.Real(-0.1, 0.1)};
                 const bool incremental = random.Chance(0.5);
                 file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
                 (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
                 break;
             }
             case 5: {
-                const double angle[6] = {away};
+                const double angle[6] = {away / 100};
                 const bool incremental = random.Chance(0.5);
                 file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
                 (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
@@ -190,7 +190,7 @@ bool Client::Rest(int arm) {
     };
     for (int quiet = 0, waited = 0; quiet < 2; ++waited) {
         if (waited == 120) return false;
-        Loop(1000);
+        Loop(1009);  // no multiple of the period of streamed coordinates
         quiet = atRest() ? quiet + 1 : 0;
     }
     Arm &own = Of(arm);

@@ -20,7 +20,7 @@ emulator::ControllerOptions MakeController(Random &random) {
     options.level = kind.level;
     options.option = random.Chance(0.2) ? 4 : 0;
     options.wantsTable = random.Chance(0.05);
-    options.speed = random.Scaled(20, 2000);
+    options.speed = random.Scaled(200, 5000);
     options.probingSpeed = random.Scaled(10, 200);
     options.zeroingTime = random.Scaled(100, 3000) * kMillisecond;
     options.replyDelay = random.Pick({0, 3, 3, 20, 200}) * kMillisecond;

@@ -69,12 +69,25 @@ void NoteLeftovers(Client &client, int arm) {
     if (context.motion.movesInFlight != 0) left.emplace_back("moves in flight");
 }
 
+bool HasReplies(int arm) {
+    const cc::MessageQueues &queues = cc::SelectArm(static_cast<int16_t>(arm)).link.queues;
+    return queues.replyQueue[queues.replyRead].IsBusy();
+}
+
 void Recover(Client &client, int arm) {
     if (!client.IsOpen(arm) || !client.HasLine(arm)) return;
     ArmAccount &account = client.TheAccount().arms[arm - 1];
     CC_ASKCOORD(static_cast<int16_t>(arm), CC_OFF);
+    // On the classic line the worker decodes one reply a period, and a backlog of streamed coordinates hides all answers.
+    account.hasBacklog = client.TheAccount().lineMode == 0 && HasReplies(arm);
+    if (account.hasBacklog) return;
     account.tries = 1;
-    while (!Works(client, arm) && account.tries < kMostTries) ++account.tries;
+    while (!Works(client, arm) && account.tries < kMostTries) {
+        ++account.tries;
+        // It discards what the classic line is behind with.
+        client.Run(arm, "CC_SETSTATUS 0", Promise::Nothing, Client::kAckMs + client.CompletionMs(arm) + 2000, 0,
+                   [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
+    }
     if (account.tries == kMostTries) return;
     client.Rest(arm);
     client.ResetMoves(arm);

@@ -277,7 +277,8 @@ void Controller::Stream(const Command &command) {
 }
 
 void Controller::StreamStep() {
-    ReportCoordinates();
+    // A line that is slower than the stream gets fewer reports, not later ones.
+    if (HasSentAll()) ReportCoordinates();
     streaming_ = agenda_.After(streamPeriod_, [this] { StreamStep(); });
 }
 

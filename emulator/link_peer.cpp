@@ -93,7 +93,7 @@ void LinkPeer::ReceiveFrame(Bytes bytes) {
 
 // Once a frame: a second wrong bit may hide the first from the checksum.
 void LinkPeer::Corrupt(Bytes &frame) {
-    frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
+    if (frame.size() > 1) frame[faults_.Pick(static_cast<uint32_t>(frame.size() - 1))] ^= 1;
 }
 
 void LinkPeer::TakeLate() {
@@ -187,6 +187,7 @@ void LinkPeer::Transmit() {
     if (txSequence_ == kDown || messages_.empty()) return;
     ++transmissions_;
     PutFrame(DataFrame(kData[txSequence_], messages_.front()));
+    if (txSequence_ == kDown) return;  // a fault of that frame has started the link anew
     agenda_.Cancel(timer_);
     timer_ = agenda_.After(options_.ackTimeout, [this] { OnAckTimeout(); });
 }
