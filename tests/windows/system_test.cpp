@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
+#include <vector>
 
 #include "conformance/backend.h"
 #include "platform/message_box.h"
@@ -36,7 +38,7 @@ TEST(MessageBoxWindows, IsModalWithoutAnOwnerUnderTheSystemsCaption) {
 std::atomic<int> timerRuns[2];  // on the first thread, and on others
 DWORD firstThread = 0;
 
-bool CountTimer() {
+bool CountTimer(bool) {
     ++timerRuns[GetCurrentThreadId() == firstThread ? 0 : 1];
     return true;
 }
@@ -78,6 +80,55 @@ TEST(WindowTimer, ThatAnotherThreadStopsRunsNothingMore) {
     second.join();
     EXPECT_EQ(timerRuns[0], 0);
     EXPECT_GT(timerRuns[1], 0);
+}
+
+struct TimerRun {
+    DWORD thread;
+    bool periodic;
+    auto operator<=>(const TimerRun &) const = default;
+};
+std::vector<TimerRun> runs;
+
+bool KeepRun(bool periodic) {
+    runs.push_back({GetCurrentThreadId(), periodic});
+    return true;
+}
+
+TEST(WindowTimer, RunsOnItsThreadAtOnceWhenAnotherWakesIt) {
+    const HWND real = CreateWindowA("STATIC", "timer", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(real, nullptr);
+    const TimerRun woken{GetCurrentThreadId(), false};
+    const TimerRun fired{GetCurrentThreadId(), true};
+    for (const HWND window : {HWND{nullptr}, real}) {
+        runs.clear();
+        const auto wakeTwice = [] {
+            std::thread([] {
+                for (int i = 0; i < 2; ++i) platform::WakeWindowTimer();
+            }).join();
+        };
+        uintptr_t id = platform::StartWindowTimer(window, 3'600'000, KeepRun);
+        ASSERT_NE(id, 0u);
+        for (size_t wakes = 1; wakes <= 3; ++wakes) {
+            wakeTwice();
+            DispatchFor(50);
+            EXPECT_EQ(runs, std::vector<TimerRun>(wakes, woken));
+        }
+        wakeTwice();
+        platform::StopWindowTimer(window, id);
+        wakeTwice();
+        DispatchFor(50);
+        EXPECT_EQ(runs.size(), 3u);
+        runs.clear();
+        id = platform::StartWindowTimer(window, 10, KeepRun);
+        DispatchFor(200);
+        wakeTwice();
+        DispatchFor(200);
+        platform::StopWindowTimer(window, id);
+        EXPECT_GT(runs.size(), 4u);
+        EXPECT_EQ(std::count(runs.begin(), runs.end(), woken), 1);
+        EXPECT_EQ(std::count(runs.begin(), runs.end(), fired) + 1, runs.size());
+    }
+    DestroyWindow(real);
 }
 
 }  // namespace
