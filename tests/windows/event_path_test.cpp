@@ -101,10 +101,10 @@ struct StandInDriver {
 }  // namespace
 }  // namespace cc::test
 
-// clang-format off
 #define CreateFileA(...) CreateEventA(nullptr, TRUE, FALSE, nullptr)
 #define SetupComm(...) TRUE
-#define SetCommState(handle, settings) (cc::test::driver.eventChar = static_cast<uint8_t>((settings)->EvtChar), TRUE)
+#define SetCommState(handle, settings) \
+    (cc::test::driver.eventChar = static_cast<uint8_t>((settings)->EvtChar), TRUE)
 #define SetCommTimeouts(...) TRUE
 #define GetCommTimeouts(handle, timeouts) ((timeouts)->ReadTotalTimeoutConstant = 25)
 #define SetCommMask(handle, mask) cc::test::driver.SetMask(mask)
@@ -117,7 +117,6 @@ struct StandInDriver {
 
 #include "platform/win32/line_watcher.cpp"
 #include "platform/win32/serial_line.cpp"
-// clang-format on
 
 namespace cc::test {
 namespace {
