@@ -177,8 +177,11 @@ TEST_F(EventPath, TakesWhatTheDriverReports) {
     EXPECT_TRUE(line.HasUnreadEvent());
     line.ReportAgain();
     EXPECT_TRUE(Eventually([this] { return events == 4 && taken == 8; }));
+    // What lies there is looked at without being lost.
+    driver.Send({3});
+    EXPECT_FALSE(line.HoldsEventChar());
     driver.Send({8});
-    EXPECT_TRUE(Eventually([this] { return events == 5 && taken == 9; }));
+    EXPECT_TRUE(Eventually([this] { return events == 5 && taken == 10; }));
 }
 
 TEST_F(EventPath, AsksForTheCharacterAloneWhereMoreIsRefused) {
