@@ -46,11 +46,10 @@ class SerialLine {
     /// Hands the device what it takes at once, without waiting: never blocks a timer's thread. Result: bytes
     /// taken.
     uint32_t Post(const uint8_t *bytes, uint32_t count);
-    /// Whether an event character lies in the input, for its reader. A backend that cannot look into the
-    /// device's input takes any of it for one.
+    /// Whether an event character lies in the input, for its reader.
     bool HoldsEventChar();
     /// The same for other threads, which see input also in the watcher's hands: while its report is due or
-    /// running.
+    /// running. A backend that cannot look into the device's input takes any of it for one.
     bool HasUnreadEvent();
     /// Makes the watcher report an event character that lies in the input once more.
     void ReportAgain();

@@ -9,25 +9,19 @@
 namespace cc::test {
 namespace {
 
-class Sockets {
-  public:
-    Sockets() {
-        WSADATA data{};
-        if (WSAStartup(MAKEWORD(2, 2), &data) != 0) throw std::runtime_error("no sockets");
-    }
-    ~Sockets() { WSACleanup(); }
-};
-
 // A connection to the server that makes a new COM9 for each, whose far end the connection is, and unplugs it
 // when the connection is closed. The server's port on this machine is in the environment.
 class ServedFarEnd final : public FarEnd {
   public:
     ServedFarEnd() {
+        WSADATA data{};
         const char *const port = std::getenv("CC_FAR_END_PORT");
+        if (port == nullptr || WSAStartup(MAKEWORD(2, 2), &data) != 0) throw std::runtime_error("no server");
+        socket_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
         sockaddr_in server{};
         server.sin_family = AF_INET;
         server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        server.sin_port = htons(static_cast<u_short>(port != nullptr ? std::atoi(port) : 0));
+        server.sin_port = htons(static_cast<u_short>(std::atoi(port)));
         if (connect(socket_, reinterpret_cast<sockaddr *>(&server), sizeof server) != 0) {
             throw std::runtime_error("nobody serves the far end");
         }
@@ -63,8 +57,7 @@ class ServedFarEnd final : public FarEnd {
     }
 
   private:
-    Sockets sockets_;
-    SOCKET socket_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    SOCKET socket_ = INVALID_SOCKET;
     Bytes received_;
 };
 

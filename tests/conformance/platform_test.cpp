@@ -177,8 +177,10 @@ TEST_F(LineConformance, TheEventProcedureMayReadAndIsCalledAgainForWhatItLeft) {
 
 TEST_F(LineConformance, AnUnpluggedDeviceReadsAndWritesNothing) {
     Watch();
+    EXPECT_FALSE(line.IsLost());
     farEnd->Unplug();
     EXPECT_TRUE(Eventually([this] { return line.Write(inEvent, 1) == 0; }));
+    EXPECT_TRUE(Eventually([this] { return line.IsLost(); }));
     EXPECT_TRUE(Read(4).empty());
     EXPECT_TRUE(watcher.Stop(1000));
     line.Close();

@@ -28,29 +28,16 @@ if [ "$tool" = i686-w64-mingw32 ]; then
   echo "argument bytes of $(wc -l < "$work/decorated") exports as in the table"
 fi
 
-# Nothing to ship beside the library, and beside the program only the library.
-imports() {
-  "$tool-objdump" -p "$1" | sed -n 's/^\tDLL Name: //p' | sort -f
-}
-system='KERNEL32.dll|msvcrt.dll|USER32.dll|WINMM.dll'
-imports "$build/CC_Interface.dll" | grep -q -x KERNEL32.dll
-if imports "$build/CC_Interface.dll" | grep -vixE "$system"; then exit 1; fi
-imports "$build/cmm.exe" | grep -q -x CC_Interface.dll
-if imports "$build/cmm.exe" | grep -vixE "$system|CC_Interface.dll"; then exit 1; fi
-echo "imports of system libraries only"
-
-# A DLL for the right processor, that may lie anywhere in memory, with a version.
-case $tool in
-  i686-*) format=pei-i386 ;;
-  *) format=pei-x86-64 ;;
-esac
-grep "file format $format\$" "$work/headers"
-grep -qE '^\s+DLL$' "$work/headers"
-grep -qE '^\s+DYNAMIC_BASE$' "$work/headers"
-grep -qE '^\s+NX_COMPAT$' "$work/headers"
-# Vista is the oldest Windows.
+# Nothing to ship beside the library, and beside the program only the library; Vista is the oldest Windows.
 for file in CC_Interface.dll cmm.exe; do
-  "$tool-objdump" -p "$build/$file" | awk '/^M..orOSystemVersion|^M..orSubsystemVersion/ { version = version " " $2 }
-    END { print "'$file' for Windows" version; exit version != " 6 0 6 0" }'
+  "$tool-objdump" -p "$build/$file" > "$work/headers"
+  sed -n 's/^\tDLL Name: //p' "$work/headers" > "$work/imports"
+  grep -q -x KERNEL32.dll "$work/imports"
+  if grep -vixE 'KERNEL32.dll|msvcrt.dll|USER32.dll|WINMM.dll|CC_Interface.dll' "$work/imports"; then exit 1; fi
+  awk '/^M..orOSystemVersion|^M..orSubsystemVersion/ { version = version " " $2 }
+    END { print "'$file' for Windows" version; exit version != " 6 0 6 0" }' "$work/headers"
+  # It may lie anywhere in memory.
+  grep -qE '^\s+DYNAMIC_BASE$' "$work/headers"
+  grep -qE '^\s+NX_COMPAT$' "$work/headers"
 done
 strings -el "$build/CC_Interface.dll" | grep -A1 -x FileVersion

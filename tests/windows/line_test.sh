@@ -4,18 +4,11 @@
 set -eu
 . "$(dirname "$0")/wine.sh"
 log=$(mktemp)
-server=
-trap 'kill "$server" 2> /dev/null || true; rm -f "$log"' EXIT
-serving() {
-  while ! grep -q 'listening on' "$log"; do kill -0 "$server" 2> /dev/null || return 1; done
-}
 rm -f "$devices/com9"
-CC_FAR_END_PORT=$((20000 + $$ % 20000))
+socat -d -d TCP-LISTEN:0,bind=127.0.0.1,fork "PTY,link=$devices/com9,raw,echo=0" 2> "$log" &
+server=$!
+trap 'kill $server 2> /dev/null || true; rm -f "$log"' EXIT
+while ! grep -q 'listening on' "$log"; do kill -0 $server; done
+CC_FAR_END_PORT=$(sed -n 's/.*listening on .*://p' "$log")
 export CC_FAR_END_PORT
-for _ in 1 2 3 4 5; do
-  CC_FAR_END_PORT=$((CC_FAR_END_PORT + 1))
-  socat -d -d "TCP-LISTEN:$CC_FAR_END_PORT,bind=127.0.0.1,reuseaddr,fork" "PTY,link=$devices/com9,raw,echo=0" 2> "$log" &
-  server=$!
-  serving && break
-done
 run "$build/windows_tests.exe"

@@ -1,12 +1,11 @@
 #!/bin/sh
-# cmm.exe measures on COM ports whose far ends cmm-emulator serves. Its frames keep so far apart that the host sees two of
-# them apart even when it stalls meanwhile. Arguments: build folder, cmm-emulator, initialisation file.
+# cmm.exe measures on COM ports whose far ends cmm-emulator serves. Arguments: build folder, cmm-emulator,
+# initialisation file.
 set -eu
 . "$(dirname "$0")/wine.sh"
 log=$(mktemp)
 picture=$WINEPREFIX/picture.svg
-"$2" --link-dir "$devices" --port 3 --head --head-speed 720 --speed 300 --probing-speed 300 --gap 150 \
-  --log > "$log" &
+"$2" --link-dir "$devices" --port 3 --head --head-speed 720 --speed 300 --probing-speed 300 --log > "$log" &
 emulator=$!
 trap 'kill $emulator 2> /dev/null || true; rm -f "$log"' EXIT
 while ! grep -q '^head on' "$log"; do kill -0 $emulator; done

@@ -8,6 +8,7 @@
 #include "conformance/backend.h"
 #include "platform/message_box.h"
 #include "platform/message_loop.h"
+#include "windows/message_loop.h"
 
 namespace cc::test {
 namespace {
@@ -33,51 +34,70 @@ TEST(MessageBoxWindows, IsModalWithoutAnOwnerUnderTheSystemsCaption) {
     EXPECT_TRUE(confirmed);
 }
 
-std::atomic<int> timerRuns[2];  // on the first thread, and on others
-DWORD firstThread = 0;
+class WindowTimer : public testing::Test {
+  protected:
+    WindowTimer() { periods = wakes = elsewhere = 0; }
 
-bool CountTimer() {
-    ++timerRuns[GetCurrentThreadId() == firstThread ? 0 : 1];
-    return true;
-}
-
-// Result: timer messages that came.
-int DispatchFor(DWORD milliseconds) {
-    int timers = 0;
-    const ULONGLONG end = GetTickCount64() + milliseconds;
-    for (ULONGLONG now = GetTickCount64(); now < end; now = GetTickCount64()) {
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
-        MSG message;
-        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
-            timers += message.message == WM_TIMER ? 1 : 0;
-            DispatchMessageA(&message);
-        }
+    static bool Count(bool periodic) {
+        ++(GetCurrentThreadId() != thread ? elsewhere : periodic ? periods : wakes);
+        return true;
     }
-    return timers;
+    static void WakeTwiceElsewhere() {
+        std::thread([] {
+            platform::WakeWindowTimer();
+            platform::WakeWindowTimer();
+        }).join();
+    }
+
+    inline static const DWORD thread = GetCurrentThreadId();
+    inline static std::atomic<int> periods, wakes;  // runs on that thread
+    inline static std::atomic<int> elsewhere;       // and on others
+};
+
+TEST_F(WindowTimer, ThatAnotherThreadStopsRunsNothingMore) {
+    const uintptr_t first = platform::StartWindowTimer(nullptr, 10, Count);
+    EXPECT_TRUE(Loop([] { return periods > 0; }));
+    std::thread([first] { platform::StopWindowTimer(nullptr, first); }).join();
+    periods = 0;
+    std::thread second([] {
+        const uintptr_t id = platform::StartWindowTimer(nullptr, 10, Count);
+        LoopFor(300);
+        platform::StopWindowTimer(nullptr, id);
+        EXPECT_EQ(KillTimer(nullptr, id), FALSE);
+    });
+    EXPECT_TRUE(Eventually([] { return elsewhere > 0; }));
+    LoopFor(100);
+    EXPECT_EQ(KillTimer(nullptr, first), FALSE);  // it fired once more
+    second.join();
+    EXPECT_EQ(periods, 0);
 }
 
-TEST(WindowTimer, ThatAnotherThreadStopsRunsNothingMore) {
-    firstThread = GetCurrentThreadId();
-    const uintptr_t first = platform::StartWindowTimer(nullptr, 10, CountTimer);
-    ASSERT_NE(first, 0u);
-    EXPECT_GT(DispatchFor(100), 0);
-    EXPECT_GT(timerRuns[0], 0);
-    std::thread([first] { platform::StopWindowTimer(nullptr, first); }).join();
-    timerRuns[0] = 0;
-    std::atomic<bool> runs{false};
-    std::thread second([&runs] {
-        const uintptr_t id = platform::StartWindowTimer(nullptr, 10, CountTimer);
-        runs = id != 0;
-        DispatchFor(300);
-        platform::StopWindowTimer(nullptr, id);
-        EXPECT_EQ(DispatchFor(50), 0);
-    });
-    EXPECT_TRUE(Eventually([&runs] { return runs.load(); }));
-    EXPECT_LE(DispatchFor(200), 2);  // one more, or one that had been posted too
-    EXPECT_EQ(DispatchFor(50), 0);
-    second.join();
-    EXPECT_EQ(timerRuns[0], 0);
-    EXPECT_GT(timerRuns[1], 0);
+TEST_F(WindowTimer, RunsOnItsThreadAtOnceWhenAnotherWakesIt) {
+    const HWND real = CreateWindowA("STATIC", "timer", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(real, nullptr);
+    for (const HWND window : {HWND{nullptr}, real}) {
+        uintptr_t id = platform::StartWindowTimer(window, 3'600'000, Count);
+        for (wakes = 0; wakes < 3;) {
+            const int before = wakes;
+            WakeTwiceElsewhere();
+            LoopFor(50);
+            ASSERT_EQ(wakes, before + 1);
+        }
+        WakeTwiceElsewhere();
+        platform::StopWindowTimer(window, id);
+        WakeTwiceElsewhere();
+        LoopFor(50);
+        EXPECT_EQ(wakes, 3);
+        EXPECT_EQ(periods, 0);
+        id = platform::StartWindowTimer(window, 10, Count);
+        WakeTwiceElsewhere();
+        EXPECT_TRUE(Loop([] { return periods == 3; }));
+        EXPECT_EQ(wakes, 4);
+        platform::StopWindowTimer(window, id);
+        periods = 0;
+    }
+    EXPECT_EQ(elsewhere, 0);
+    DestroyWindow(real);
 }
 
 }  // namespace

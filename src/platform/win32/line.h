@@ -51,7 +51,7 @@ struct Line {
     void *user = nullptr;
 
     // Where the driver does not report the event character, the watcher pulls the input and looks for it
-    // itself.
+    // itself. Who asks for an event character in the input pulls it as well, as a driver cannot be looked into.
     std::atomic<bool> watchesInput{false};
     Mutex pullLock;
     uint8_t pulled[4096] CC_GUARDED_BY(pullLock) = {};

@@ -73,7 +73,7 @@ void WatchEvents(Line &line) {
                 line.Report();
                 break;
             case Outcome::Again:
-                if (!line.ending && line.PendingInput() > 0) line.Report();
+                if (!line.ending && (line.PendingInput() > 0 || line.HasPulledEventChar())) line.Report();
                 break;
             case Outcome::Empty:
             case Outcome::Nothing:

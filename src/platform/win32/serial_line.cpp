@@ -182,15 +182,15 @@ bool SerialLine::SetTimeouts(uint32_t readMs, uint32_t writeMs) {
 ReadResult SerialLine::Read(uint8_t *buffer, uint32_t count) {
     Line &line = *line_;
     bool waited = false;
+    DWORD total = line.TakePulled(buffer, count);
     if (!line.watchesInput) {
-        const DWORD read = line.ReadDevice(line.reading, buffer, count, waited);
-        return {read, waited};
+        if (total < count) total += line.ReadDevice(line.reading, buffer + total, count - total, waited);
+        return {total, waited};
     }
     COMMTIMEOUTS timeouts{};
     GetCommTimeouts(line.handle, &timeouts);
     const ULONGLONG deadline = GetTickCount64() + timeouts.ReadTotalTimeoutConstant;
     const bool onWatcher = GetCurrentThreadId() == line.threadId;
-    DWORD total = line.TakePulled(buffer, count);
     while (total < count && !line.ending && line.IsOpen()) {
         const ULONGLONG now = GetTickCount64();
         if (now >= deadline) break;
@@ -238,9 +238,10 @@ uint32_t SerialLine::Post(const uint8_t *bytes, uint32_t count) {
 
 bool SerialLine::HoldsEventChar() {
     Line &line = *line_;
-    if (!line.watchesInput) return line.PendingInput() > 0;
-    if (line.PendingInput() > 0) line.PullInput(line.reading);
-    return line.HasPulledEventChar();
+    while (!line.HasPulledEventChar()) {
+        if (line.PendingInput() == 0 || !line.PullInput(line.reading)) return false;
+    }
+    return true;
 }
 
 bool SerialLine::HasUnreadEvent() {
