@@ -78,7 +78,7 @@ struct ArmAccount {
 
     int tries = 0;  // of a command, until the arm worked again after the last fault; kMostTries: it did not
     bool restsAtLast = true;
-    bool hasBacklog = false;  // of replies, on a classic line
+    bool hasBacklog = false;         // of replies, on a classic line
     bool diedWithItsDevice = false;  // classic line, unplugged while open
     bool lineFailed = false;         // the line was unplugged or full at some time
     std::vector<std::string> left;   // what was not given back

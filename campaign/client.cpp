@@ -156,7 +156,8 @@ void Client::Open(int arm) {
     const int result = Run(arm, "CC_INIT", Promise::Nothing, OpeningMs(arm), CC_OK, [&] {
         return CC_INIT(nullptr, static_cast<int16_t>(arm), arm == 1 ? OnEventOf<1> : OnEventOf<2>,
                        port.c_str(), plan.head == HeadKind::Emulated ? headPort.c_str() : nullptr,
-                       plan.extendedStart ? 1 : 0, 0.0001, 0.01, Flags(arm), own.iniFile.c_str());
+                       plan.extendedStart ? 1 : 0, kLinearScale, kWristScale, Flags(arm),
+                       own.iniFile.c_str());
     });
     own.open = result == CC_OK;
     if (!own.open) return;

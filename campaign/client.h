@@ -11,6 +11,10 @@
 
 namespace campaign {
 
+/// Of both arms, in mm and in the wrist's unit.
+inline constexpr double kLinearScale = 0.0001;
+inline constexpr double kWristScale = 0.01;
+
 class Client {
   public:
     Client(const Plan &plan, Account &account, bool tells);

@@ -81,15 +81,16 @@ using SendingTimes = std::map<std::string, std::vector<int64_t>>;
 
 SendingTimes TimesOf(const ArmAccount &arm) {
     SendingTimes times;
-    for (const Timed &frame : arm.sent) times[Key(emulator::MessageInFrame(frame.bytes))].push_back(frame.time);
+    for (const Timed &frame : arm.sent)
+        times[Key(emulator::MessageInFrame(frame.bytes))].push_back(frame.time);
     return times;
 }
 
 bool WasSent(const SendingTimes &times, const Queued &queued, int64_t until) {
     const auto found = times.find(Key(queued.message));
     return found != times.end() && std::any_of(found->second.begin(), found->second.end(), [&](int64_t time) {
-        return time >= queued.time && time <= until;
-    });
+               return time >= queued.time && time <= until;
+           });
 }
 
 /// How likely it is that a message was executed, by what its call says; the likely ones are matched first.
@@ -124,21 +125,19 @@ Matching Match(const Account &account, const ArmAccount &arm) {
     for (size_t i = 0; i < arm.executed.size(); ++i) {
         const auto [time, message] = arm.executed[i];
         std::vector<size_t> &candidates = waiting[Key(message)];
-        const auto inItsCall = [&](const Queued &queued) {
-            return queued.call != kNoCall && account.calls[static_cast<size_t>(queued.call)].end >= time;
+        const auto likelihood = [&](size_t queued) {
+            const int call = arm.queued[queued].call;
+            const bool inItsCall = call != kNoCall && account.calls[static_cast<size_t>(call)].end >= time;
+            return inItsCall ? Likely::Now : matching.likely[queued];
         };
-        for (const Likely wanted : {Likely::Now, Likely::Yes, Likely::Perhaps, Likely::No}) {
-            const auto found = std::find_if(candidates.begin(), candidates.end(), [&](size_t queued) {
-                const bool fits =
-                    wanted == Likely::Now ? inItsCall(arm.queued[queued]) : matching.likely[queued] == wanted;
-                return fits && arm.queued[queued].time <= time;
-            });
-            if (found == candidates.end()) continue;
-            matching.queuedOf[i] = *found;
-            matching.executedOf[*found] = i;
-            candidates.erase(found);
-            break;
-        }
+        auto best = candidates.end();
+        for (auto each = candidates.begin(); each != candidates.end() && arm.queued[*each].time <= time;
+             ++each)
+            if (best == candidates.end() || likelihood(*each) < likelihood(*best)) best = each;
+        if (best == candidates.end()) continue;
+        matching.queuedOf[i] = *best;
+        matching.executedOf[*best] = i;
+        candidates.erase(best);
     }
     return matching;
 }
@@ -228,6 +227,9 @@ void CheckLeftovers(Account &account, int number) {
         account.Meet("classic line: a reply came late or not at all, as reception was behind");
     } else if (arm.hasBacklog || !arm.restsAtLast || arm.left == std::vector<std::string>{"a reply"}) {
         account.Meet("classic line: replies come faster than the worker decodes them");
+        return;
+    } else if (arm.left == std::vector<std::string>{"a message to send"}) {
+        account.Meet("classic line: an acknowledgement lies unread until the next frame comes");
         return;
     }
     for (const std::string &left : arm.left)

@@ -10,8 +10,8 @@ namespace {
 
 using namespace emulator;
 
-// Two counts: the controller rounds to one, the sphere is met to a fraction of another.
-constexpr double kPointTolerance = 0.0002;
+// Each axis of both ends of the way is truncated to a count, and the point rounded to one: three axes, one and a half.
+constexpr double kPointTolerance = 0.0003;
 constexpr uint32_t kPointIds = 60000;
 
 Vector RandomDirection(Random &random) {
@@ -120,7 +120,7 @@ void Client::File(int arm, Random &random) {
             if (CC_CANSEND(number, ahead) == 0) return;
         }
         const int own = NextNumber();
-        const double away = own % 10000 * 0.0001;  // makes each message the only one of its bytes
+        const double away = own % 10000 * kLinearScale;  // makes each message the only one of its bytes
         const auto file = [&](uint32_t code) { moves.push_back({.reportCode = code}); };
         switch (random.Below(8)) {
             case 0:
@@ -149,14 +149,15 @@ void Client::File(int arm, Random &random) {
                 break;
             }
             case 4: {
-                const double angles[6] = {away / 100, random.Real(-0.1, 0.1)};
                 const bool incremental = random.Chance(0.5);
+                const double count = incremental ? kLinearScale : kWristScale;
+                const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
                 file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
                 (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
                 break;
             }
             case 5: {
-                const double angle[6] = {away / 100};
+                const double angle[6] = {(own % 1000 + 0.5) * kLinearScale};
                 const bool incremental = random.Chance(0.5);
                 file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
                 (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
@@ -222,7 +223,7 @@ bool Client::Prepare(int arm) {
 
 void Client::Scan(Random &random) {
     if (!Prepare(1) || !Rest(1) || OldestMove(1) != nullptr) return;
-    const double x = 100 + NextNumber() % 10000 * 0.0001, y = 80, step = random.Real(0.2, 2);
+    const double x = 100 + NextNumber() % 10000 * kLinearScale, y = 80, step = random.Real(0.2, 2);
     L2S_SetTargetPoint(&x, &y);
     L2S_SetMaxMinStep(&step, &step);
     Of(1).scanning = true;

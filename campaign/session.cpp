@@ -85,8 +85,8 @@ void Recover(Client &client, int arm) {
     while (!Works(client, arm) && account.tries < kMostTries) {
         ++account.tries;
         // It discards what the classic line is behind with.
-        client.Run(arm, "CC_SETSTATUS 0", Promise::Nothing, Client::kAckMs + client.CompletionMs(arm) + 2000, 0,
-                   [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
+        client.Run(arm, "CC_SETSTATUS 0", Promise::Nothing, Client::kAckMs + client.CompletionMs(arm) + 2000,
+                   0, [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
     }
     if (account.tries == kMostTries) return;
     client.Rest(arm);
