@@ -189,8 +189,7 @@ void EndCatchingUp(LinkState &link) {
 void TakeFrames(LinkState &link) {
     EndCatchingUp(link);
     for (int frames = 0; frames < kMostCaughtUp; ++frames) {
-        if (!link.port.HoldsEventChar()) return;
-        ReceiveFrame(link);
+        if (!link.port.HoldsEventChar() || !ReceiveFrame(link)) return;
     }
     link.port.ReportAgain();
 }
