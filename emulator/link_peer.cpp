@@ -154,6 +154,7 @@ void LinkPeer::ReceiveData(const Bytes &frame) {
     if (!repeated || !options_.ignoresRepetitions) Control(kAck[sequence]);
     if (repeated) return;
     rxSequence_ ^= 1;
+    if (onTaken) onTaken(*message);
     OnMessage(*message);
 }
 

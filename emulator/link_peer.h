@@ -26,6 +26,8 @@ class LinkPeer : public Peer {
     FaultSwitches &Faults() { return faults_; }
     /// Called with each frame that goes over the line, after faults: time in microseconds, direction, bytes.
     std::function<void(int64_t, Direction, const Bytes &)> onFrame;
+    /// Called with each message of the host that is taken, repetitions left out, before it is acted on.
+    std::function<void(const Bytes &)> onTaken;
 
   protected:
     /// Queues a message to the host.
