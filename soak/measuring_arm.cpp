@@ -135,14 +135,16 @@ void MeasuringArm::OnEvent(int32_t event, uint32_t info, const void *data) {
 
 void MeasuringArm::CheckPoint(uint32_t info, const PointRecord &point) {
     ++shared_.points;
+    ++points_;
     const Vector position{point.position[0], point.position[1], point.position[2]};
     const double off = sphere.Distance(position);
     if (std::abs(off) > kPointTolerance)
         Broken(shared_, "arm %d: a point lies %.4f mm off the part", number_, off);
     if (info != CC_POINT_BUFFERED) return;
-    // A controller that starts the link anew sends what it does not know to have been taken; a classic line may run a move
-    // twice. Either way points may be given to the wrong moves until both sides are brought together.
-    if (lost_ || !prompt_ || StartLinks() != startLinks_) {
+    if (!prompt_) return;  // it may run a move twice, and points go to the wrong moves then
+    // A controller that starts the link anew sends again what it does not know to have been taken. Points may be given to
+    // the wrong moves until both sides are brought together.
+    if (lost_ || StartLinks() != startLinks_) {
         lost_ = true;
         return;
     }
@@ -176,7 +178,7 @@ bool MeasuringArm::Resynchronise() {
         CC_BUFFRESET(number_);
         return true;
     });
-    movesDone_ = 0;
+    movesDone_ = points_ = 0;
     positionKnown_ = false;
     if (!Reaches(CC_STATUS_MEASURING, CC_ORDER_MEASURING)) lost_ = true;
     Do(kOpBuf, [&] { return CC_OPBUF(number_, CC_OPBUF_RESET); });
@@ -355,7 +357,7 @@ bool MeasuringArm::Probes() {
     for (int i = 0; i < 200 && !lost_ && !(filed_[id_].reported && CC_MOVING(number_) == 0); ++i) {
         Run(50);
         // Points of a classic line are not matched.
-        if (!prompt_ && CC_MOVING(number_) == 0 && movesDone_ >= 4) return true;
+        if (!prompt_ && CC_MOVING(number_) == 0 && movesDone_ >= 4 && points_ > 0) return true;
     }
     return !lost_ && filed_[id_].reported;
 }

@@ -65,7 +65,7 @@ class MeasuringArm {
     int64_t headUnplugs_ = 0;  // when the arm was opened
     uint32_t serial_ = 0;
     uint16_t id_ = 0;
-    int movesDone_ = 0;  // in this epoch
+    int movesDone_ = 0, points_ = 0;  // in this epoch
     bool positionKnown_ = false;
     emulator::Vector position_{};
     emulator::Vector direction_{0, 0, 1};
