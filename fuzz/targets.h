@@ -1,5 +1,5 @@
 // What is fuzzed: every place where bytes from outside are taken apart. Each target takes any bytes and must
-// neither crash, nor hang, nor leave a bound; sanitizers watch.
+// neither crash, nor hang, nor leave a bound; sanitizers watch. What it finds depends on its input alone.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +12,8 @@ void Replies(const uint8_t *data, size_t size);
 void PortDefinition(const uint8_t *data, size_t size);
 void Profile(const uint8_t *data, size_t size);
 void HeadAnswer(const uint8_t *data, size_t size);
+void Stream(const uint8_t *data, size_t size);
+void Exports(const uint8_t *data, size_t size);
 
 /// Targets by the name of their corpus folder.
 struct Target {
@@ -19,8 +21,8 @@ struct Target {
     void (*run)(const uint8_t *data, size_t size);
 };
 inline constexpr Target kTargets[] = {
-    {"frames", ReceivedFrames}, {"replies", Replies}, {"ports", PortDefinition},
-    {"profiles", Profile},      {"head", HeadAnswer},
+    {"frames", ReceivedFrames}, {"replies", Replies}, {"ports", PortDefinition}, {"profiles", Profile},
+    {"head", HeadAnswer},       {"stream", Stream},   {"exports", Exports},
 };
 
 }  // namespace cc::fuzz

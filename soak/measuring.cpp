@@ -1,0 +1,66 @@
+// The measuring program: both arms at work, round by round, and what it uses at the end of a round.
+#include <dirent.h>
+#include <malloc.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "cc_interface_posix.h"
+#include "measuring_arm.h"
+
+namespace soak {
+namespace {
+
+Resources Measure() {
+    Resources resources;
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmRSS:") status >> resources.residentKb;
+        if (word == "Threads:") status >> resources.threads;
+    }
+    DIR *const folder = opendir("/proc/self/fd");
+    while (folder != nullptr && readdir(folder) != nullptr) ++resources.descriptors;
+    closedir(folder);
+    resources.heapKb = static_cast<int64_t>(mallinfo2().uordblks / 1024);
+    return resources;
+}
+
+void CountBox(const char *, void *user) {
+    ++static_cast<Shared *>(user)->boxes;
+}
+
+}  // namespace
+
+void RunMeasuring(Shared &shared, const char *folder, uint64_t seed) {
+    setenv("CC_PORT_DIR", folder, 1);
+    CC_SET_MESSAGE_BOX(CountBox, &shared);
+    Random random(seed);
+    std::unique_ptr<MeasuringArm> arms[kArms];
+    for (int i = 0; i < kArms; ++i) {
+        arms[i] = std::make_unique<MeasuringArm>(shared, folder, static_cast<int16_t>(i + 1), random());
+        measuringArms[i] = arms[i].get();
+    }
+    while (shared.phase != Phase::Over) {
+        if (shared.roundsDone == shared.round) {
+            CC_LOOP_RUN(5);
+            continue;
+        }
+        for (int i = 0; shared.phase == Phase::Faulty; i = (i + 1) % kArms) {
+            // The second arm is always on the prompt line.
+            if (arms[i]->IsOpen() || arms[i]->Open(i == 1 || !OneIn(random, 3))) arms[i]->Work();
+        }
+        while (shared.cleanRound != shared.round) CC_LOOP_RUN(5);
+        for (const auto &arm : arms) arm->CheckWorks();
+        const bool first = shared.round == 1;
+        if (first || shared.lastRound || OneIn(random, 3)) {
+            for (const auto &arm : arms) arm->Close();
+            shared.last = Measure();
+            if (first) shared.first = shared.last;
+        }
+        shared.roundsDone = shared.round.load();
+    }
+}
+
+}  // namespace soak
