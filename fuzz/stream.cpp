@@ -86,7 +86,7 @@ ArmContext &Renew(uint8_t start) {
         RenewArm(User::Stream, (start & kAtEnds) != 0 ? -2 : 0);
     }
     arm.connection.workerActive = true;
-    arm.connection.lostLineMs = 0;
+    arm.connection.lineTriedTick = arm.link.ticks;
     LinkState &link = arm.link;
     VirtualPort &port = VirtualPort::Number(1);
     port.present = true;

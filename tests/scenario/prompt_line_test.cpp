@@ -159,12 +159,48 @@ TEST_F(PromptLineTest, ADeviceThatComesBackIsTakenUp) {
     CC_LOOP_RUN(3000);
     EXPECT_EQ(Story(), "1/257 8/257 ");
     EXPECT_FALSE(port.IsOpen());
+    FileMoves(1);  // the worker waits for its acknowledgement, over and over
+    Messages frames;
+    controller.onFrame = [&frames](int64_t, Direction direction, const Bytes &frame) {
+        if (direction == Direction::ToController) frames.push_back(frame);
+    };
     port.present = true;
-    CC_LOOP_RUN(5000);
+    CC_LOOP_RUN(10000);
     EXPECT_TRUE(port.IsOpen());
-    EXPECT_EQ(Events(1).back(), Of(1, 1));
+    // What has broken off is ended before the start-link: "03 09" and "09 08" would be a frame.
+    EXPECT_EQ(frames.at(1), Hex("09 08"));
+    EXPECT_EQ(Story(), "1/257 8/257 1/1 ");
     uint16_t words[2];
     EXPECT_EQ(CC_IO(1, 1, words), 1);
+}
+
+TEST_F(PromptLineTest, ACommandThatTheLineNeverTookLeavesNothingBehind) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_NO_FATAL_FAILURE(Measure("timeout=1\n"));
+    platform::VirtualPort &port = platform::VirtualPort::Number(kPort);
+    uint16_t words[2];
+    port.writeSpace = 0;
+    EXPECT_EQ(CC_IO(1, 1, words), 0);
+    port.writeSpace = UINT32_MAX;
+    for (const int16_t feed : {5, 6}) EXPECT_EQ(CC_FEED(1, feed), 1);
+    CC_LOOP_RUN(5000);
+    EXPECT_EQ(controller.Commands().at(734), 2);
+    EXPECT_EQ(controller.Commands().count(900), 0u);
+    EXPECT_EQ(arm1.link.statistics.framesRepeated, 0u);
+}
+
+TEST_F(PromptLineTest, ASystemThatRefusesTheEventOnlyMakesItWaitInSteps) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    World::Instance().callsUntilFailure =
+        1;  // the acknowledgement event is the first, that of progress the second
+    ASSERT_NO_FATAL_FAILURE(Measure(kUsual));
+    EXPECT_FALSE(arm1.link.progress.IsOpen());
+    uint16_t words[2];
+    EXPECT_EQ(CC_IO(1, 1, words), 1);
+    EXPECT_EQ(CC_FEED(1, 1), 1);
+    EXPECT_EQ(CC_GETCOORD(1), 1);
 }
 
 // As a host does, which drops a repeated frame without a word.
