@@ -235,6 +235,9 @@ void FarEnd::EndFaults() {
     port.present = true;
     port.writeSpace = UINT32_MAX;
     port.refuseSettings = false;
+    // Noise that lies unread would spoil the next frame, whenever it comes.
+    port.Send({8});
+    line_.Ask([this] { controller_.Receive(8); });
     if (head_ != nullptr) head_->options = HeadOptions{.speed = 720};
 }
 

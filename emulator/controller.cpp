@@ -177,6 +177,7 @@ void Controller::ChangeState(const Command &command) {
 
 void Controller::StartZeroing(const Command &) {
     agenda_.After(options_.zeroingTime, [this] {
+        if (state_ != state::kZeroing) return;  // it was broken off
         machine_.Zero(agenda_.Now());
         Reply(reply::kZeroing, {1, 0});
     });

@@ -38,8 +38,9 @@ class World {
     /// The host stands still from now on, as a stopped process does: nothing of it runs, while the far ends of
     /// its lines go on. Afterwards waits that are over end first, then timers tick, and lines report last.
     void StandStill(int64_t microseconds) {
-        stoodStill_ += now_ + microseconds - std::max(now_, stillUntil_);
-        stillUntil_ = now_ + microseconds;
+        const int64_t until = std::max(stillUntil_, now_ + microseconds);
+        stoodStill_ += until - std::max(now_, stillUntil_);
+        stillUntil_ = until;
     }
     /// How long the host has stood still so far, or will have when it goes on.
     int64_t StoodStill() const { return stoodStill_; }
