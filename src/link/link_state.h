@@ -70,8 +70,8 @@ struct LinkState {
     // Ticks that the link has not counted yet; counted before the lock is tried. Relaxed: it is a mere sum.
     std::atomic<uint32_t> ticksDue{0};
 
-    // A prompt line's frame waits to be sent; whoever gives the lock up looks. Sequentially consistent, so that
-    // either the asking thread finds the lock free or its holder finds the wish.
+    // A prompt line's frame waits to be sent; SendPromptly and the tick look when they give the lock up. Sequentially
+    // consistent, so that either the asking thread finds the lock free or one of them finds the wish.
     std::atomic<bool> sendWanted{false};
 
     // What a prompt line tells the caller's thread. `lostMove` and `lostSlot` are written before the slot is freed.
