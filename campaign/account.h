@@ -65,7 +65,7 @@ inline constexpr int kMostTries = 10;
 struct ArmAccount {
     bool hasLine = false;
     std::vector<Queued> queued;
-    std::vector<Timed> sent;      // data frames as the host put them on the line
+    std::vector<Timed> sent;      // data frames as the host put them on the line, by their first bytes
     std::vector<Timed> executed;  // messages that the controller took
     std::vector<FiledMove> moves;
     std::vector<int64_t> resets;            // when moves were rejected or reset, or the arm was opened anew

@@ -57,13 +57,14 @@ FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account,
 }
 
 void FarEnd::TakeFromHost(uint8_t byte) {
+    if (incoming_.empty()) begun_ = World::Instance().Now();
     incoming_.push_back(byte);
     if (byte == 8) {
         Bytes frame;
         frame.swap(incoming_);
         if (tell_) tell_("      -> " + FrameWords(Direction::ToController, frame));
         if (frame[0] < std::size(account_.framesByType)) ++account_.framesByType[frame[0]];
-        if (frame[0] == 3 || frame[0] == 4) account_.sent.push_back({World::Instance().Now(), frame});
+        if (frame[0] == 3 || frame[0] == 4) account_.sent.push_back({begun_, frame});
         account_.lastSent.push_back(std::move(frame));
         if (account_.lastSent.size() > 2 * kFramesKept)
             account_.lastSent.erase(account_.lastSent.begin(), account_.lastSent.begin() + kFramesKept);
