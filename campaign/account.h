@@ -68,8 +68,7 @@ struct ArmAccount {
     std::vector<Timed> sent;      // data frames as the host put them on the line, by their first bytes
     std::vector<Timed> executed;  // messages that the controller took
     std::vector<FiledMove> moves;
-    std::vector<int64_t> resets;            // when moves were rejected or reset, or the arm was opened anew
-    emulator::LinkPeer::Doubtful doubtful;  // messages of the controller that the host may lack or have twice
+    std::vector<int64_t> resets;  // when moves were rejected or reset, or the arm was opened anew
 
     // The present opening of the line.
     uint32_t framesByType[10]{};   // of the host, since the link was reset
@@ -97,7 +96,6 @@ struct Weakness {
 };
 
 struct Box {
-    int64_t time;
     std::string text;
     int call;  // in which it was shown; kNoCall: in the worker
 };

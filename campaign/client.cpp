@@ -89,20 +89,19 @@ int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, 
     if (promise == Promise::Acknowledged && Flags(arm) != 0) promise = Promise::Nothing;
     Call call{.text = text, .arm = arm, .promise = promise, .begin = Now()};
     const bool open = IsOpen(arm);
-    call_ = static_cast<int>(account_.calls.size());
+    const auto number = static_cast<int>(account_.calls.size());
     account_.calls.push_back(call);
     const int result = run();
-    call = account_.calls[static_cast<size_t>(call_)];
+    call = account_.calls[static_cast<size_t>(number)];
     call.result = result;
     call.end = Now();
     call.limit = (open ? limitMs : 0) * kMillisecond + world.StoodStill() - still;
     if (!open && result != failure)
         account_.Break("a closed arm refuses at once", text + " gave " + std::to_string(result));
-    account_.calls[static_cast<size_t>(call_)] = call;
-    ReadTraces(call.begin, call_);
-    WatchBoxes(boxes, call_);
+    account_.calls[static_cast<size_t>(number)] = call;
+    ReadTraces(call.begin, number);
+    WatchBoxes(boxes, number);
     WatchStates();
-    call_ = kNoCall;
     Tell(text + " = " + std::to_string(result) + ", " + std::to_string((call.end - call.begin) / 1000) +
          " ms");
     return result;
@@ -110,7 +109,7 @@ int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, 
 
 void Client::WatchBoxes(size_t before, int call) {
     const auto &boxes = World::Instance().messageBoxes;
-    for (size_t i = before; i < boxes.size(); ++i) account_.boxes.push_back({Now(), boxes[i], call});
+    for (size_t i = before; i < boxes.size(); ++i) account_.boxes.push_back({boxes[i], call});
 }
 
 void Client::ReadTraces(int64_t time, int call) {

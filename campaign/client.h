@@ -107,7 +107,6 @@ class Client {
     Account &account_;
     const bool tells_;
     Arm arms_[2];
-    int call_ = kNoCall;  // under way
     int number_ = 0;
 };
 

@@ -228,8 +228,11 @@ void CheckLeftovers(Account &account, int number) {
         if (arm.tries > 1) account.Break("an arm works again by itself", name);
         if (!arm.restsAtLast) account.Break("an arm comes to rest", name);
     } else if (arm.tries == kMostTries) {
-        if (!arm.diedWithItsDevice) account.Break("an arm works again by itself", name);
-        account.Meet("classic line: dead until it is opened again, after an unplug");
+        if (arm.diedWithItsDevice) {
+            account.Meet("classic line: dead until it is opened again, after an unplug");
+        } else {
+            account.Break("an arm works again by itself", name);
+        }
     } else if (arm.tries > 1) {
         account.Meet("classic line: a reply came late or not at all, as reception was behind");
     } else if (arm.hasBacklog || !arm.restsAtLast || arm.left == std::vector<std::string>{"a reply"}) {

@@ -111,7 +111,6 @@ Account RunSession(const Plan &plan, bool tells) {
         for (const int arm : {1, 2}) Recover(client, arm);
         for (const int arm : {1, 2}) {
             if (client.IsOpen(arm)) client.Close(arm, CC_SHUTDOWN_P12);
-            account.arms[arm - 1].doubtful = client.FarEndOf(arm).Machine().DoubtfulMessages();
             account.lineTime += client.OpenTime(arm);
             for (const int32_t port : {FarEnd::ControllerPort(arm), FarEnd::HeadPort(arm)})
                 if (cc::platform::VirtualPort::Number(port).IsOpen())

@@ -36,6 +36,9 @@ bool LinkStart(LinkState &link) CC_EXCLUDES(link.lock);
 /// Declares the transmit side down, so that LinkStart starts it anew. What is in flight on a prompt line is dropped.
 void ForceLinkDown(LinkState &link) CC_EXCLUDES(link.lock);
 
+/// Notes that the line took so many bytes of the rest of a frame. Result: whether nothing is left.
+bool SkipTaken(LinkState &link, uint32_t taken) CC_REQUIRES(link.lock);
+
 /// Prompt line: a terminator goes out before the next frame, so that the controller does not read a frame that broke off
 /// and the next one as one. Eight bits of checksum would not always tell.
 void EndTornFrame(LinkState &link) CC_REQUIRES(link.lock);

@@ -18,10 +18,7 @@ bool WaitsForReception(LinkState &link) CC_REQUIRES(link.lock) {
 // Hands the line what is left of a frame that it took a part of. Result: whether nothing is left.
 bool PostRest(LinkState &link) CC_REQUIRES(link.lock) {
     if (link.unpostedBytes == 0) return true;
-    const uint32_t taken = link.port.Post(link.unposted, link.unpostedBytes);
-    link.unposted += taken;
-    link.unpostedBytes = static_cast<uint16_t>(link.unpostedBytes - taken);
-    return link.unpostedBytes == 0;
+    return SkipTaken(link, link.port.Post(link.unposted, link.unpostedBytes));
 }
 
 // Hands the line a frame, which stays where it is, and counts it if the line took any of it. A frame that it took
@@ -158,6 +155,12 @@ void WatchLine(LinkState &link) CC_REQUIRES(link.lock) {
 }
 
 }  // namespace
+
+bool SkipTaken(LinkState &link, uint32_t taken) {
+    link.unposted += taken;
+    link.unpostedBytes = static_cast<uint16_t>(link.unpostedBytes - taken);
+    return link.unpostedBytes == 0;
+}
 
 void EndTornFrame(LinkState &link) {
     static constexpr uint8_t kEnd = kTerminator;

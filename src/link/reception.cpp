@@ -59,10 +59,7 @@ void NoteControl(LinkState &link, uint8_t type, uint32_t &counter) CC_REQUIRES(l
 // Writes what is left of a frame that a full line took a part of, waiting for the line. Result: whether nothing is left.
 bool WriteRest(LinkState &link) CC_REQUIRES(link.lock) {
     if (link.unpostedBytes == 0) return true;
-    const uint32_t written = link.port.Write(link.unposted, link.unpostedBytes);
-    link.unposted += written;
-    link.unpostedBytes = static_cast<uint16_t>(link.unpostedBytes - written);
-    return link.unpostedBytes == 0;
+    return SkipTaken(link, link.port.Write(link.unposted, link.unpostedBytes));
 }
 
 // Sends a control frame and counts it; on a prompt line not in the middle of another. Result: whether the line took it.
