@@ -45,6 +45,21 @@ const StatusOrder *FindStatusOrder(int16_t status) {
     return nullptr;
 }
 
+// Waits for the answer to the message queued last. Without an acknowledgement it stays queued, and the call succeeds all
+// the same; what was given up with the link is no longer awaited.
+bool CompleteOrLeaveQueued(ArmContext &context, int16_t arm) {
+    switch (WaitForAckOrLoss(context)) {
+        case Delivery::Acknowledged:
+            return WaitForCompletion(context, arm);
+        case Delivery::Queued:
+            return true;
+        case Delivery::GivenUp:
+            break;
+    }
+    context.replies.awaitedReply = awaited::kNothing;
+    return false;
+}
+
 bool SendStatusOrder(ArmContext &context, int16_t arm, const StatusOrder &order) {
     ReplyState &replies = context.replies;
     replies.awaitedReply = order.state;
@@ -56,7 +71,7 @@ bool SendStatusOrder(ArmContext &context, int16_t arm, const StatusOrder &order)
         return true;
     }
     if (!QueueMessage(context.link, kNormal, CommandMessage(order.name))) return false;
-    return !WaitForAck(context, kAckTimeoutMs, Unsent::Keep) || WaitForCompletion(context, arm);
+    return CompleteOrLeaveQueued(context, arm);
 }
 
 bool StartZeroing(ArmContext *context, int16_t arm, const CommandMessage &zeroing) {
@@ -104,8 +119,7 @@ int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on) {
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     const CommandMessage message(on != 0 ? command::P02 : command::P03);
     if (!QueueMessage(context->link, kPriority, message)) return 0;
-    WaitForAck(*context, kAckTimeoutMs, Unsent::Keep);
-    return 1;
+    return WaitForAckOrLoss(*context) != Delivery::GivenUp;
 }
 
 int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n) {
@@ -116,7 +130,7 @@ int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n) {
     CommandName name = command::S25;
     name.digit2 = static_cast<char>(name.digit2 + n);
     if (!QueueMessage(context->link, kNormal, CommandMessage(name))) return 0;
-    return !WaitForAck(*context, kAckTimeoutMs, Unsent::Keep) || WaitForCompletion(*context, arm);
+    return CompleteOrLeaveQueued(*context, arm);
 }
 
 int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s) {

@@ -64,6 +64,15 @@ bool WaitFor(ArmContext &context, const MessageSlot *slot, uint32_t timeoutMs) {
     return false;
 }
 
+// Of the message queued last.
+Delivery AwaitDelivery(ArmContext &context, uint32_t timeoutMs) {
+    const LinkState &link = context.link;
+    const MessageSlot *const command = link.lastQueued;
+    if (!WaitFor(context, command, timeoutMs)) return Delivery::Queued;
+    const bool givenUp = command != nullptr && link.lostSlot.load(std::memory_order_acquire) == command;
+    return givenUp ? Delivery::GivenUp : Delivery::Acknowledged;
+}
+
 bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &message, bool &queued) {
     queued = QueueMessage(context.link, kNormal, message);
     return queued && WaitForCompletion(context, arm);
@@ -79,13 +88,15 @@ void AwaitProgress(LinkState &link, uint32_t milliseconds) {
     }
 }
 
-bool WaitForAck(ArmContext &context, uint32_t timeoutMs, Unsent unsent) {
-    LinkState &link = context.link;
-    MessageSlot *const command = link.lastQueued;
-    if (WaitFor(context, command, timeoutMs))
-        return link.lostSlot.load(std::memory_order_acquire) != command || command == nullptr;
-    if (unsent == Unsent::Withdraw) Withdraw(link, command);
-    return false;
+Delivery WaitForAckOrLoss(ArmContext &context) {
+    return AwaitDelivery(context, kAckTimeoutMs);
+}
+
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs) {
+    MessageSlot *const command = context.link.lastQueued;
+    const Delivery delivery = AwaitDelivery(context, timeoutMs);
+    if (delivery == Delivery::Queued) Withdraw(context.link, command);
+    return delivery == Delivery::Acknowledged;
 }
 
 bool WaitForAckOf(ArmContext &context, const MessageSlot &slot) {

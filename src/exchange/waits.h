@@ -10,9 +10,9 @@ namespace cc {
 
 inline constexpr uint32_t kAckTimeoutMs = 3000;
 
-/// What becomes of a message that a failed wait leaves in its queue on a prompt line. On a classic line it is sent when
-/// the link is up again, however long its call has failed.
-enum class Unsent { Withdraw, Keep };
+/// How the wait for an acknowledgement ended: it came, it is still to come, or the message was given up with a prompt
+/// line's link.
+enum class Delivery { Acknowledged, Queued, GivenUp };
 
 /// Waits on a prompt line until something has come that a wait may be for, at most `milliseconds`; where the system
 /// refused the event, until it is time to look again.
@@ -21,11 +21,15 @@ void AwaitProgress(LinkState &link, uint32_t milliseconds);
 /// Waits until the controller has acknowledged the message in flight. Result: true, at once in simulation mode
 /// and without an acknowledgement event; false after a time-out, once the operator has closed the box " No ACK
 /// Received ". Time in which the host stands still counts little, and frames that lie unread in the input at
-/// the end are waited for, a second at the most.
-bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs, Unsent unsent = Unsent::Withdraw);
+/// the end are waited for, a second at the most. On a prompt line it ends as soon as that very message is acknowledged or
+/// given up, and a message that was never sent is taken back; on a classic line it is sent when the link is up again,
+/// however long its call has failed.
+bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
 
-/// The same for the message in `slot` of the send queue. On a prompt line both end as soon as that very message is
-/// acknowledged, or given up.
+/// The same, for calls that succeed with what they leave queued: nothing is taken back.
+Delivery WaitForAckOrLoss(ArmContext &context);
+
+/// The same for the message in `slot` of the send queue. Result: whether it was acknowledged.
 bool WaitForAckOf(ArmContext &context, const MessageSlot &slot);
 
 /// The time that a wait may take: timeoutTicks, twice as many while the worker does not serve the arm. When

@@ -33,6 +33,10 @@ void LinkReset(LinkState &link) CC_EXCLUDES(link.lock);
 /// 12 start-links without an answer end it.
 bool LinkStart(LinkState &link) CC_EXCLUDES(link.lock);
 
+/// Prompt line: sends a start-link if the link is still down, which the tick may have started meanwhile: one behind its
+/// answer would let the controller expect another sequence than the host. Never blocks on the line.
+void StartPromptly(LinkState &link) CC_EXCLUDES(link.lock);
+
 /// Declares the transmit side down, so that LinkStart starts it anew. What is in flight on a prompt line is dropped.
 void ForceLinkDown(LinkState &link) CC_EXCLUDES(link.lock);
 

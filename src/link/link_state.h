@@ -58,7 +58,7 @@ struct LinkState {
     bool priorityInFlight CC_GUARDED_BY(lock) = false;  // the frame in flight came from the priority queue
     bool rxDelivered CC_GUARDED_BY(lock) = false;  // a data frame has come since the controller's start-link
     bool catchingUp CC_GUARDED_BY(lock) = false;   // reception reads all that lies there, not one an event
-    uint16_t postponedTicks CC_GUARDED_BY(lock) = 0;        // ticks that what is due has waited for reception
+    uint16_t postponedTicks CC_GUARDED_BY(lock) = 0;  // since what is due waits for reception; 0: it does not
     const uint8_t *unposted CC_GUARDED_BY(lock) = nullptr;  // rest of a frame that a full line took a part of
     uint16_t unpostedBytes CC_GUARDED_BY(lock) = 0;
     SimulatorState simulator CC_GUARDED_BY(lock);

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "link/link_control.h"
+#include "link/link_guard.h"
 
 namespace cc {
 namespace {
@@ -10,8 +11,8 @@ constexpr int32_t kMostTransmissions = 4;
 // Whether what is due waits for frames in the input, which may hold the answer. Not for longer than a second: a
 // line may pour for ever, and its thread may show a message box.
 bool WaitsForReception(LinkState &link) CC_REQUIRES(link.lock) {
-    if (link.postponedTicks >= link.ackTimeoutTicks || !AskReceptionToCatchUp(link)) return false;
-    ++link.postponedTicks;
+    if (link.postponedTicks > link.ackTimeoutTicks || !AskReceptionToCatchUp(link)) return false;
+    link.postponedTicks = std::max<uint16_t>(link.postponedTicks, 1);
     return true;
 }
 
@@ -178,26 +179,29 @@ void SendPromptly(LinkState &link) {
     }
 }
 
+void StartPromptly(LinkState &link) {
+    const LinkGuard guard(link);
+    if (link.txSequence == kLinkDown) SendStartLink(link);
+}
+
 void ForceLinkDown(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     if (link.txSequence != kLinkDown) GiveUp(link);
 }
 
 void LinkTick(LinkState &link) {
     link.ticks.fetch_add(1, std::memory_order_relaxed);
     link.ticksDue.fetch_add(1, std::memory_order_relaxed);
-    {
-        // Reception may hold the lock for seconds, while a line that does not take its answers runs into its
-        // write time-out. The tick must not wait for that: the time-outs of all arms are counted in ticks.
-        if (!link.lock.try_lock()) return;
-        const platform::Guard guard(link.lock, std::adopt_lock);
-        const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
-        if (!link.linkRunning) return;
-        if (link.promptLine) WatchLine(link);
-        link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
-        if (link.retryTicks == 0) Serve(link);
-    }
-    if (link.sendWanted.load()) SendPromptly(link);
+    // Reception may hold the lock for seconds, while a line that does not take its answers runs into its write
+    // time-out. The tick must not wait for that: the time-outs of all arms are counted in ticks.
+    if (!link.lock.try_lock()) return;
+    const LinkGuard guard(link, std::adopt_lock);
+    const uint32_t ticks = link.ticksDue.exchange(0, std::memory_order_relaxed);
+    if (!link.linkRunning) return;
+    if (link.promptLine) WatchLine(link);
+    if (link.postponedTicks > 0) ++link.postponedTicks;
+    link.retryTicks = static_cast<uint16_t>(link.retryTicks - std::min<uint32_t>(link.retryTicks, ticks));
+    if (link.retryTicks == 0) Serve(link);
 }
 
 }  // namespace cc

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "link/link_control.h"
+#include "link/link_guard.h"
 #include "platform/clock.h"
 #include "platform/message_box.h"
 #include "platform/message_loop.h"
@@ -70,6 +71,13 @@ bool SendControl(LinkState &link, uint8_t type, uint32_t &counter) CC_REQUIRES(l
     return true;
 }
 
+// Not under the lock, which a line that takes nothing would hold for seconds.
+void WriteStartLink(LinkState &link) CC_EXCLUDES(link.lock) {
+    if (!WriteControl(link, kStartLink)) return;
+    const LinkGuard guard(link);
+    NoteControl(link, kStartLink, link.statistics.startLinksSent);
+}
+
 bool SendLineError(LinkState &link) CC_REQUIRES(link.lock) {
     return SendControl(link, kLineError, link.statistics.lineErrorsSent);
 }
@@ -129,7 +137,8 @@ const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.loc
     switch (type) {
         case kLineError:
             ++link.statistics.lineErrorsReceived;
-            link.retryTicks = 0;
+            // Repeated at the next tick on both lines: a disturbance, or a controller without room, gets time to pass.
+            link.retryTicks = link.promptLine ? 1 : 0;
             return nullptr;
         case kAck0:
         case kAck1:
@@ -174,7 +183,7 @@ bool ReceiveFrame(LinkState &link) {
         ++count;
     } while (byte != kTerminator);
     if (count > kReceiveBytes) {
-        const platform::Guard guard(link.lock);
+        const LinkGuard guard(link);
         SendLineError(link);
     } else if (count > 0) {
         ProcessFrame(link, frame, count);
@@ -183,12 +192,12 @@ bool ReceiveFrame(LinkState &link) {
 }
 
 bool IsCatchingUp(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     return link.catchingUp;
 }
 
 void EndCatchingUp(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     link.catchingUp = false;
 }
 
@@ -202,7 +211,7 @@ void TakeFrames(LinkState &link) {
 }
 
 bool IsUp(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     return link.txSequence != kLinkDown;
 }
 
@@ -224,7 +233,7 @@ void OnFrameReceived(LinkState &link) {
 
 bool IsReceptionBehind(LinkState &link) {
     if (!link.lock.try_lock()) return true;
-    const platform::Guard guard(link.lock, std::adopt_lock);
+    const LinkGuard guard(link, std::adopt_lock);
     return AskReceptionToCatchUp(link);
 }
 
@@ -253,7 +262,7 @@ void ProcessFrame(LinkState &link, const uint8_t *bytes, uint32_t count) {
 }
 
 void LinkReset(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     link.queues.replyWrite = 0;
     FreeAll(link.queues.replyQueue);
     link.rxSequence = kNotStarted;
@@ -281,11 +290,7 @@ void LinkReset(LinkState &link) {
 bool LinkStart(LinkState &link) {
     if (IsUp(link)) return true;
     for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
-        // Not under the lock, which a line that takes nothing would hold for seconds.
-        if (WriteControl(link, kStartLink)) {
-            const platform::Guard guard(link.lock);
-            NoteControl(link, kStartLink, link.statistics.startLinksSent);
-        }
+        link.promptLine ? StartPromptly(link) : WriteStartLink(link);
         platform::Sleep(kStartIntervalMs);
         for (uint32_t ms = 0; ms < kStartIntervalMs && !IsUp(link) && IsReceptionBehind(link); ms += kLookMs)
             platform::Sleep(kLookMs);
@@ -301,7 +306,7 @@ bool IsLineGone(LinkState &link) {
 void TakeUpLine(LinkState &link) {
     link.port.Close();
     if (!link.port.Open(kTerminator)) return;
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     link.retryTicks = 0;
     EndTornFrame(link);
 }

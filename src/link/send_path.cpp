@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "link/link_control.h"
+#include "link/link_guard.h"
 
 namespace cc {
 namespace {
@@ -71,7 +72,7 @@ bool QueueMove(LinkState &link, int32_t length, const uint8_t *bytes, int32_t mo
 
 void Withdraw(LinkState &link, MessageSlot *command) {
     if (!link.promptLine || command == nullptr) return;
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     if (command->IsBusy() && command->data[0] == kNotTransmitted) command->dropped = true;
 }
 

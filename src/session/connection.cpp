@@ -4,6 +4,7 @@
 
 #include "cc_interface.h"
 #include "link/link_control.h"
+#include "link/link_guard.h"
 #include "link/send_path.h"
 #include "platform/periodic_timer.h"
 #include "platform/port_definition.h"
@@ -28,7 +29,7 @@ void Tick(ArmContext &context, uint32_t timerId) {
 void ResetLinkState(LinkState &link, uint32_t tickPeriodMs) {
     ResetQueues(link.queues);
     link.port.SetReceiver(OnFrameReceived);
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     link.ackTimeoutTicks = static_cast<uint16_t>(1000 / tickPeriodMs);
     link.linkRunning = false;
     if (!link.simulationMode) return;
@@ -46,7 +47,7 @@ uint16_t StartTimer(ArmContext &context) {
 }
 
 void RunLink(LinkState &link) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     link.linkRunning = true;
 }
 
@@ -84,7 +85,7 @@ uint16_t OpenLine(ArmContext &context, const char *portDef) {
     const uint16_t opened = OpenPort(context, portDef);
     if (opened != CC_OK) return opened;
     {
-        const platform::Guard guard(link.lock);
+        const LinkGuard guard(link);
         FreeAll(link.linkRxSlots);
     }
     const uint16_t started = StartTimer(context);

@@ -4,6 +4,7 @@
 
 #include "arm/arm_context.h"
 #include "cc_interface_posix.h"
+#include "link/link_guard.h"
 
 using namespace cc;
 
@@ -14,12 +15,12 @@ namespace {
 
 // The records of both sides hold the same values in the same order.
 void Copy(LinkState &link, CC_LinkStatistics *out) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     std::memcpy(out, &link.statistics, sizeof *out);
 }
 
 int32_t CopyLast(LinkState &link, CC_LinkFrame *out, int32_t capacity) {
-    const platform::Guard guard(link.lock);
+    const LinkGuard guard(link);
     const int32_t count = std::min(capacity, link.history.count);
     const int32_t first = link.history.count - count;
     for (int32_t i = 0; i < count; ++i) std::memcpy(out + i, &link.history.At(first + i), sizeof *out);

@@ -175,6 +175,19 @@ TEST_F(LineConformance, TheEventProcedureMayReadAndIsCalledAgainForWhatItLeft) {
     line.Close();
 }
 
+TEST_F(LineConformance, TheEndOfMoreThanTheInputTakesIsFound) {
+    Watch();
+    for (int i = 0; i < 5; ++i) {
+        farEnd->Send(Bytes(1000, 1));
+        ASSERT_TRUE(Eventually([this] { return !line.HasUnreadEvent(); }));
+    }
+    farEnd->Send({8});
+    ASSERT_TRUE(Eventually([this] { return events == 1; }));
+    EXPECT_TRUE(line.HoldsEventChar());
+    EXPECT_TRUE(watcher.Stop(1000));
+    line.Close();
+}
+
 TEST_F(LineConformance, AnUnpluggedDeviceReadsAndWritesNothing) {
     Watch();
     EXPECT_FALSE(line.IsLost());

@@ -315,6 +315,7 @@ TEST_P(LinkInBothModes, ALineErrorRepeatsAtTheNextTickAndCounts) {
     for (int i = 1; i <= 4; ++i) {
         EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")}) << i;
         wire.Send("01 08");
+        EXPECT_TRUE(wire.Take().empty());
         Pass(50);
     }
     EXPECT_EQ(arm1.link.txSequence, -1);
@@ -387,6 +388,70 @@ TEST_F(LinkTest, AnUnacknowledgedMoveIsNotQueuedTwice) {
     EXPECT_EQ(World::Instance().messageBoxes.size(), 2u);
     EXPECT_EQ(arm1.motion.movesInFlight, 1);
     EXPECT_EQ(CC_MOVING(1), 1);
+}
+
+TEST_P(LinkInBothModes, NoiseWithoutEndIsALineErrorOnceATerminatorComes) {
+    for (const size_t noise : {101, 4095, 4096, 4097, 9000}) {
+        port.SendTogether(Bytes(noise, 0x20));
+        wire.Send("08");
+        wire.Send("09 08");
+        EXPECT_EQ(wire.Take(), Hexes("01 08 | 06 08")) << noise;
+    }
+}
+
+// However many messages are filed meanwhile, which all look whether something may be sent.
+TEST_P(LinkInBothModes, WhatIsDueWaitsASecondForReception) {
+    arm1.link.port.SetReceiver([](LinkState &) {});
+    Queue("04 01 'N' '0' '0'");
+    Pass(50);
+    wire.Send("07 08");
+    Pass(1200);
+    for (int i = 0; i < 40; ++i) Queue("04 01 'F' '3' '4'");
+    Pass(600);
+    EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
+    Pass(400);
+    EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
+    arm1.link.port.SetReceiver(OnFrameReceived);
+}
+
+/// A prompt line alone.
+using PromptLinkTest = LinkInBothModes;
+INSTANTIATE_TEST_SUITE_P(LineModes, PromptLinkTest, testing::Values(true));
+
+TEST_P(PromptLinkTest, WhoFindsTheLockTakenIsServedByWhoGivesItUp) {
+    CC_LinkStatistics statistics;
+    arm1.link.lock.lock();
+    Queue("04 01 'N' '0' '0'");
+    EXPECT_TRUE(wire.Take().empty());
+    arm1.link.lock.unlock();
+    EXPECT_EQ(CC_LINK_STATISTICS(1, &statistics), 1);
+    World::Instance().Pass(1);
+    EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
+}
+
+TEST_P(PromptLinkTest, AStartLinkGoesOutWhileTheLinkIsDownAndBehindWhatWasTorn) {
+    StartPromptly(arm1.link);
+    port.writeSpace = 3;
+    Queue("04 01 'N' '0' '0'");
+    ForceLinkDown(arm1.link);
+    port.writeSpace = UINT32_MAX;
+    StartPromptly(arm1.link);
+    World::Instance().Pass(1);
+    EXPECT_EQ(wire.Take(), Hexes("03 04 01 08 | 09 08"));
+}
+
+TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
+    const std::function<int()> kCalls[] = {[] { return CC_NCONOFF(1, 1); }, [] { return CC_OPBUF(1, 1); },
+                                           [] { return CC_SETSTATUS(1, 5); }};
+    for (const auto &call : kCalls) {
+        World &world = World::Instance();
+        world.At(world.Now() + 100 * platform::kMillisecond, [] { ForceLinkDown(SelectArm(1).link); });
+        EXPECT_EQ(call(), 0);
+        EXPECT_EQ(arm1.replies.awaitedReply, 0);
+        wire.Send("06 08");
+        wire.Take();
+    }
+    EXPECT_TRUE(World::Instance().messageBoxes.empty());
 }
 
 TEST_P(LinkInBothModes, FramesThatFitNoSlotAreRefused) {

@@ -34,8 +34,8 @@ struct Line {
     LineEventProcedure procedure = nullptr;  // set before the watcher's thread begins
     void *user = nullptr;
 
-    /// Takes all bytes that the device holds. Bytes beyond the space are dropped like those of an overrun receiver,
-    /// but an event character among them still counts.
+    /// Takes all bytes that the device holds. Bytes beyond the space replace the oldest: the event character that ends
+    /// what is too long for any frame must be found.
     void Pull() CC_REQUIRES(monitor);
     /// Moves up to `count` pulled bytes into `buffer`. Result: how many.
     size_t TakePulled(uint8_t *buffer, size_t count) CC_REQUIRES(monitor);

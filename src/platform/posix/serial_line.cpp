@@ -133,8 +133,12 @@ void Line::Pull() {
         total += static_cast<size_t>(count);
         for (ssize_t i = 0; i < count; ++i) {
             if (chunk[i] == eventChar) eventPending = true;
-            if (pulledCount == sizeof pulled) continue;
-            pulled[(pulledFirst + pulledCount++) % sizeof pulled] = chunk[i];
+            pulled[(pulledFirst + pulledCount) % sizeof pulled] = chunk[i];
+            if (pulledCount < sizeof pulled) {
+                ++pulledCount;
+            } else {
+                pulledFirst = (pulledFirst + 1) % sizeof pulled;
+            }
         }
     }
 }

@@ -10,6 +10,9 @@
 
 namespace cc::platform {
 
+// Of the input, as on the systems that ship; what comes beyond them replaces the oldest.
+constexpr size_t kInputBytes = 4096;
+
 /// A line is a plug: it is in one port or in none.
 struct Line {
     VirtualPort *port = nullptr;
@@ -40,6 +43,7 @@ void VirtualPort::SendTogether(const std::vector<uint8_t> &bytes) {
 
 void VirtualPort::Arrive(uint8_t byte) {
     if (!open_ || !present || lost_) return;
+    if (received_.size() == kInputBytes) received_.pop_front();
     received_.push_back(byte);
     if (byte == settings_.eventChar) eventPending_ = true;
 }

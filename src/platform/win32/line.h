@@ -76,7 +76,8 @@ struct Line {
     /// One overlapped read of the device, ended by the read time-out. `waited`: it did not complete at once.
     DWORD ReadDevice(Overlapped &operation, uint8_t *buffer, DWORD count, bool &waited);
     /// Pulls the next byte that comes within the read time-out, with those that have come by then, and looks
-    /// for the event character. Result: false when the device fails at once.
+    /// for the event character. Bytes beyond the space replace the oldest: the event character that ends what is too
+    /// long for any frame must be found. Result: false when the device fails at once.
     bool PullInput(Overlapped &operation);
     /// Whether the event character was pulled since the last call.
     bool TakeEvent();

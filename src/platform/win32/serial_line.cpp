@@ -73,7 +73,12 @@ bool Line::PullInput(Overlapped &operation) {
     const Guard guard(pullLock);
     for (DWORD i = 0; i < count; ++i) {
         if (bytes[i] == settings.eventChar) eventPending = true;
-        if (pulledCount < sizeof pulled) pulled[(pulledFirst + pulledCount++) % sizeof pulled] = bytes[i];
+        pulled[(pulledFirst + pulledCount) % sizeof pulled] = bytes[i];
+        if (pulledCount < sizeof pulled) {
+            ++pulledCount;
+        } else {
+            pulledFirst = (pulledFirst + 1) % sizeof pulled;
+        }
     }
     SetEvent(pulledEvent);
     return true;
