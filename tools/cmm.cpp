@@ -5,9 +5,9 @@
 #include <optional>
 
 #include "cc_interface.h"
-#include "emulated_line.h"
-#include "measuring_session.h"
-#include "sphere_report.h"
+#include "machine/emulated_line.h"
+#include "machine/measuring_session.h"
+#include "measure/sphere_report.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "probing_plan.h"
-#include "sphere_fit.h"
+#include "measure/probing_plan.h"
+#include "measure/sphere_fit.h"
 
 namespace cmm {
 

@@ -1,4 +1,4 @@
-#include "sphere_fit.h"
+#include "measure/sphere_fit.h"
 
 #include <Eigen/Dense>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "probing_plan.h"
+#include "measure/probing_plan.h"
 
 #include <cmath>
 #include <numbers>

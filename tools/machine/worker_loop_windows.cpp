@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "worker_loop.h"
+#include "machine/worker_loop.h"
 
 namespace cmm {
 

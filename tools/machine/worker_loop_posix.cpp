@@ -1,5 +1,5 @@
 #include "cc_interface_posix.h"
-#include "worker_loop.h"
+#include "machine/worker_loop.h"
 
 namespace cmm {
 

@@ -1,6 +1,6 @@
 #include <stdexcept>
 
-#include "emulated_line.h"
+#include "machine/emulated_line.h"
 
 namespace cmm {
 

@@ -1,4 +1,4 @@
-#include "sphere_report.h"
+#include "measure/sphere_report.h"
 
 #include <algorithm>
 #include <cmath>

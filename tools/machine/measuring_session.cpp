@@ -1,10 +1,10 @@
-#include "measuring_session.h"
+#include "machine/measuring_session.h"
 
 #include <cstdio>
 #include <ostream>
 #include <stdexcept>
 
-#include "worker_loop.h"
+#include "machine/worker_loop.h"
 
 namespace cmm {
 namespace {

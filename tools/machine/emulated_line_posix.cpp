@@ -6,9 +6,9 @@
 #include <thread>
 
 #include "controller.h"
-#include "emulated_line.h"
 #include "head.h"
 #include "line_host.h"
+#include "machine/emulated_line.h"
 #include "pseudo_terminal.h"
 
 namespace cmm {

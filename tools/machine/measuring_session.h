@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "cc_interface.h"
-#include "probing_plan.h"
+#include "measure/probing_plan.h"
 
 namespace cmm {
 
