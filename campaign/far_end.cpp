@@ -1,6 +1,7 @@
 #include "far_end.h"
 #include "frame_words.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace campaign {
@@ -57,15 +58,18 @@ FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account,
 }
 
 void FarEnd::TakeFromHost(uint8_t byte) {
-    if (incoming_.empty()) begun_ = World::Instance().Now();
+    const int64_t now = World::Instance().Now();
+    const bool counted = now > countedFrom_;
+    if (counted && begun_ <= countedFrom_) incoming_.clear();
+    if (incoming_.empty()) begun_ = now;
     incoming_.push_back(byte);
     if (byte == 8) {
         Bytes frame;
         frame.swap(incoming_);
         if (tell_) tell_("      -> " + FrameWords(Direction::ToController, frame));
-        if (frame[0] < std::size(account_.framesByType)) ++account_.framesByType[frame[0]];
+        if (counted && frame[0] < std::size(account_.framesByType)) ++account_.framesByType[frame[0]];
         if (frame[0] == 3 || frame[0] == 4) account_.sent.push_back({begun_, frame});
-        account_.lastSent.push_back(std::move(frame));
+        if (counted) account_.lastSent.push_back(std::move(frame));
         if (account_.lastSent.size() > 2 * kFramesKept)
             account_.lastSent.erase(account_.lastSent.begin(), account_.lastSent.begin() + kFramesKept);
     }
@@ -76,7 +80,7 @@ void FarEnd::BeginCounts() {
     std::fill(std::begin(account_.framesByType), std::end(account_.framesByType), 0u);
     account_.lastSent.clear();
     account_.countsDisturbed = account_.diedWithItsDevice = false;
-    incoming_.clear();
+    countedFrom_ = std::max(countedFrom_, Port().WrittenUntil());
 }
 
 void FarEnd::Later(int64_t microseconds, std::function<void()> action) {

@@ -51,8 +51,9 @@ class FarEnd {
     std::unique_ptr<emulator::Head> head_;
     std::unique_ptr<cc::test::VirtualPeer> headLine_;
     std::function<void(uint8_t)> toController_;
-    Bytes incoming_;     // of the host, of a frame that has not ended
-    int64_t begun_ = 0;  // when its first byte came
+    Bytes incoming_;           // of the host, of a frame that has not ended
+    int64_t begun_ = 0;        // when its first byte came
+    int64_t countedFrom_ = 0;  // what comes up to this time was written before the counts began
     bool jumped_ = false;
     uint64_t faultsEnded_ = 0;  // how often; actions from before do nothing
 };

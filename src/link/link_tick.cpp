@@ -134,7 +134,10 @@ void Serve(LinkState &link) CC_REQUIRES(link.lock) {
     const bool down = link.txSequence == kLinkDown;
     MessageSlot &urgent = queues.prioritySendQueue[queues.priorityRead];
     MessageSlot &normal = queues.sendQueue[queues.sendRead];
-    if (!down && !urgent.IsBusy() && !normal.IsBusy()) return;
+    if (!down && !urgent.IsBusy() && !normal.IsBusy()) {
+        link.postponedTicks = 0;
+        return;
+    }
     const bool awaitsAnswer = down || IsTransmitted(urgent) || IsTransmitted(normal);
     if (awaitsAnswer && WaitsForReception(link)) return;
     link.postponedTicks = 0;

@@ -36,6 +36,8 @@ class VirtualPort {
     void SendTogether(const std::vector<uint8_t> &bytes);
 
     bool IsOpen() const { return open_; }
+    /// When the last byte that was written so far reaches the far end.
+    int64_t WrittenUntil() const { return toFarEndFree_; }
     /// Settings of the last Apply.
     const LineSettings &Settings() const { return settings_; }
     uint32_t ReadTimeoutMs() const { return readTimeoutMs_; }
