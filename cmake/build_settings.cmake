@@ -30,6 +30,13 @@ foreach(kind RUNTIME LIBRARY ARCHIVE)
   set(CMAKE_${kind}_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 endforeach()
 
+# Installed programs find the library beside them, wherever the prefix is. Packages for a system switch it off by
+# CMAKE_SKIP_INSTALL_RPATH, as the system finds its own libraries.
+if(NOT WIN32)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE from_bin)
+  set(CMAKE_INSTALL_RPATH $ORIGIN/${from_bin})
+endif()
+
 option(CC_BUILD_TESTS "Build tests and benchmarks" ON)
 option(CC_FUZZ "Build the fuzzers; needs clang" OFF)
 set(CC_SANITIZE "" CACHE STRING "Sanitizers for every target, as for -fsanitize")

@@ -36,7 +36,9 @@ add_library(CC_Interface SHARED)
 target_link_libraries(CC_Interface PRIVATE cc_core cc_platform_posix Threads::Threads)
 set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
 target_link_options(CC_Interface PRIVATE -Wl,--version-script=${version_script})
-set_target_properties(CC_Interface PROPERTIES LINK_DEPENDS ${version_script})
+set_target_properties(CC_Interface PROPERTIES LINK_DEPENDS ${version_script}
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+
 # The library in virtual time, for tests.
 add_library(cc_virtual STATIC EXCLUDE_FROM_ALL)
 target_link_libraries(cc_virtual PUBLIC cc_core cc_platform_virtual)

@@ -1,0 +1,45 @@
+# cpack: the Debian packages, one a component. Made from the preset "debian", which installs into /usr.
+set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGE_NAME cc-interface)
+set(CPACK_PACKAGE_CONTACT "CC_Interface developers <cc-interface@lists.invalid>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+# Arguments: component, package, section, other packages it needs, what it is in a line, and more of it.
+function(cc_debian_package component package section depends summary text)
+  string(TOUPPER ${component} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${package} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+  set(CPACK_COMPONENT_${upper}_DESCRIPTION "${summary}\n${text}" PARENT_SCOPE)
+  set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
+  install(FILES packaging/copyright DESTINATION ${documents} COMPONENT ${component})
+  install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documents} COMPONENT ${component})
+endfunction()
+
+string(TIMESTAMP CC_RELEASE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
+configure_file(packaging/changelog.in ${PROJECT_BINARY_DIR}/changelog @ONLY)
+execute_process(COMMAND gzip -9nf changelog WORKING_DIRECTORY ${PROJECT_BINARY_DIR} COMMAND_ERROR_IS_FATAL ANY)
+
+set(library libcc-interface${PROJECT_VERSION_MAJOR})
+cc_debian_package(library ${library} libs "" "host-side interface of a coordinate-measuring machine"
+  "Measuring software loads this library to open, start and move one or two arms,\nto probe and scan with them, and to drive a motorised probe head, over serial\nlines or in simulation.")
+cc_debian_package(development libcc-interface-dev libdevel "${library} (= ${PROJECT_VERSION})"
+  "host-side interface of a coordinate-measuring machine - development files"
+  "The headers, the CMake package and the pkg-config file of the library, and its\ndocuments.")
+cc_debian_package(tools cc-interface-tools science "${library} (= ${PROJECT_VERSION})"
+  "coordinate-measuring machine at the command line"
+  "The program cmm measures, watches and explains what went over the line;\ncmm-emulator stands in for a controller and a probe head where there is no\nmachine.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+install(FILES README.md CHANGELOG.md docs/protocol.md docs/glossary.md docs/reliability.md docs/performance.md
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libcc-interface-dev COMPONENT development)
+set(CPACK_COMPONENTS_ALL library development tools)
+include(CPack)

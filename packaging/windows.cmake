@@ -1,0 +1,11 @@
+# cpack: the zip for Windows, with what a user without this source needs.
+math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_FILE_NAME CC_Interface-${PROJECT_VERSION}-windows${bits})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_THREADS 0)
+configure_file(packaging/windows_readme.txt.in ${PROJECT_BINARY_DIR}/README.txt @ONLY NEWLINE_STYLE CRLF)
+install(FILES ${PROJECT_BINARY_DIR}/README.txt docs/windows.md docs/protocol.md DESTINATION .)
+install(FILES demo/demo.ini DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES tests/client/client.c DESTINATION example)
+include(CPack)
