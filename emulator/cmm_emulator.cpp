@@ -41,10 +41,22 @@ struct Options {
 };
 
 std::shared_ptr<const Part> MakePart(const Options &options) {
+    const double amplitude = options.formError / 2;
     if (options.part == "none") return nullptr;
     if (options.part == "plane") return std::make_shared<PlanePart>();
+    if (options.part == "plate") {
+        auto plate = std::make_shared<PlatePart>();
+        plate->formAmplitude = amplitude;
+        return plate;
+    }
+    if (options.part == "cylinder" || options.part == "bore") {
+        auto cylinder = std::make_shared<CylinderPart>();
+        cylinder->formAmplitude = amplitude;
+        cylinder->bore = options.part == "bore";
+        return cylinder;
+    }
     auto sphere = std::make_shared<SpherePart>();
-    sphere->formAmplitude = options.formError / 2;
+    sphere->formAmplitude = amplitude;
     return sphere;
 }
 
@@ -145,10 +157,12 @@ int main(int argc, char **argv) {
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_flag("--log", options.log, "Print each frame in plain words");
-    app.add_option("--part", options.part, "What stands on the table")
-        ->check(CLI::IsMember({"sphere", "plane", "none"}))
+    app.add_option("--part", options.part,
+                   "What stands on the table, about X 100 Y 80 Z 50; the plane is all below Z 0")
+        ->check(CLI::IsMember({"sphere", "plate", "cylinder", "bore", "plane", "none"}))
         ->capture_default_str();
-    app.add_option("--form-error", options.formError, "Form error of the sphere, mm")->capture_default_str();
+    app.add_option("--form-error", options.formError, "Form error of the part, mm; the plane has none")
+        ->capture_default_str();
     app.add_option("--type", options.controller.type, "Controller type")->capture_default_str();
     app.add_option("--level", options.controller.level, "Controller level")->capture_default_str();
     app.add_option("--option", options.controller.option, "Option code")->capture_default_str();

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace emulator {
 
@@ -61,5 +62,43 @@ class PlanePart final : public Part {
 
     double Distance(const Vector &point) const override { return Dot(point - origin, normal); }
 };
+
+/// A plate whose top has its middle in `centre` and the unit vector `normal`. The top is formAmplitude x cos(2 pi u /
+/// length) x cos(2 pi v / width) higher than a plane, with u and v along AxesAcross(normal); a rim of kRim goes on
+/// beyond length and width.
+class PlatePart final : public Part {
+  public:
+    static constexpr double kRim = 5;
+    static constexpr double kThickness = 10;
+
+    Vector centre{100, 80, 50};
+    Vector normal{0, 0, 1};
+    double length = 60;
+    double width = 40;
+    double formAmplitude = 0.004;
+
+    double Distance(const Vector &point) const override;
+};
+
+/// A cylinder, or the bore of a ring with a wall of kWall, about `centre`, the middle of its length. Its radius differs by
+/// formAmplitude x cos(formLobes x angle), with the angle from the first of AxesAcross(axis) to the second. Tip radius
+/// included.
+class CylinderPart final : public Part {
+  public:
+    static constexpr double kWall = 15;
+
+    Vector centre{100, 80, 50};
+    Vector axis{0, 0, 1};  // unit length
+    double radius = 15;
+    double length = 40;
+    bool bore = false;
+    double formAmplitude = 0.004;
+    int formLobes = 3;
+
+    double Distance(const Vector &point) const override;
+};
+
+/// Two unit vectors at right angles to a unit vector and to each other; of (0, 0, 1) they are X and Y.
+std::pair<Vector, Vector> AxesAcross(const Vector &direction);
 
 }  // namespace emulator

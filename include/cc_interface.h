@@ -36,6 +36,8 @@
  *   | CC_GETSTATUS, CC_CANSEND,           | as the commands; also from inside the notification          |
  *   | CC_MOVING, CC_BUFFRESET, motion     | callback, as they wait for nothing                          |
  *   | (filing only)                       |                                                             |
+ *   | CC_EMERGENCY                        | any thread once CC_INIT has returned, also while another    |
+ *   |                                     | call waits, CC_DONE too; codes beyond 255 as the commands   |
  *   | LEV2_MANAGER                        | any thread; the multimedia timer calls it                   |
  *
  *   The notification callback runs on the thread that decodes replies: inside a waiting call or inside the
@@ -340,7 +342,8 @@ CC_API int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n);
 CC_API int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s);
 
 /* Emergency stop. code: its low byte is sent, by P01 when code / 256 is not 0 and the controller knows P01,
-   else by P00. Priority message, no wait. Result: 1 queued, or not needed: in emergency already, with
+   else by P00. Priority message, no wait. With a code of 0 to 255 callable from any thread between CC_INIT and
+   the end of CC_DONE, also while another call of the arm waits. Result: 1 queued, or not needed: in emergency already, with
    extendedStart. */
 CC_API int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code);
 

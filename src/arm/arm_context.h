@@ -14,7 +14,8 @@
 
 namespace cc {
 
-/// What the opening and closing of an arm keeps. Used on the caller's thread but for the timer's id.
+/// What the opening and closing of an arm keeps. Used on the caller's thread but for the timer's id, and for
+/// connectionOpen, which an emergency on another thread reads.
 struct ConnectionState {
     int32_t armNumber = 0;               // as given to CC_INIT
     uint32_t openings = 0;               // calls of CC_INIT so far, wrapping
@@ -22,7 +23,7 @@ struct ConnectionState {
     uint32_t tickPeriodMs = 0;
     uint32_t lineTriedTick = 0;  // of LinkState::ticks: when the line was in order, or tried, last
     bool portOpen = false;
-    bool connectionOpen = false;
+    std::atomic<bool> connectionOpen{false};
     bool headPortOpen = false;
     bool workerRegistered = false;
     bool workerActive = false;  // the worker's steps run, and completion waits are not doubled

@@ -1,6 +1,8 @@
 // Commands that change the controller's modes: numeric control, buffering, status, emergency, zeroing.
 #include "commands/modes.h"
 
+#include <atomic>
+
 #include "cc_interface.h"
 #include "commands/queries.h"
 #include "exchange/waits.h"
@@ -104,12 +106,15 @@ bool OrderStatus(ArmContext &context, int16_t arm, int16_t status) {
 }
 
 bool OrderEmergency(ArmContext &context, int16_t code) {
-    const ReplyState &replies = context.replies;
-    if (replies.controllerState == state::kEmergency && context.session.extendedStart) return true;
-    const bool knowsLongCodes = replies.extendedInfo || replies.controllerInfo.optionCode == kOptionP10;
-    CommandMessage message(code / 256 != 0 && knowsLongCodes ? command::P01 : command::P00);
+    ReplyState &replies = context.replies;
+    const int32_t current = std::atomic_ref(replies.controllerState).load(std::memory_order_relaxed);
+    if (current == state::kEmergency && context.session.extendedStart) return true;
+    // What is known of the controller belongs to the caller's thread, so a short code must not look at it.
+    const bool isLong =
+        code / 256 != 0 && (replies.extendedInfo || replies.controllerInfo.optionCode == kOptionP10);
+    CommandMessage message(isLong ? command::P01 : command::P00);
     message.Byte(static_cast<uint8_t>(code));
-    return QueueMessage(context.link, kPriority, message);
+    return QueueEmergency(context.link, message);
 }
 
 }  // namespace cc

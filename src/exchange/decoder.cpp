@@ -61,7 +61,7 @@ void DecodeInformation(const Reply &reply) {
 void OnState(const Reply &reply) {
     ReplyState &replies = reply.State();
     const int32_t newState = reply.ControllerState();
-    replies.controllerState = newState;
+    TakeState(replies, newState);
     if (replies.awaitedReply == awaited::kAnyState || newState == state::kStopped) {
         replies.awaitedReply = awaited::kNothing;
     } else {
@@ -99,7 +99,7 @@ void OnReport3(const Reply &reply) {
 
 void OnEmergency(const Reply &reply) {
     ReplyState &replies = reply.State();
-    replies.controllerState = reply.ControllerState();
+    TakeState(replies, reply.ControllerState());
     replies.awaitedReply = replies.awaitedReply == state::kEmergency ? awaited::kNothing : awaited::kAnyState;
     replies.coordAnswered = true;
     replies.coordQuery = CoordQuery::None;

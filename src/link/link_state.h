@@ -45,6 +45,10 @@ struct LinkState {
     bool mmTimerRunning =
         false;  // the multimedia timer ticks, without which nothing is sent and no wait ends
 
+    // Whoever files a message with priority, which is the one queue that two threads may fill: an emergency comes from
+    // any. Nothing blocks under it, and it is taken before the next one. Closing the arm waits for it too.
+    platform::Mutex urgentLock;
+
     platform::Mutex lock;
     int32_t txSequence CC_GUARDED_BY(lock) =
         0;  // of the next data frame to send; kLinkDown: the link is down

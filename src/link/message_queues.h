@@ -32,7 +32,8 @@ inline constexpr int32_t kSendSlots = 10000;
 inline constexpr int32_t kPrioritySlots = 10;
 inline constexpr int32_t kReplySlots = 10000;
 
-/// The queues of one arm. Producer indexes belong to their producer; the consumer indexes of the send queues
+/// The queues of one arm. Producer indexes belong to their producer, that of the priority queue to whoever holds
+/// LinkState::urgentLock; the consumer indexes of the send queues
 /// are moved under the link lock, that of the reply queue on the caller's thread.
 struct MessageQueues {
     MessageSlot sendQueue[kSendSlots];

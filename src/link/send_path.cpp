@@ -31,6 +31,22 @@ bool QueueForSimulator(LinkState &link, Priority priority, uint16_t length, cons
     return true;
 }
 
+// Puts a message's frame into a send queue. Result: its slot, or null where there is no room for it.
+MessageSlot *Place(LinkState &link, MessageSlot *queue, int32_t &writeIndex, int32_t slots, uint16_t length,
+                   const uint8_t *bytes) {
+    MessageSlot *const slot = queue + writeIndex;
+    const MessageSlot *lost = slot;
+    // A slot that is used anew is no lost one any more.
+    if (!slot->IsBusy()) link.lostSlot.compare_exchange_strong(lost, nullptr, std::memory_order_relaxed);
+    return BuildFrame(queue, writeIndex, slots, length, bytes) ? slot : nullptr;
+}
+
+MessageSlot *PlaceUrgent(LinkState &link, uint16_t length, const uint8_t *bytes) {
+    const platform::Guard guard(link.urgentLock);
+    MessageQueues &queues = link.queues;
+    return Place(link, queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, length, bytes);
+}
+
 }  // namespace
 
 bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint8_t *bytes) {
@@ -40,16 +56,24 @@ bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint
     TraceCommand(link.trace, bytes, messageLength);
     if (link.simulationMode) return QueueForSimulator(link, priority, messageLength, bytes);
     MessageQueues &queues = link.queues;
-    const bool urgent = priority == kPriority;
-    MessageSlot *const queue = urgent ? queues.prioritySendQueue : queues.sendQueue;
-    int32_t &writeIndex = urgent ? queues.priorityWrite : queues.sendWrite;
-    MessageSlot *const slot = queue + writeIndex;
-    link.lastQueued = nullptr;
-    if (!slot->IsBusy() && link.lostSlot.load(std::memory_order_relaxed) == slot)
-        link.lostSlot.store(nullptr, std::memory_order_relaxed);
-    if (!BuildFrame(queue, writeIndex, urgent ? kPrioritySlots : kSendSlots, messageLength, bytes))
+    link.lastQueued = priority == kPriority
+                          ? PlaceUrgent(link, messageLength, bytes)
+                          : Place(link, queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
+    if (link.lastQueued == nullptr) return false;
+    SendPromptly(link);
+    return true;
+}
+
+bool QueueEmergency(LinkState &link, const CommandMessage &message) {
+    const platform::Guard guard(link.urgentLock);
+    if (!link.mmTimerRunning) return false;
+    const auto length = static_cast<uint16_t>(message.Size());
+    TraceCommand(link.trace, message.Data(), length);
+    if (link.simulationMode) return QueueForSimulator(link, kPriority, length, message.Data());
+    MessageQueues &queues = link.queues;
+    if (Place(link, queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, length, message.Data()) ==
+        nullptr)
         return false;
-    link.lastQueued = slot;
     SendPromptly(link);
     return true;
 }

@@ -15,11 +15,15 @@ enum Priority : uint8_t { kNormal, kPriority };
 /// step. Must not run for one arm on two threads at once. Result: false when the arm is closed, the queue is
 /// full or the message fits no slot (too long, of negative length, or empty in simulation mode).
 bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint8_t *bytes)
-    CC_EXCLUDES(link.lock);
+    CC_EXCLUDES(link.lock, link.urgentLock);
 
 inline bool QueueMessage(LinkState &link, Priority priority, const CommandMessage &message) {
     return QueueMessage(link, priority, message.Size(), message.Data());
 }
+
+/// Queues an emergency message, with priority, on any thread, also while another one queues messages or closes the arm.
+/// No later wait is for its acknowledgement. Result: as of QueueMessage.
+bool QueueEmergency(LinkState &link, const CommandMessage &message) CC_EXCLUDES(link.lock, link.urgentLock);
 
 /// Queues a message of the move buffer, on a prompt line by its number, by which its loss is reported. Result: as of
 /// QueueMessage; false also while the loss of an earlier one has not been taken from lostMove.

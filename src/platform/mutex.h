@@ -16,8 +16,8 @@
 #define CC_GUARDED_BY(lock) CC_THREAD_SAFETY(guarded_by(lock))
 /// A function that is called under that lock.
 #define CC_REQUIRES(lock) CC_THREAD_SAFETY(requires_capability(lock))
-/// A function that takes that lock itself, so it must not be called under it.
-#define CC_EXCLUDES(lock) CC_THREAD_SAFETY(locks_excluded(lock))
+/// A function that takes these locks itself, so it must not be called under one of them.
+#define CC_EXCLUDES(...) CC_THREAD_SAFETY(locks_excluded(__VA_ARGS__))
 
 namespace cc::platform {
 

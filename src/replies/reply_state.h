@@ -1,6 +1,7 @@
-// What the reply decoder keeps for one arm. Used on the caller's thread only.
+// What the reply decoder keeps for one arm. Used on the caller's thread, but where a field says otherwise.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "cc_interface.h"
@@ -26,7 +27,8 @@ struct ReplyState {
     uint8_t notifyPayload[kReplyBytes]{};
 
     int32_t awaitedReply = awaited::kNothing;  // what the current call waits for
-    int32_t controllerState = state::kUnknown;
+    int32_t controllerState =
+        state::kUnknown;         // changed by TakeState, as an emergency of another thread reads it
     bool coordAnswered = false;  // no coordinate request of the worker's is outstanding
     CoordQuery coordQuery = CoordQuery::None;
     bool linkFaultNotified = false;    // event 1 reported a link fault, or nothing yet
@@ -44,8 +46,14 @@ struct ReplyState {
     ControllerInfo controllerInfo{};
     PointRecord pointRecord{};
 
-    uintptr_t heldBy = 0;  // see WorkerHold; the one field that other threads read, by std::atomic_ref
+    uintptr_t heldBy = 0;  // see WorkerHold; other threads read it by std::atomic_ref
 };
+
+/// The controller's state is this from now on. Relaxed here and in whoever reads it on another thread: nothing else hangs
+/// on it.
+inline void TakeState(ReplyState &replies, int32_t newState) {
+    std::atomic_ref(replies.controllerState).store(newState, std::memory_order_relaxed);
+}
 
 /// Folds an answer into awaitedReply. The exclusive or leaves "nothing" when the answer is the awaited one. Any other
 /// answer leaves a value that only itself can undo, so that the wait goes on to its limit: a state or a parameter

@@ -126,6 +126,7 @@ void CloseConnection(ArmContext &context) {
     if (link.mmTimerRunning) {
         platform::StopPeriodicTimer(connection.mmTimerId.load(std::memory_order_relaxed));
         connection.mmTimerId.store(0, std::memory_order_relaxed);
+        const platform::Guard guard(link.urgentLock);  // an emergency of another thread is done with the arm
         link.mmTimerRunning = false;
     }
     link.progress.Close();

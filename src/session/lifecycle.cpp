@@ -108,11 +108,11 @@ enum class Handshake : uint16_t { Done = 0, NoAnswer = 1, TableFailed = 2 };
 Handshake StartupHandshake(ArmContext &context, int16_t arm) {
     ReplyState &replies = context.replies;
     ResetControllerInfo(replies.controllerInfo);
-    replies.controllerState = state::kUnknown;
+    TakeState(replies, state::kUnknown);
     if (!AskController(context, arm) || !context.link.mmTimerRunning) return Handshake::NoAnswer;
     if (context.link.simulationMode) {
         const platform::Guard guard(context.link.lock);
-        replies.controllerState = state::kReady;
+        TakeState(replies, state::kReady);
         context.link.simulator.simState = state::kReady;
         return Handshake::Done;
     }

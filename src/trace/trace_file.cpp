@@ -4,6 +4,7 @@ namespace cc {
 namespace {
 
 void TraceBytes(TraceFile &trace, const char *prefix, const uint8_t *bytes, uint16_t length) {
+    const platform::Guard guard(trace.lock);
     if (trace.traceFile == nullptr) return;
     std::fputs(prefix, trace.traceFile);
     for (uint16_t i = 0; i < length; ++i)
@@ -17,13 +18,15 @@ void OpenTrace(TraceFile &trace, int32_t armNumber) {
     CloseTrace(trace);
     char name[32];
     std::snprintf(name, sizeof name, "wtraceArm%1d.log", armNumber);
+    const platform::Guard guard(trace.lock);
     trace.traceFile = std::fopen(name, "wt");
 }
 
 void CloseTrace(TraceFile &trace) {
+    const platform::Guard guard(trace.lock);
     if (trace.traceFile == nullptr) return;
     std::fclose(trace.traceFile);
-    trace = {};
+    trace.traceFile = nullptr;
 }
 
 void TraceCommand(TraceFile &trace, const uint8_t *bytes, uint16_t length) {
@@ -35,6 +38,7 @@ void TraceReply(TraceFile &trace, const uint8_t *bytes, uint16_t length) {
 }
 
 void TraceEndOfZeroing(TraceFile &trace, int16_t arm) {
+    const platform::Guard guard(trace.lock);
     if (trace.traceFile != nullptr) std::fprintf(trace.traceFile, "___endzeroes  %d\n", arm);
 }
 

@@ -4,11 +4,15 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "platform/mutex.h"
+
 namespace cc {
 
-/// Written on the caller's thread only. Lines reach the disk when the buffer fills or the file is closed.
+/// Written on the caller's thread, and on any that orders an emergency. Lines reach the disk when the buffer fills or
+/// the file is closed.
 struct TraceFile {
-    std::FILE *traceFile = nullptr;  // null: the trace is off
+    platform::Mutex lock;
+    std::FILE *traceFile CC_GUARDED_BY(lock) = nullptr;  // null: the trace is off
 };
 
 /// Opens "wtraceArm<armNumber>.log" in the current directory, emptying an older file; a trace that is open is

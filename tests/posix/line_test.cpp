@@ -38,11 +38,12 @@ class PosixLine : public testing::Test {
     }
 
     /// Serves `count` controllers on COM1 and COM2.
-    void Serve(int count, const ControllerOptions &options) {
+    void Serve(int count, const ControllerOptions &options, decltype(Controller::onFrame) onFrame = nullptr) {
         for (int i = 0; i < count; ++i) {
             PseudoTerminal &terminal = terminals[i];
             terminal.LinkAs(folder.path, i + 1);
             Controller &controller = controllers.emplace_back(options);
+            controller.onFrame = onFrame;
             host.Add(controller, terminal.Descriptor(), 0, [&terminal] { terminal.Unplug(); });
         }
         thread = std::thread([this] { host.Run(stop); });
@@ -101,6 +102,26 @@ TEST_F(PosixLine, BothArmsProbeWhileTheHeadTurns) {
         EXPECT_NEAR(EventsOf(arm, 5)[0].point.position[2], 65, 0.001);
         EXPECT_EQ(EventsOf(arm, 5)[9].point.tag, 10u);
     }
+}
+
+TEST_F(PosixLine, EmergencyOfAnotherThreadOvertakesTheWaitsOfItsArm) {
+    ControllerOptions options = Quick();
+    options.emergencyTime = 20 * kMillisecond;
+    // Once while a call waits for the status that it ordered, once while the closing waits.
+    std::atomic<int> ordered{0};
+    Serve(1, options, [&ordered](int64_t, Direction direction, const Bytes &frame) {
+        const std::string text(frame.begin(), frame.end());
+        const bool isOrder = text.find("S73") != std::string::npos || text.find("P12") != std::string::npos;
+        if (direction == Direction::ToController && isOrder) ordered += CC_EMERGENCY(1, 5);
+    });
+    ASSERT_EQ(Open(1), CC_OK);
+    CC_SETSTATUS(1, CC_ORDER_MEASURING);
+    for (int i = 0; i < 400 && CC_GETSTATUS(1) != CC_STATUS_READY; ++i) CC_LOOP_RUN(5);  // the worker's doing
+    EXPECT_EQ(EventsOf(1, CC_EVENT_EMERGENCY).size(), 1u);
+    CC_DONE(1, CC_SHUTDOWN_P12);
+    EXPECT_EQ(ordered + CC_EMERGENCY(1, 5), 2);  // none on a closed arm
+    StopHost();
+    EXPECT_EQ(controllers[0].Commands().at(300), 2);
 }
 
 TEST_F(PosixLine, ClosesWhileDataPoursIn) {
