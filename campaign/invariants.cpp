@@ -26,7 +26,7 @@ bool IsPrompt(const Account &account) {
 }
 
 std::string Words(const Bytes &message) {
-    return emulator::MessageWords(emulator::Direction::ToController, message) + " (" +
+    return emulator::MessageName(emulator::Direction::ToController, message) + " (" +
            emulator::HexWords(message) + ")";
 }
 

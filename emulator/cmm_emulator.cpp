@@ -60,10 +60,10 @@ std::shared_ptr<const Part> MakePart(const Options &options) {
     return sphere;
 }
 
-void LogFrame(int64_t microseconds, Direction direction, const Bytes &frame) {
+void LogFrame(FrameTeller &teller, int64_t microseconds, Direction direction, const Bytes &frame) {
     std::printf("%12.6f  %s  %-48s  %s\n", static_cast<double>(microseconds) / kSecond,
                 direction == Direction::ToController ? "host -> controller" : "host <- controller",
-                FrameWords(direction, frame).c_str(), HexWords(frame).c_str());
+                teller.Tell(direction, frame).c_str(), HexWords(frame).c_str());
     std::fflush(stdout);
 }
 
@@ -100,7 +100,12 @@ int Run(Options &options) {
     controller.Faults().Seed(options.seed);
     for (const std::string &fault : options.faults) controller.Faults().Add(ParseFault(fault));
     EventPlan events(options.events);
-    if (options.log) controller.onFrame = LogFrame;
+    FrameTeller teller(options.controller.mmPerCount);
+    if (options.log) {
+        controller.onFrame = [&teller](int64_t time, Direction direction, const Bytes &frame) {
+            LogFrame(teller, time, direction, frame);
+        };
+    }
 
     LineHost host;
     std::optional<PseudoTerminal> terminal;
