@@ -9,7 +9,8 @@ trap 'rm -rf "$folder"' EXIT
   > "$folder/log" &
 emulator=$!
 while ! grep -q '^head on' "$folder/log"; do kill -0 $emulator; done
-CC_PORT_DIR=$folder "$1/cmm" measure --port COM7 --head-port COM8 --ini "$2" --picture "$folder/picture.svg" > "$folder/out"
+CC_PORT_DIR=$folder "$1/cmm" measure --port COM7 --head-port COM8 --ini "$2" --picture "$folder/picture.svg" \
+  --centre 100 80 50 --radius 15 --yes > "$folder/out"
 kill -INT $emulator
 wait $emulator
 grep -q 'each is accounted for' "$folder/out"

@@ -9,7 +9,8 @@ picture=$WINEPREFIX/picture.svg
 emulator=$!
 trap 'kill $emulator 2> /dev/null || true; rm -f "$log"' EXIT
 while ! grep -q '^head on' "$log"; do kill -0 $emulator; done
-run "$build/cmm.exe" measure --port COM3:9600,e,8,1 --head-port COM4:4800,n,8,2 --ini "$3" --picture "$picture"
+run "$build/cmm.exe" measure --port COM3:9600,e,8,1 --head-port COM4:4800,n,8,2 --ini "$3" --picture "$picture" \
+  --centre 100 80 50 --radius 15 --yes
 grep -q 'each is accounted for' "$WINEPREFIX/output"
 grep -q 'form .* 8.0. um (36 points)' "$WINEPREFIX/output"
 grep -q '</svg>' "$picture"

@@ -8,12 +8,12 @@
 
 namespace cmm {
 
-/// A controller with the sphere on its table, and a probe head, on two pseudo-terminals paced at the speed of
+/// A controller with the part on its table, and a probe head, on two pseudo-terminals paced at the speed of
 /// their lines, served by a thread of their own. CC_PORT_DIR points to it while it lives. Failures are thrown
 /// as std::runtime_error.
 class EmulatedLine {
   public:
-    EmulatedLine(const emulator::SpherePart &part, double mmPerCount);
+    EmulatedLine(std::shared_ptr<const emulator::Part> part, double mmPerCount);
     ~EmulatedLine();
 
     /// Port name of the controller.

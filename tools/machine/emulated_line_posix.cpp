@@ -23,9 +23,9 @@ std::string MakeFolder() {
     return folder;
 }
 
-emulator::ControllerOptions Options(const emulator::SpherePart &part, double mmPerCount) {
+emulator::ControllerOptions Options(std::shared_ptr<const emulator::Part> part, double mmPerCount) {
     emulator::ControllerOptions options;
-    options.part = std::make_shared<emulator::SpherePart>(part);
+    options.part = std::move(part);
     options.mmPerCount = mmPerCount;
     options.probingSpeed = 20;
     return options;
@@ -34,7 +34,8 @@ emulator::ControllerOptions Options(const emulator::SpherePart &part, double mmP
 }  // namespace
 
 struct EmulatedLine::Running {
-    Running(const emulator::SpherePart &part, double mmPerCount) : controller(Options(part, mmPerCount)) {
+    Running(std::shared_ptr<const emulator::Part> part, double mmPerCount)
+        : controller(Options(std::move(part), mmPerCount)) {
         terminal.LinkAs(folder, kControllerPort);
         setenv("CC_PORT_DIR", folder.c_str(), 1);
         host.Add(controller, terminal.Descriptor(), emulator::kByteTimeController,
@@ -61,8 +62,8 @@ struct EmulatedLine::Running {
     std::thread thread;
 };
 
-EmulatedLine::EmulatedLine(const emulator::SpherePart &part, double mmPerCount)
-    : running_(std::make_unique<Running>(part, mmPerCount)) {}
+EmulatedLine::EmulatedLine(std::shared_ptr<const emulator::Part> part, double mmPerCount)
+    : running_(std::make_unique<Running>(std::move(part), mmPerCount)) {}
 
 EmulatedLine::~EmulatedLine() = default;
 

@@ -7,7 +7,7 @@ namespace cmm {
 // The system has no pseudo-terminals; cmm-emulator on another machine and a null-modem cable do the same.
 struct EmulatedLine::Running {};
 
-EmulatedLine::EmulatedLine(const emulator::SpherePart &, double) {
+EmulatedLine::EmulatedLine(std::shared_ptr<const emulator::Part>, double) {
     throw std::runtime_error("--emulate needs pseudo-terminals, which Windows does not have");
 }
 

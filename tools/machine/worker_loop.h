@@ -6,4 +6,8 @@ namespace cmm {
 /// Runs the loop for that long.
 void RunLoop(int milliseconds);
 
+/// Has the library call `onBox`, on any thread, instead of showing its boxes and waiting for the operator. Where the
+/// system shows them in a window of its own nothing changes.
+void TakeBoxes(void (*onBox)(const char *text, void *user));
+
 }  // namespace cmm

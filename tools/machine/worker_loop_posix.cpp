@@ -7,4 +7,8 @@ void RunLoop(int milliseconds) {
     CC_LOOP_RUN(milliseconds);
 }
 
+void TakeBoxes(void (*onBox)(const char *text, void *user)) {
+    CC_SET_MESSAGE_BOX(onBox, nullptr);
+}
+
 }  // namespace cmm

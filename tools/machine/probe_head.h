@@ -1,0 +1,49 @@
+// The probe head, without letting anybody wait for it who must act.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace cmm {
+
+/// The library's calls wait for a head, which may be mute, for minutes. So the head is that of arm 2, whose controller is
+/// the built-in one, and its calls run on a thread of their own. The library allows that while its worker does not run:
+/// whoever waits for the head does not run the loop, but may use arm 1.
+class ProbeHead {
+  public:
+    /// What the caller does while it waits; it may throw.
+    using Meanwhile = std::function<void()>;
+
+    /// Opens the head's port, once arm 1 is open. Failures are thrown as Failure, so are those of the other functions.
+    ProbeHead(const std::string &port, const std::string &iniFile, const Meanwhile &meanwhile);
+    /// A head that does not answer is left alone: see HasLeftThread.
+    ~ProbeHead();
+    ProbeHead(const ProbeHead &) = delete;
+    ProbeHead &operator=(const ProbeHead &) = delete;
+
+    /// Orders the angles, in degrees with one decimal.
+    void Turn(double a, double b, const Meanwhile &meanwhile);
+    /// Whether it has not answered yet.
+    bool IsBusy() const;
+    /// Begins to close the head, which takes as long as closing an arm does; the end is waited for by the destructor.
+    void BeginClosing();
+
+    /// Code of the emergency that an error of the head asks for; 0: there was none. Known once the worker has run.
+    static int ErrorCode();
+    /// Whether a thread is left that waits for a mute head. The program must then end without unloading the library.
+    static bool HasLeftThread();
+
+  private:
+    struct Thread;
+
+    void LeaveOrJoin();
+    int Await(std::function<int()> call, double seconds, const Meanwhile &meanwhile);
+
+    std::string port_;
+    std::shared_ptr<Thread> thread_;
+    bool closing_ = false;
+};
+
+}  // namespace cmm
