@@ -57,8 +57,8 @@ Dialogue::Remark Dialogue::TakeReply(const Bytes &reply) {
     remark.words = MessageWords(Direction::ToHost, reply, mmPerCount_);
     const auto question = std::find_if(asked_.begin(), asked_.end(),
                                        [&](const Asked &asked) { return IsAnswer(asked.command, reply); });
-    const bool resets = question != asked_.end() &&
-                        Command{question->command}.Number() == CommandNumber(command::S25);
+    const bool resets =
+        question != asked_.end() && Command{question->command}.Number() == CommandNumber(command::S25);
     if (question != asked_.end()) {
         remark.answers = question->number;
         // Temperatures come in two replies.
@@ -103,7 +103,7 @@ void Dialogue::EndMove(const Bytes &reply, Remark &remark) {
     remark.isFault = move.probing && !move.touched;
     const int reason = static_cast<int8_t>(Command{reply}.At(4));
     remark.words = Numbered(move.number) + (remark.isFault ? " rejected, nothing was touched" : " done");
-    if (reason != 0) remark.words += ", reason " + std::to_string(reason);
+    if (remark.isFault) remark.words += ", reason " + std::to_string(reason);
 }
 
 std::vector<int> Dialogue::Unanswered() const {

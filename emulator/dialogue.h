@@ -17,9 +17,10 @@ class Dialogue {
 
     /// What there is to say about a message.
     struct Remark {
-        std::string words;  // what it says, of a move with its number: "move 3 to X 100.0000 mm", "move 3 done"
-        int move = 0;       // number of the buffered message that it is, or is about; 0: none
-        int answers = 0;    // a reply: number of the command, from 1, that it answers; 0: it was not asked for
+        std::string
+            words;        // what it says, of a move with its number: "move 3 to X 100.0000 mm", "move 3 done"
+        int move = 0;     // number of the buffered message that it is, or is about; 0: none
+        int answers = 0;  // a reply: number of the command, from 1, that it answers; 0: it was not asked for
         bool isFault = false;
     };
     Remark Take(Direction direction, const Bytes &message);

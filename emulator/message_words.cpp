@@ -130,7 +130,7 @@ constexpr ReplyWords kReplies[] = {
 };
 
 constexpr std::pair<int, std::string_view> kStates[] = {
-    {0, "zeroing"},  {1, "ready"},     {2, "stopped"}, {3, "measuring"},       {6, "starting"},
+    {0, "zeroing"},   {1, "ready"},   {2, "stopped"}, {3, "measuring"},        {6, "starting"},
     {7, "emergency"}, {8, "stopped"}, {9, "stopped"}, {10, "wants its table"},
 };
 
@@ -151,8 +151,9 @@ const CommandWords *FindCommand(const Bytes &message) {
 }
 
 const ReplyWords *FindReply(uint8_t code) {
-    const auto *const known = std::find_if(std::begin(kReplies), std::end(kReplies),
-                                           [code](const auto &r) { return code >= r.first && code <= r.last; });
+    const auto *const known = std::find_if(std::begin(kReplies), std::end(kReplies), [code](const auto &r) {
+        return code >= r.first && code <= r.last;
+    });
     return known == std::end(kReplies) ? nullptr : known;
 }
 
@@ -171,8 +172,8 @@ std::string FieldsText(const Bytes &message, bool lengths, double mmPerCount) {
     for (size_t i = at::kPayload; i + 4 < message.size(); i += 5) {
         const char letter = static_cast<char>(message[i]);
         const bool isAxis = lengths && letter != 'F';
-        (isAxis ? axes : others) +=
-            Format(" %c ", letter) + (isAxis ? Length(command.Long(i + 1), mmPerCount) : Format("%d", command.Long(i + 1)));
+        (isAxis ? axes : others) += Format(" %c ", letter) + (isAxis ? Length(command.Long(i + 1), mmPerCount)
+                                                                     : Format("%d", command.Long(i + 1)));
     }
     if (!axes.empty()) axes += Unit(mmPerCount);
     return axes + others;
@@ -221,11 +222,12 @@ std::string Axes(const Bytes &message, std::array<size_t, 3> places, double mmPe
 
 std::string StateText(const Bytes &message) {
     const int state = static_cast<int8_t>(message[at::kReplyState]);
-    const auto *const known =
-        std::find_if(std::begin(kStates), std::end(kStates), [state](const auto &s) { return s.first == state; });
+    const auto *const known = std::find_if(std::begin(kStates), std::end(kStates),
+                                           [state](const auto &s) { return s.first == state; });
     std::string text =
         Format(" %d, ", state) + std::string(known == std::end(kStates) ? "unknown" : known->second);
-    if (message.size() > at::kReplyPayload + 1) text += Format("; controller type %d, level %d", message[3], message[4]);
+    if (message.size() > at::kReplyPayload + 1)
+        text += Format("; controller type %d, level %d", message[3], message[4]);
     return text;
 }
 
@@ -243,7 +245,8 @@ std::string ReplyText(const Bytes &message, double mmPerCount) {
         case Payload::State:
             return words + StateText(message);
         case Payload::Buffered:
-            return fields.At(4) == 0 ? words : words + Format(", reason %d", static_cast<int8_t>(fields.At(4)));
+            return fields.At(4) == 0 ? words
+                                     : words + Format(", reason %d", static_cast<int8_t>(fields.At(4)));
         case Payload::Point:
             return words + Axes(message, {6, 11, 16}, mmPerCount);
         case Payload::Position:
@@ -280,7 +283,8 @@ std::string MessageName(Direction direction, const Bytes &message) {
 }
 
 std::string MessageWords(Direction direction, const Bytes &message, double mmPerCount) {
-    return direction == Direction::ToController ? CommandText(message, mmPerCount) : ReplyText(message, mmPerCount);
+    return direction == Direction::ToController ? CommandText(message, mmPerCount)
+                                                : ReplyText(message, mmPerCount);
 }
 
 std::string MessageLine(Direction direction, const Bytes &message, const std::string &words) {

@@ -29,7 +29,8 @@ void ReplayController::Read(std::istream &recording) {
         }
         const bool timed = !asked_.empty() && line->seconds && asked_.back().seconds;
         const double seconds = timed ? *line->seconds - *asked_.back().seconds : 0;
-        replies_.push_back({line->bytes, timed ? static_cast<int64_t>(seconds * kSecond) : replyDelay_, asked_.size()});
+        replies_.push_back(
+            {line->bytes, timed ? static_cast<int64_t>(seconds * kSecond) : replyDelay_, asked_.size()});
         if (remark.answers == 0) continue;
         const auto number = static_cast<size_t>(remark.answers) - 1;
         Asked &asked = asked_[number];

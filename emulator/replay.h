@@ -39,9 +39,9 @@ class ReplayController final : public LinkPeer {
     };
     struct Reply {
         Bytes message;
-        int64_t delay;        // from the command before it
-        size_t commands;      // recorded before it
-        size_t asked = kNone; // the buffered command that it belongs to
+        int64_t delay;         // from the command before it
+        size_t commands;       // recorded before it
+        size_t asked = kNone;  // the buffered command that it belongs to
         bool sent = false;
         bool inOrder = true;  // not an answer given at once
     };

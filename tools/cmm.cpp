@@ -7,6 +7,7 @@
 #include "machine/failure.h"
 #include "machine/probe_head.h"
 #include "measure/measure_command.h"
+#include "trace/trace_command.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ int Run(int argc, char **argv) {
     app.footer(kStatuses);
     cmm::AddDemoCommand(app);
     cmm::AddMeasureCommand(app);
+    cmm::AddTraceCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

@@ -109,7 +109,7 @@ class Arm {
 
     Eigen::Vector3d position_ = Eigen::Vector3d::Zero();  // as reported last
     int positions_ = 0;                                   // how often it was reported
-    Clock::time_point lastNews_;                          // a point or the end of a move came, or the machine moved
+    Clock::time_point lastNews_;  // a point or the end of a move came, or the machine moved
     Clock::time_point lastQuestion_;
 };
 

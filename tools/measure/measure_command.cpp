@@ -230,9 +230,8 @@ void RunJob(JobOptions options, const CLI::App &command) {
     const double overtravel = options.approach.overtravel;
     const std::vector<Vector3d> expected = Targets(options, result.plan, part.get(), overtravel);
     // The simulator touches where it is told to.
-    const std::vector<Vector3d> targets = options.where == Where::Simulated
-                                              ? expected
-                                              : Targets(options, result.plan, nullptr, overtravel);
+    const std::vector<Vector3d> targets =
+        options.where == Where::Simulated ? expected : Targets(options, result.plan, nullptr, overtravel);
     result.measured = Measure(console, operatorStop, options, result.plan, targets, part);
     try {
         result.fit = FitShape(result.geometry, result.plan, result.measured);
@@ -255,7 +254,8 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
         ->check(CLI::IsMember(names))
         ->capture_default_str();
     Geometry &geometry = options.geometry;
-    command.add_option("--centre", options.centre, "Centre of the shape, mm: X Y Z; else 100 80 50")->expected(3);
+    command.add_option("--centre", options.centre, "Centre of the shape, mm: X Y Z; else 100 80 50")
+        ->expected(3);
     command
         .add_option("--axis,--normal", options.axis,
                     "Axis of a circle or cylinder, normal of a plane: I J K; else 0 0 1")
@@ -265,7 +265,9 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
                     "Radius, mm, with that of the tip added, of a bore with it taken away")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    command.add_option("--length", geometry.length, "Length of a cylinder or plane, depth of a circle's bore, mm")
+    command
+        .add_option("--length", geometry.length,
+                    "Length of a cylinder or plane, depth of a circle's bore, mm")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     command.add_option("--width", geometry.width, "Width of a plane, mm")
@@ -275,7 +277,9 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
     command.add_option("--points", options.points, "Least number of points of a plane, circle or cylinder");
     command.add_option("--file", options.pointsFile, "CSV file of the shape 'points': X Y Z I J K a line")
         ->check(CLI::ExistingFile);
-    command.add_option("--clearance", options.approach.clearance, "Where probing moves begin, mm off the surface")
+    command
+        .add_option("--clearance", options.approach.clearance,
+                    "Where probing moves begin, mm off the surface")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     command.add_option("--overtravel", options.approach.overtravel, "Where they end, mm behind the surface")
@@ -289,7 +293,8 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
     command.add_option("--scale", options.scale, "Length of one controller count, mm")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    command.add_option("--picture", options.picture, "Where the picture goes; else SHAPE.svg or SHAPE-line.svg");
+    command.add_option("--picture", options.picture,
+                       "Where the picture goes; else SHAPE.svg or SHAPE-line.svg");
     command.add_option("--csv", options.csv, "Where the points go as CSV");
     command.add_option("--json", options.json, "Where the result goes as JSON");
 }
