@@ -1,16 +1,9 @@
 #include "line_host.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <ctime>
-#include <stdexcept>
 #include <vector>
+
+#include "device.h"
 
 namespace emulator {
 namespace {
@@ -18,12 +11,6 @@ namespace {
 constexpr int64_t kLongestTurn = 20 * kMillisecond;
 
 }  // namespace
-
-int64_t LineHost::MonotonicMicroseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * kSecond + now.tv_nsec / 1000;
-}
 
 int64_t LineHost::Now() const {
     return MonotonicMicroseconds() - begin_;
@@ -36,12 +23,12 @@ void LineHost::Add(Peer &peer, int descriptor, int64_t byteTime, std::function<v
 
 void LineHost::ReadFrom(Lane &lane) {
     uint8_t bytes[512];
-    const ssize_t count = read(lane.descriptor, bytes, sizeof bytes);
-    if (count <= 0) return;
-    if (onBytes) onBytes(Direction::ToController, bytes, static_cast<size_t>(count));
+    const size_t count = ReadDevice(lane.descriptor, bytes, sizeof bytes);
+    if (count == 0) return;
+    if (onBytes) onBytes(Direction::ToController, bytes, count);
     int64_t due = Now();
     if (!lane.arrivals.empty()) due = std::max(due, lane.arrivals.back().due);
-    for (ssize_t i = 0; i < count; ++i) lane.arrivals.push_back({bytes[i], due += lane.byteTime});
+    for (size_t i = 0; i < count; ++i) lane.arrivals.push_back({bytes[i], due += lane.byteTime});
 }
 
 // Gives the peer what has come by now.
@@ -68,11 +55,11 @@ void LineHost::WriteTo(Lane &lane) {
         const Bytes &piece = lane.pieces.front().bytes;
         const size_t step = lane.byteTime != 0 ? 1 : piece.size() - lane.written;
         if (onBytes) onBytes(Direction::ToHost, piece.data() + lane.written, step);
-        const ssize_t count = write(lane.descriptor, piece.data() + lane.written, step);
+        const size_t count = WriteDevice(lane.descriptor, piece.data() + lane.written, step);
         // Bytes that are late do not come in a bunch.
         lane.writeFree = std::max(NextWrite(lane), now - lane.byteTime);
         // A line that nobody reads overflows, as a line does.
-        lane.written += count > 0 ? static_cast<size_t>(count) : step;
+        lane.written += count > 0 ? count : step;
         if (lane.written < piece.size()) continue;
         lane.pieces.pop_front();
         lane.written = 0;
@@ -88,20 +75,17 @@ int64_t LineHost::NextTime(const Lane &lane) {
 }
 
 void LineHost::RunOnce(int64_t longest) {
-    std::vector<pollfd> waits;
+    std::vector<int> waits;
     int64_t next = Now() + longest;
     for (Lane &lane : lanes_) {
-        waits.push_back({lane.descriptor, POLLIN, 0});
+        waits.push_back(lane.descriptor);
         if (lane.descriptor >= 0) next = std::min(next, NextTime(lane));
     }
-    const int64_t wait = std::max<int64_t>(next - Now(), 0);
-    const timespec limit{static_cast<time_t>(wait / kSecond), static_cast<long>(wait % kSecond * 1000)};
-    ppoll(waits.data(), waits.size(), &limit, nullptr);
-    for (size_t i = 0; i < lanes_.size(); ++i) {
-        Lane &lane = lanes_[i];
+    AwaitInput(waits, next - Now());
+    for (Lane &lane : lanes_) {
         if (lane.descriptor < 0) continue;
         lane.peer->AdvanceTo(Now());
-        if ((waits[i].revents & POLLIN) != 0) ReadFrom(lane);
+        ReadFrom(lane);
         Deliver(lane);
         WriteTo(lane);
         if (!lane.peer->IsUnplugged()) continue;
@@ -112,21 +96,6 @@ void LineHost::RunOnce(int64_t longest) {
 
 void LineHost::Run(const std::atomic<bool> &stop) {
     while (!stop) RunOnce(kLongestTurn);
-}
-
-int OpenDevice(const std::string &path, int baud, bool evenParity, int stopBits) {
-    const int descriptor = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    termios mode{};
-    if (descriptor < 0 || tcgetattr(descriptor, &mode) != 0) {
-        throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
-    }
-    cfmakeraw(&mode);
-    mode.c_cflag |= CLOCAL | CREAD | (evenParity ? PARENB : 0u) | (stopBits == 2 ? CSTOPB : 0u);
-    const speed_t speed = baud == 4800 ? B4800 : B9600;
-    cfsetispeed(&mode, speed);
-    cfsetospeed(&mode, speed);
-    tcsetattr(descriptor, TCSANOW, &mode);
-    return descriptor;
 }
 
 }  // namespace emulator

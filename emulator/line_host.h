@@ -5,8 +5,8 @@
 #include <atomic>
 #include <deque>
 #include <functional>
-#include <string>
 
+#include "device.h"
 #include "faults.h"
 #include "peer.h"
 
@@ -21,7 +21,7 @@ inline constexpr int64_t kPieceGap = 2 * kMillisecond;
 
 class LineHost {
   public:
-    /// Serves a peer on an open, non-blocking descriptor. byteTime: µs that each byte takes, both ways; 0: as
+    /// Serves a peer on an open device. byteTime: µs that each byte takes, both ways; 0: as
     /// fast as it goes. `unplug` is called when the peer pulls its plug; the descriptor is not used after that.
     void Add(Peer &peer, int descriptor, int64_t byteTime, std::function<void()> unplug,
              int64_t pieceGap = kPieceGap);
@@ -67,11 +67,6 @@ class LineHost {
 
     std::deque<Lane> lanes_;
     int64_t begin_ = MonotonicMicroseconds();
-
-    static int64_t MonotonicMicroseconds();
 };
-
-/// Opens a serial device in raw mode. Result: its descriptor; throws std::runtime_error on failure.
-int OpenDevice(const std::string &path, int baud, bool evenParity, int stopBits);
 
 }  // namespace emulator

@@ -27,7 +27,8 @@ std::string DelayText(const Entry &entry) {
 }
 
 std::string FaultText(const Entry &entry) {
-    std::string text = Format("  line %d  ", entry.line) + entry.name + (entry.name.empty() ? "" : "  ") + entry.words;
+    std::string text =
+        Format("  line %d  ", entry.line) + entry.name + (entry.name.empty() ? "" : "  ") + entry.words;
     if (!entry.isAnswered) text += ", not answered";
     return text + "\n";
 }
@@ -117,7 +118,8 @@ std::string ExplanationText(const Explanation &explanation, const std::string &n
         text += EntryText(entry);
         for (const Entry *const answer : answers[entry.line]) {
             text += Format("        %s-> ", entry.seconds ? "             " : "") + answer->words;
-            text += Format("  (line %d)", answer->line) + DelayText(*answer) + (IsWrong(*answer) ? "  !" : "") + "\n";
+            text += Format("  (line %d)", answer->line) + DelayText(*answer) +
+                    (IsWrong(*answer) ? "  !" : "") + "\n";
         }
     }
     return text;

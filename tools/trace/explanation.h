@@ -16,11 +16,11 @@ struct Entry {
     int line = 0;  // of the recording, from 1
     std::optional<double> seconds;
     emulator::Direction direction = emulator::Direction::ToController;
-    std::string name;    // "S73", "reply 4"; empty for what is no message
-    std::string words;   // what it says
-    std::string bytes;   // of the message, or of the frame, in hexadecimal digits
-    int move = 0;        // number of the buffered message that it is, or is about; 0: none
-    int answersLine = 0; // line of the command that it answers; 0: it was not asked for, or is a command
+    std::string name;     // "S73", "reply 4"; empty for what is no message
+    std::string words;    // what it says
+    std::string bytes;    // of the message, or of the frame, in hexadecimal digits
+    int move = 0;         // number of the buffered message that it is, or is about; 0: none
+    int answersLine = 0;  // line of the command that it answers; 0: it was not asked for, or is a command
     std::optional<double> delay;  // from that command, s
     bool isFault = false;
     bool isAnswered = true;  // false: a command that a reply should have answered

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "argument_checks.h"
 #include "machine/failure.h"
 #include "machine/operator_stop.h"
 #include "trace/explanation.h"
@@ -29,9 +30,10 @@ struct TraceOptions {
 std::ifstream OpenRecording(const std::string &path) {
     std::ifstream file(path);
     if (!file)
-        throw Failure(kBadArguments, "cannot read " + path,
-                      "The library writes wtraceArm1.log into its current directory when \"Log file\" is 1 in section "
-                      "[Timers] of the initialisation file.");
+        throw Failure(
+            kBadArguments, "cannot read " + path,
+            "The library writes wtraceArm1.log into its current directory when \"Log file\" is 1 in section "
+            "[Timers] of the initialisation file.");
     return file;
 }
 
@@ -68,7 +70,8 @@ class GrowingFile {
     bool BeginsAnew() {
         std::error_code error;
         const auto size = std::filesystem::file_size(path_, error);
-        if (error || static_cast<std::streamoff>(size) >= static_cast<std::streamoff>(file_.tellg())) return false;
+        if (error || static_cast<std::streamoff>(size) >= static_cast<std::streamoff>(file_.tellg()))
+            return false;
         file_ = OpenRecording(path_);
         rest_.clear();
         return true;
@@ -88,7 +91,8 @@ void Follow(const TraceOptions &options) {
     while (!stop) {
         if (const std::optional<std::string> line = file.Next()) {
             const Entry *const entry = explanation->Take(*line);
-            if (entry != nullptr) std::cout << (options.json ? EntryJson(*entry).dump() + "\n" : EntryText(*entry));
+            if (entry != nullptr)
+                std::cout << (options.json ? EntryJson(*entry).dump() + "\n" : EntryText(*entry));
             continue;
         }
         std::cout.flush();
@@ -101,13 +105,16 @@ void Follow(const TraceOptions &options) {
 
 void AddTraceCommand(CLI::App &app) {
     const auto options = std::make_shared<TraceOptions>();
-    CLI::App &command = *app.add_subcommand(
-        "trace", "Explain a trace of the library, or a log of cmm-emulator: what went wrong, then each command with its answers");
+    CLI::App &command = *app.add_subcommand("trace",
+                                            "Explain a trace of the library, or a log of cmm-emulator: what "
+                                            "went wrong, then each command with its answers");
     command.add_option("FILE", options->file, "wtraceArm1.log, or what cmm-emulator --log printed")
         ->required()
         ->check(CLI::ExistingFile);
-    command.add_option("--scale", options->mmPerCount, "Length of one controller count, mm; without it lengths are in counts")
-        ->check(CLI::PositiveNumber);
+    command
+        .add_option("--scale", options->mmPerCount,
+                    "Length of one controller count, mm; without it lengths are in counts")
+        ->check(emulator::AboveZero());
     command.add_flag("--json", options->json, "As JSON: one object, with --follow one a line");
     command.add_flag("--follow", options->follow, "Go on with what is written to the file, until Ctrl-C");
     command.callback([options] { options->follow ? Follow(*options) : Explain(*options); });
