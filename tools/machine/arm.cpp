@@ -21,6 +21,8 @@ constexpr auto kLongestRest = seconds(20);
 constexpr int kStatusSeconds = 2;
 constexpr int kQuestions = 3;  // that may stay without an answer
 
+constexpr char kResting[] = "nothing moved";
+
 Arm *current = nullptr;  // the library's callback has no argument of the client's
 std::atomic<bool> acknowledgementMissed{false};
 
@@ -47,7 +49,7 @@ bool IsUsual(int32_t event, uint32_t info) {
 // ---- opening
 
 Arm::Arm(const ArmOptions &options, Console &console, OperatorStop &operatorStop)
-    : console_(console), operatorStop_(operatorStop), port_(options.port) {
+    : console_(console), operatorStop_(operatorStop), port_(options.port), doing_(kResting) {
     current = this;
     acknowledgementMissed = false;
     TakeBoxes(OnBox);
@@ -129,18 +131,21 @@ void Arm::NoteFailure(int32_t event, uint32_t info, const void *data) {
             linkLost_ = info != CC_LINK_IN_ORDER;
             if (linkLost_)
                 Fail(kNotReached, "the link to the controller was lost while " + WhatRuns(),
-                     "Look whether the machine stands still. Is the cable in the port, the controller switched on?");
+                     "Look whether the machine stands still. Is the cable in the port, the controller "
+                     "switched on?");
             return;
         case CC_EVENT_EMERGENCY:
         case CC_EVENT_EMERGENCY_51:
             emergency_ = true;
-            Fail(kWorkFailed, "emergency while " + WhatRuns() + ": " + EmergencyCause(EmergencyCode(info, data)),
+            Fail(kWorkFailed,
+                 "emergency while " + WhatRuns() + ": " + EmergencyCause(EmergencyCode(info, data)),
                  "Free the probe, release the emergency at the machine, then measure anew.");
             return;
         case CC_EVENT_MOVE_REJECTED:
             if (info == CC_LINK_LOST) return;  // the loss of the link was told
-            Fail(kWorkFailed, Format("move rejected (reason %u) while ", info) + WhatRuns() +
-                                  (info == 2 ? ": the probe met nothing where the part should be" : ""),
+            Fail(kWorkFailed,
+                 Format("move rejected (reason %u) while ", info) + WhatRuns() +
+                     (info == 2 ? ": the probe met nothing where the part should be" : ""),
                  "Compare the part's place with the geometry given: its centre, its size, the tip's radius.");
             return;
         case CC_EVENT_RESUME:
@@ -165,7 +170,7 @@ std::string Arm::WhatRuns() const {
         const bool touched = touched_.contains(message.pointId);
         return Format(touched ? "moving on from point %u" : "going to point %u", message.pointId);
     }
-    return filed_.empty() ? "no move was under way" : "moving";
+    return filed_.empty() ? doing_ : "moving";
 }
 
 // ---- waiting
@@ -187,14 +192,17 @@ void Arm::Check() {
     if (failure_) throw *failure_;
     if (acknowledgementMissed) {
         linkLost_ = true;
-        throw Failure(kNotReached, "the controller no longer acknowledges what it is sent",
-                      "Look whether the machine stands still. Is its cable in order, the controller switched on?");
+        throw Failure(
+            kNotReached, "the controller no longer acknowledges what it is sent",
+            "Look whether the machine stands still. Is its cable in order, the controller switched on?");
     }
     const int16_t status = CC_GETSTATUS(kArm);
     if (measuring_ && status != CC_STATUS_MEASURING && !held_)
-        throw Failure(kWorkFailed, "the controller left measuring state while " + WhatRuns() + "; it is " +
-                                       StatusWord(status) + " now",
-                      "Was it stopped at the machine, or did something guard it? Release it and measure anew.");
+        throw Failure(
+            kWorkFailed,
+            "the controller left measuring state while " + WhatRuns() + "; it is " + StatusWord(status) +
+                " now",
+            "Was it stopped at the machine, or did something guard it? Release it and measure anew.");
 }
 
 // Asks the machine where it is, which also tells of a line or a controller that is dead.
@@ -205,8 +213,9 @@ void Arm::Listen() {
     if (failure_) return;
     if (asked && positions_ != before) return;
     if (!asked) linkLost_ = true;
-    Fail(kNotReached, asked ? "the controller does not tell where the machine is"
-                            : "the controller does not take questions any more",
+    Fail(kNotReached,
+         asked ? "the controller does not tell where the machine is"
+               : "the controller does not take questions any more",
          "Look whether the machine stands still. Is its cable in order, the controller switched on?");
 }
 
@@ -233,6 +242,7 @@ void Arm::Zero() {
         Check();
         throw Failure(kWorkFailed, "zeroing was refused", "Is the machine in emergency, are its drives on?");
     }
+    doing_ = "zeroing";
     const auto begin = Clock::now();
     for (int16_t status = CC_STATUS_ZEROING; status != CC_STATUS_READY; status = CC_GETSTATUS(kArm)) {
         console_.Waiting("Zeroing");
@@ -244,6 +254,7 @@ void Arm::Zero() {
             throw Failure(kWorkFailed, "zeroing did not end in five minutes",
                           "Do the axes reach their reference marks?");
     }
+    doing_ = kResting;
     console_.EndProgress();
     console_.Say("Zeroed");
 }
@@ -263,16 +274,19 @@ void Arm::StartMeasuring() {
 void Arm::TurnHead(double a, double b) {
     Settle();
     console_.Say(Format("Head to A %.1f B %.1f", a, b));
+    doing_ = "the probe head turned";
     // The worker does not run meanwhile; a question takes in what the controller has to say.
     head_->Turn(a, b, [this] {
         if (onTurn) onTurn();
         Listen();
         Check();
     });
+    doing_ = kResting;
     Run();
 }
 
-void Arm::File(int16_t mode, const Eigen::Vector3d &target, const Eigen::Vector3d &approach, uint32_t pointId) {
+void Arm::File(int16_t mode, const Eigen::Vector3d &target, const Eigen::Vector3d &approach,
+               uint32_t pointId) {
     const bool probing = mode == CC_MOVE_PROBING;
     // A probing move takes two places of the history.
     const int16_t places = probing ? 2 : 1;
@@ -281,8 +295,7 @@ void Arm::File(int16_t mode, const Eigen::Vector3d &target, const Eigen::Vector3
         Run();
         CheckMotion();
     }
-    const double position[6] = {target.x(),   target.y(),   target.z(),
-                                approach.x(), approach.y(), approach.z()};
+    const double position[6] = {target.x(), target.y(), target.z(), approach.x(), approach.y(), approach.z()};
     filed_.push_back({probing, pointId});
     CC_MOVE(kArm, mode, position, pointId, 1, nullptr, nullptr, 0);
     ++(probing ? probingMoves_ : moves_);
@@ -320,7 +333,8 @@ bool Arm::Close() {
     console_.Say("Arm 1 is closed.");
     int unexplained = 0;
     for (const auto &[key, count] : events_) {
-        const bool usual = IsUsual(key.first, key.second) || key.first == CC_EVENT_HOLD || key.first == CC_EVENT_RESUME;
+        const bool usual =
+            IsUsual(key.first, key.second) || key.first == CC_EVENT_HOLD || key.first == CC_EVENT_RESUME;
         if (usual) continue;
         unexplained += count;
         console_.Say(Format("  %d times event %d with info %u", count, key.first, key.second));
@@ -330,9 +344,10 @@ bool Arm::Close() {
     const int probings = events_[{CC_EVENT_MOVE_DONE, CC_REPORT_PROBING_MOVE}];
     const bool accounted =
         unexplained == 0 && points == probingMoves_ && probings == probingMoves_ && moves == moves_;
-    console_.Say(Format("Events of the session: %d touch points, %d ends of probing moves, %d of other moves; ", points,
-                        probings, moves) +
-                 (accounted ? "each is accounted for" : "these are not the ones that the work explains"));
+    console_.Say(
+        Format("Events of the session: %d touch points, %d ends of probing moves, %d of other moves; ",
+               points, probings, moves) +
+        (accounted ? "each is accounted for" : "these are not the ones that the work explains"));
     return accounted;
 }
 
@@ -340,11 +355,13 @@ bool Arm::Close() {
 void Arm::OrderStop() {
     const size_t left = filed_.size();
     CC_BUFFRESET(kArm);
-    console_.Say(Format("  Moves dropped that were not done: %zu", left));
-    if (head_ && head_->IsBusy()) console_.Say("  The probe head cannot be stopped: it ends its turn by itself");
+    if (left > 0) console_.Say(Format("  Moves dropped that were not done: %zu", left));
+    if (head_ && head_->IsBusy())
+        console_.Say("  The probe head cannot be stopped: it ends its turn by itself");
     if (linkLost_) {
-        console_.Say("  The controller cannot be told. It may still execute what it has: up to 14 moves. Press the "
-                     "emergency button if the machine moves.");
+        console_.Say(
+            "  The controller cannot be told. It may still execute what it has: up to 14 moves. Press the "
+            "emergency button if the machine moves.");
         return;
     }
     if (emergency_) {
@@ -352,8 +369,9 @@ void Arm::OrderStop() {
         return;
     }
     if (CC_GETSTATUS(kArm) == CC_STATUS_MEASURING)
-        console_.Say(CC_OPBUF(kArm, CC_OPBUF_RESET) != 0 ? "  The controller has dropped its buffer"
-                                                         : "  The controller has not confirmed that its buffer is dropped");
+        console_.Say(CC_OPBUF(kArm, CC_OPBUF_RESET) != 0
+                         ? "  The controller has dropped its buffer"
+                         : "  The controller has not confirmed that its buffer is dropped");
     if (operatorStop_.IsEmergency()) return;
     CC_SETSTATUS(kArm, CC_ORDER_STOPPED);
     const int16_t status = CC_GETSTATUS(kArm);
@@ -371,7 +389,8 @@ void Arm::Stop(Failure &failure) {
     console_.Say("Stopping:");
     OrderStop();
     const bool emergency = emergency_ || linkLost_ || operatorStop_.IsEmergency();
-    if (linkLost_) console_.Say("  The emergency is ordered, should the line come back while the arm is closed");
+    if (linkLost_)
+        console_.Say("  The emergency is ordered, should the line come back while the arm is closed");
     Release(emergency ? CC_SHUTDOWN_EMERGENCY : CC_SHUTDOWN_READY);
     console_.Say(operatorStop_.IsEmergency() ? "  The arm is closed, the emergency ordered"
                  : emergency                 ? "  The arm is closed"

@@ -108,8 +108,7 @@ void Console::Progress(const std::string &what, size_t done, size_t total, const
     std::string line = what + ": " + std::to_string(done) + " of " + std::to_string(total) + " " + unit;
     if (Columns() > 0) {
         if (done > 0 && done < total)
-            line += ", " +
-                    Minutes(seconds / static_cast<double>(done) * static_cast<double>(total - done)) +
+            line += ", " + Minutes(seconds / static_cast<double>(done) * static_cast<double>(total - done)) +
                     " left";
         Draw(line);
     } else if (const size_t tenth = total == 0 ? 0 : done * 10 / total; tenth != tenth_) {

@@ -79,7 +79,8 @@ Failure PortFailure(const std::string &portText, const std::string &whose) {
     if (descriptor < 0) {
         const char *const folder = std::getenv("CC_PORT_DIR");
         const bool links = folder != nullptr && *folder != '\0';
-        return {kNotReached, subject + ": " + (error == ENOENT ? "there is no such device" : std::strerror(error)),
+        return {kNotReached,
+                subject + ": " + (error == ENOENT ? "there is no such device" : std::strerror(error)),
                 links ? "CC_PORT_DIR is the folder of links comN to devices: set the link, or another port."
                       : "Name another port, or set CC_PORT_DIR to a folder of links, such as com3 to "
                         "/dev/ttyUSB0."};
@@ -89,10 +90,10 @@ Failure PortFailure(const std::string &portText, const std::string &whose) {
     const bool isFree = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
     const std::string holder = isFree ? "" : Holder(descriptor);
     close(descriptor);
-    if (!isSerial)
-        return {kNotReached, subject + " has no serial line behind it", "Is it the right port?"};
+    if (!isSerial) return {kNotReached, subject + " has no serial line behind it", "Is it the right port?"};
     if (!isFree)
-        return {kNotReached, subject + " is busy: " + holder + " uses it", "Close that program, or wait for it."};
+        return {kNotReached, subject + " is busy: " + holder + " uses it",
+                "Close that program, or wait for it."};
     return {kNotReached, subject + " was not opened, but can be now", "Try once more."};
 }
 

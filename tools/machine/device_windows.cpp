@@ -21,7 +21,8 @@ Failure PortFailure(const std::string &portText, const std::string &whose) {
         return {kNotReached, subject + " was not opened, but can be now", "Try once more."};
     }
     if (error == ERROR_FILE_NOT_FOUND)
-        return {kNotReached, subject + ": there is no such device", "The device manager shows which there are."};
+        return {kNotReached, subject + ": there is no such device",
+                "The device manager shows which there are."};
     if (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION)
         return {kNotReached, subject + " is busy, or may not be used", "Close the program that uses it."};
     return {kNotReached, subject + " cannot be opened: error " + std::to_string(error) + " of the system",

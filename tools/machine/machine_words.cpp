@@ -33,7 +33,8 @@ std::string PointWords(int32_t event, uint32_t info, const PointRecord &point) {
     if (event == CC_EVENT_POINT && info == CC_POINT_BUFFERED)
         return Format("point %u touched at ", point.tag) + At(point.position);
     if (event == CC_EVENT_POINT) return "touched, without a probing move, at " + At(point.position);
-    if (point.tag == CC_TAG_WRIST) return Format("wrist at A %.3f B %.3f", point.position[0], point.position[1]);
+    if (point.tag == CC_TAG_WRIST)
+        return Format("wrist at A %.3f B %.3f", point.position[0], point.position[1]);
     return "machine at " + At(point.position);
 }
 
@@ -129,9 +130,10 @@ Failure OpeningFailure(uint16_t result, const std::string &portText, const std::
         case CC_PORT_NOT_OPENED:
             return PortFailure(portText, whose);
         case CC_LINK_START_FAILED:
-            return {kNotReached, "nothing answers on " + portText + " (" + DeviceOf(portText) + ")",
-                    "Is the controller switched on, its cable in this port, and its line set to 9600 baud, even "
-                    "parity?"};
+            return {
+                kNotReached, "nothing answers on " + portText + " (" + DeviceOf(portText) + ")",
+                "Is the controller switched on, its cable in this port, and its line set to 9600 baud, even "
+                "parity?"};
         case CC_TIMER_FAILED:
         case CC_WORKER_FAILED:
             return {kWorkFailed, "the system gives no timer", "Close other programs and try again."};

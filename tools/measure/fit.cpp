@@ -26,7 +26,8 @@ VectorXd Solve(const MatrixXd &matrix, const VectorXd &right, const char *shape)
 
 void NeedPoints(const std::vector<Vector3d> &points, size_t least, const char *shape) {
     if (points.size() < least)
-        throw std::invalid_argument(std::string("a ") + shape + " needs " + std::to_string(least) + " points");
+        throw std::invalid_argument(std::string("a ") + shape + " needs " + std::to_string(least) +
+                                    " points");
 }
 
 Vector3d Mean(const std::vector<Vector3d> &points) {
@@ -104,7 +105,8 @@ Fit FitPlane(const std::vector<Vector3d> &points, const Vector3d &normal) {
     const MatrixXd arms = InFrame(points, fit.centre, Vector3d::UnitZ());
     const Eigen::JacobiSVD<MatrixXd> decomposition(arms, Eigen::ComputeFullU);
     const VectorXd extents = decomposition.singularValues();
-    if (!(extents(1) > kFlat * extents(0))) throw std::invalid_argument("the points do not determine a plane");
+    if (!(extents(1) > kFlat * extents(0)))
+        throw std::invalid_argument("the points do not determine a plane");
     fit.axis = decomposition.matrixU().col(2);
     if (fit.axis.dot(normal) < 0) fit.axis = -fit.axis;
     for (const Vector3d &point : points) fit.deviations.push_back((point - fit.centre).dot(fit.axis));

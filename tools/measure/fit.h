@@ -10,8 +10,10 @@ namespace cmm {
 
 /// A shape with the least sum of squared distances. Lengths in the points' unit.
 struct Fit {
-    Eigen::Vector3d centre = Eigen::Vector3d::Zero();  // of a plane or an axis: the place next to the points' mean
-    Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   // of a circle or a cylinder, or a plane's normal; unit length
+    Eigen::Vector3d centre =
+        Eigen::Vector3d::Zero();  // of a plane or an axis: the place next to the points' mean
+    Eigen::Vector3d axis =
+        Eigen::Vector3d::UnitZ();  // of a circle or a cylinder, or a plane's normal; unit length
     double radius = 0;
     std::vector<double> deviations;  // of each point, positive away from centre, axis or material
     double form = 0;                 // largest less smallest deviation

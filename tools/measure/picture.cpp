@@ -43,8 +43,8 @@ std::string Escaped(const std::string &text) {
 }
 
 std::string Text(double x, double y, int size, const char *anchor, const std::string &text) {
-    return Format("<text x='%.1f' y='%.1f' font-size='%d' text-anchor='%s'>", x, y, size, anchor) + Escaped(text) +
-           "</text>\n";
+    return Format("<text x='%.1f' y='%.1f' font-size='%d' text-anchor='%s'>", x, y, size, anchor) +
+           Escaped(text) + "</text>\n";
 }
 
 std::string Line(double x1, double y1, double x2, double y2, const char *colour) {
@@ -54,7 +54,9 @@ std::string Line(double x1, double y1, double x2, double y2, const char *colour)
 // From blue (negative) through grey to red (positive); share is -1 to 1.
 std::string Colour(double share) {
     const double strength = std::min(std::abs(share), 1.0);
-    const auto mixed = [strength](double target) { return static_cast<int>(170 + strength * (target - 170)); };
+    const auto mixed = [strength](double target) {
+        return static_cast<int>(170 + strength * (target - 170));
+    };
     return share >= 0 ? Format("rgb(%d,%d,%d)", mixed(200), mixed(30), mixed(30))
                       : Format("rgb(%d,%d,%d)", mixed(30), mixed(80), mixed(200));
 }
@@ -119,11 +121,14 @@ struct Scale {
 std::string Ticks(const Scale &scale, bool horizontal, double across, double end) {
     std::string svg;
     const double step = NiceStep(scale.high - scale.low);
-    for (double value = std::ceil(scale.low / step) * step; value <= scale.high + step * 1e-6; value += step) {
+    for (double value = std::ceil(scale.low / step) * step; value <= scale.high + step * 1e-6;
+         value += step) {
         const double place = scale(value);
         const std::string label = Format("%g", std::abs(value) < step / 1e6 ? 0.0 : value);
-        svg += horizontal ? Line(place, across, place, end, "#e4e4e4") : Line(across, place, end, place, "#e4e4e4");
-        svg += horizontal ? Text(place, across + 16, 12, "middle", label) : Text(across - 6, place + 4, 12, "end", label);
+        svg += horizontal ? Line(place, across, place, end, "#e4e4e4")
+                          : Line(across, place, end, place, "#e4e4e4");
+        svg += horizontal ? Text(place, across + 16, 12, "middle", label)
+                          : Text(across - 6, place + 4, 12, "end", label);
     }
     return svg;
 }
@@ -144,13 +149,13 @@ std::string Map(const Result &result, double largest) {
     svg += Format("<rect x='%g' y='%g' width='%g' height='%g' fill='none' stroke='%s'/>\n", kMapLeft, kTop,
                   kMapSize, kMapSize, kGrey);
     svg += Text(kMapLeft + kMapSize / 2, bottom + 36, 13, "middle", view.horizontal);
-    svg += Format("<text transform='translate(%g %g) rotate(-90)' font-size='13' text-anchor='middle'>", kMapLeft - 50,
-                  kTop + kMapSize / 2) +
+    svg += Format("<text transform='translate(%g %g) rotate(-90)' font-size='13' text-anchor='middle'>",
+                  kMapLeft - 50, kTop + kMapSize / 2) +
            view.vertical + "</text>\n";
     for (size_t i = 0; i < view.places.size(); ++i) {
         const double px = x(view.places[i].x()), py = y(view.places[i].y());
-        svg += Format("<circle cx='%.1f' cy='%.1f' r='6' fill='%s' stroke='#333' stroke-width='0.7'/>\n", px, py,
-                      Colour(result.fit.deviations[i] / largest).c_str());
+        svg += Format("<circle cx='%.1f' cy='%.1f' r='6' fill='%s' stroke='#333' stroke-width='0.7'/>\n", px,
+                      py, Colour(result.fit.deviations[i] / largest).c_str());
         svg += Text(px, py - 9, 10, "middle", std::to_string(result.plan[i].id));
     }
     return svg;
@@ -158,21 +163,23 @@ std::string Map(const Result &result, double largest) {
 
 std::string Bars(const Result &result, double largest, double height) {
     const double bottom = kTop + height;
-    const Scale x{-largest * 1.05 * kMicrometres, largest * 1.05 * kMicrometres, kBarsLeft, kBarsLeft + kBarsWidth};
+    const Scale x{-largest * 1.05 * kMicrometres, largest * 1.05 * kMicrometres, kBarsLeft,
+                  kBarsLeft + kBarsWidth};
     const double row = height / static_cast<double>(result.plan.size());
     const int size = static_cast<int>(std::clamp(row - 1, 8.0, 12.0));
     std::string svg = Ticks(x, true, bottom, kTop);
     svg += Line(x(0), kTop, x(0), bottom, kGrey);
-    svg += Format("<rect x='%g' y='%g' width='%g' height='%g' fill='none' stroke='%s'/>\n", kBarsLeft, kTop, kBarsWidth,
-                  height, kGrey);
+    svg += Format("<rect x='%g' y='%g' width='%g' height='%g' fill='none' stroke='%s'/>\n", kBarsLeft, kTop,
+                  kBarsWidth, height, kGrey);
     svg += Text(kBarsLeft + kBarsWidth / 2, bottom + 36, 13, "middle", "deviation, um (red: outward)");
     for (size_t i = 0; i < result.plan.size(); ++i) {
         const double deviation = result.fit.deviations[i];
         const double middle = kTop + row * (static_cast<double>(i) + 0.5);
         const double end = x(deviation * kMicrometres);
         svg += Text(kBarsLeft - 6, middle + size * 0.36, size, "end", std::to_string(result.plan[i].id));
-        svg += Format("<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' fill='%s'/>\n", std::min(end, x(0)),
-                      middle - row * 0.35, std::abs(end - x(0)), row * 0.7, Colour(deviation / largest).c_str());
+        svg +=
+            Format("<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' fill='%s'/>\n", std::min(end, x(0)),
+                   middle - row * 0.35, std::abs(end - x(0)), row * 0.7, Colour(deviation / largest).c_str());
     }
     return svg;
 }
@@ -185,12 +192,14 @@ std::string Picture(const Result &result) {
     const double height = std::max(kMapSize, kShortestRow * static_cast<double>(result.plan.size()));
     const double whole = kTop + height + 60;
     std::string svg = Format(
-        "<svg xmlns='http://www.w3.org/2000/svg' width='%g' height='%g' viewBox='0 0 %g %g' font-family='sans-serif' "
+        "<svg xmlns='http://www.w3.org/2000/svg' width='%g' height='%g' viewBox='0 0 %g %g' "
+        "font-family='sans-serif' "
         "fill='#222'>\n<rect width='100%%' height='100%%' fill='white'/>\n",
         kWidth, whole, kWidth, whole);
     svg += Text(20, 28, 18, "start", result.title);
     std::string summary;
-    for (const auto &[name, value] : Summary(result)) summary += (summary.empty() ? "" : ",  ") + name + " " + value;
+    for (const auto &[name, value] : Summary(result))
+        summary += (summary.empty() ? "" : ",  ") + name + " " + value;
     svg += Text(20, 50, 13, "start", summary);
     return svg + Map(result, largest) + Bars(result, largest, height) + "</svg>\n";
 }

@@ -142,7 +142,8 @@ std::vector<ProbingPoint> ReadPoints(const std::string &path) {
         if (first == std::string::npos || line[first] == '#') continue;
         const std::vector<double> values = Numbers(line);
         if (values.empty() && points.empty() && number == 1) continue;
-        const Vector3d direction = values.size() == 6 ? Vector3d(values[3], values[4], values[5]) : Vector3d::Zero();
+        const Vector3d direction =
+            values.size() == 6 ? Vector3d(values[3], values[4], values[5]) : Vector3d::Zero();
         if (!(direction.norm() > 0) || !direction.allFinite())
             throw Failure(kBadArguments, path + ", line " + std::to_string(number) + ": '" + line + "'",
                           "A line is six numbers: X Y Z of the point, and I J K of the direction out of the "

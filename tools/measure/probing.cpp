@@ -36,12 +36,14 @@ class Traveller {
 
 }  // namespace
 
-std::vector<Vector3d> ProbePoints(Arm &arm, Console &console, const Geometry &geometry, const Approach &approach,
-                                  const std::vector<ProbingPoint> &plan, const std::vector<Vector3d> &targets) {
+std::vector<Vector3d> ProbePoints(Arm &arm, Console &console, const Geometry &geometry,
+                                  const Approach &approach, const std::vector<ProbingPoint> &plan,
+                                  const std::vector<Vector3d> &targets) {
     const Vector3d safe = SafePlace(geometry, approach);
     Traveller traveller(arm);
     const double height = std::max(safe.z(), traveller.Place().z());
-    traveller.Go({{traveller.Place().x(), traveller.Place().y(), height}, {safe.x(), safe.y(), height}, safe});
+    traveller.Go(
+        {{traveller.Place().x(), traveller.Place().y(), height}, {safe.x(), safe.y(), height}, safe});
     arm.onTurn = [&] { console.Progress("Probing", arm.Touched().size(), plan.size(), "points"); };
 
     const auto probe = [&](size_t begin, size_t end) {

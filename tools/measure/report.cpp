@@ -59,8 +59,7 @@ std::vector<std::pair<std::string, std::string>> Summary(const Result &result) {
     std::vector<std::pair<std::string, std::string>> lines;
     if (shape != Shape::Points) lines.emplace_back("centre", Triple("%.4f %.4f %.4f mm", fit.centre));
     if (HasAxis(shape))
-        lines.emplace_back(shape == Shape::Plane ? "normal" : "axis",
-                           Triple("%.6f %.6f %.6f", fit.axis));
+        lines.emplace_back(shape == Shape::Plane ? "normal" : "axis", Triple("%.6f %.6f %.6f", fit.axis));
     if (HasRadius(shape)) lines.emplace_back("radius", Format("%.4f mm", fit.radius));
     lines.emplace_back("form", Format("%.2f um (%zu points)", fit.form * kMicrometres, result.plan.size()));
     return lines;
@@ -68,12 +67,13 @@ std::vector<std::pair<std::string, std::string>> Summary(const Result &result) {
 
 std::string Table(const Result &result, int columns) {
     const bool wide = columns == 0 || columns >= kWideColumns;
-    std::string text = wide ? "\n  id |     nominal X         Y         Z |    measured X         Y         Z | deviation\n"
-                              "     |        mm        mm        mm     |        mm        mm        mm     |     um\n"
-                              " ----+-----------------------------------+-----------------------------------+-----------\n"
-                            : "\n  id | measured X         Y         Z | deviation\n"
-                              "     |     mm        mm        mm     |     um\n"
-                              " ----+--------------------------------+-----------\n";
+    std::string text =
+        wide ? "\n  id |     nominal X         Y         Z |    measured X         Y         Z | deviation\n"
+               "     |        mm        mm        mm     |        mm        mm        mm     |     um\n"
+               " ----+-----------------------------------+-----------------------------------+-----------\n"
+             : "\n  id | measured X         Y         Z | deviation\n"
+               "     |     mm        mm        mm     |     um\n"
+               " ----+--------------------------------+-----------\n";
     for (size_t i = 0; i < result.plan.size(); ++i) {
         text += Format(" %3u |", result.plan[i].id);
         if (wide) text += Triple("    %10.4f%10.4f%10.4f |   ", result.plan[i].nominal);
@@ -87,7 +87,8 @@ std::string Table(const Result &result, int columns) {
 
 std::string Csv(const Result &result) {
     std::string text =
-        "id,nominal_x,nominal_y,nominal_z,direction_x,direction_y,direction_z,measured_x,measured_y,measured_z,"
+        "id,nominal_x,nominal_y,nominal_z,direction_x,direction_y,direction_z,measured_x,measured_y,measured_"
+        "z,"
         "deviation\n";
     for (size_t i = 0; i < result.plan.size(); ++i) {
         const ProbingPoint &point = result.plan[i];
@@ -145,7 +146,8 @@ bool MatchesPart(const Result &result, const std::vector<Vector3d> &expected, do
         const double distance = (result.measured[i] - expected[i]).norm();
         if (distance <= tolerance) continue;
         matches = false;
-        differences += Format("  point %u is %.4f mm from where the part was touched\n", result.plan[i].id, distance);
+        differences +=
+            Format("  point %u is %.4f mm from where the part was touched\n", result.plan[i].id, distance);
     }
     const Fit part = FitShape(result.geometry, result.plan, expected);
     const struct {
@@ -157,7 +159,8 @@ bool MatchesPart(const Result &result, const std::vector<Vector3d> &expected, do
     for (const auto &check : kChecks) {
         if (check.difference <= 2 * tolerance) continue;
         matches = false;
-        differences += Format("  %s differs by %.4f mm from that of the part\n", check.name, check.difference);
+        differences +=
+            Format("  %s differs by %.4f mm from that of the part\n", check.name, check.difference);
     }
     differences += "  the part: ";
     if (HasRadius(result.geometry.shape)) differences += Format("radius %.4f mm, ", part.radius);

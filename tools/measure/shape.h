@@ -26,8 +26,8 @@ enum class Shape { Sphere, Plane, Circle, Cylinder, Points };
 struct Geometry {
     Shape shape = Shape::Sphere;
     Eigen::Vector3d centre{100, 80, 50};  // of a circle, a cylinder or a plane: the middle of its size
-    Eigen::Vector3d axis{0, 0, 1};        // of a circle or a cylinder, or a plane's normal; unit length. A bore is
-                                          // entered from where it points to
+    Eigen::Vector3d axis{0, 0, 1};  // of a circle or a cylinder, or a plane's normal; unit length. A bore is
+                                    // entered from where it points to
     double radius = 15;
     double length = 40;  // of a cylinder along its axis, of a bore that a circle is in, of a plane
     double width = 40;   // of a plane
