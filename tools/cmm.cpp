@@ -17,7 +17,7 @@ constexpr char kStatuses[] =
     "Ctrl-C stops the machine and closes the arm; a second one orders the emergency at once.";
 
 int Run(int argc, char **argv) {
-    CLI::App app("Coordinate-measuring machine at the command line");
+    CLI::App app("Coordinate-measuring machine at the command line", "cmm");
     app.set_version_flag("--version", "cmm " CMM_VERSION, "Print the version");
     app.require_subcommand(1);
     app.footer(kStatuses);

@@ -21,6 +21,8 @@ constexpr auto kLongestRest = seconds(20);
 constexpr int kStatusSeconds = 2;
 constexpr int kQuestions = 3;  // that may stay without an answer
 
+constexpr char kResting[] = "nothing moved";
+
 Arm *current = nullptr;  // the library's callback has no argument of the client's
 std::atomic<bool> acknowledgementMissed{false};
 
@@ -47,7 +49,7 @@ bool IsUsual(int32_t event, uint32_t info) {
 // ---- opening
 
 Arm::Arm(const ArmOptions &options, Console &console, OperatorStop &operatorStop)
-    : console_(console), operatorStop_(operatorStop), port_(options.port) {
+    : console_(console), operatorStop_(operatorStop), port_(options.port), doing_(kResting) {
     current = this;
     acknowledgementMissed = false;
     TakeBoxes(OnBox);
@@ -168,7 +170,7 @@ std::string Arm::WhatRuns() const {
         const bool touched = touched_.contains(message.pointId);
         return Format(touched ? "moving on from point %u" : "going to point %u", message.pointId);
     }
-    return filed_.empty() ? "no move was under way" : "moving";
+    return filed_.empty() ? doing_ : "moving";
 }
 
 // ---- waiting
@@ -240,6 +242,7 @@ void Arm::Zero() {
         Check();
         throw Failure(kWorkFailed, "zeroing was refused", "Is the machine in emergency, are its drives on?");
     }
+    doing_ = "zeroing";
     const auto begin = Clock::now();
     for (int16_t status = CC_STATUS_ZEROING; status != CC_STATUS_READY; status = CC_GETSTATUS(kArm)) {
         console_.Waiting("Zeroing");
@@ -251,6 +254,7 @@ void Arm::Zero() {
             throw Failure(kWorkFailed, "zeroing did not end in five minutes",
                           "Do the axes reach their reference marks?");
     }
+    doing_ = kResting;
     console_.EndProgress();
     console_.Say("Zeroed");
 }
@@ -270,12 +274,14 @@ void Arm::StartMeasuring() {
 void Arm::TurnHead(double a, double b) {
     Settle();
     console_.Say(Format("Head to A %.1f B %.1f", a, b));
+    doing_ = "the probe head turned";
     // The worker does not run meanwhile; a question takes in what the controller has to say.
     head_->Turn(a, b, [this] {
         if (onTurn) onTurn();
         Listen();
         Check();
     });
+    doing_ = kResting;
     Run();
 }
 
@@ -349,7 +355,7 @@ bool Arm::Close() {
 void Arm::OrderStop() {
     const size_t left = filed_.size();
     CC_BUFFRESET(kArm);
-    console_.Say(Format("  Moves dropped that were not done: %zu", left));
+    if (left > 0) console_.Say(Format("  Moves dropped that were not done: %zu", left));
     if (head_ && head_->IsBusy())
         console_.Say("  The probe head cannot be stopped: it ends its turn by itself");
     if (linkLost_) {

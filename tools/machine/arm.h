@@ -103,6 +103,7 @@ class Arm {
 
     std::map<uint32_t, Eigen::Vector3d> touched_;
     std::map<std::pair<int32_t, uint32_t>, int> events_;  // how often each event with its info came
+    std::string doing_;                                   // while nothing filed is under way
     std::deque<Filed> filed_;                             // what has not been done, the oldest first
     int moves_ = 0;
     int probingMoves_ = 0;

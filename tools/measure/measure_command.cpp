@@ -1,6 +1,8 @@
 #include "measure/measure_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -37,6 +39,24 @@ struct JobOptions {
     bool yes = false;
 };
 
+// A number for which `isRight` holds. The library's own checks print limits of 300 digits.
+CLI::Validator Number(const std::string &words, bool (*isRight)(double)) {
+    return {[words, isRight](std::string &text) {
+                double value = 0;
+                const bool right = CLI::detail::lexical_cast(text, value) && isRight(value);
+                return right ? std::string() : text + " is not " + words;
+            },
+            ""};
+}
+
+CLI::Validator Positive() {
+    return Number("a length above 0", [](double value) { return value > 0 && std::isfinite(value); });
+}
+
+CLI::Validator NotNegative() {
+    return Number("a length of 0 or more", [](double value) { return value >= 0 && std::isfinite(value); });
+}
+
 Vector3d VectorOf(const std::vector<double> &v) {
     return {v[0], v[1], v[2]};
 }
@@ -54,9 +74,10 @@ void Complete(JobOptions &options, const CLI::App &command) {
                      })->second;
     const Shape shape = geometry.shape;
     if (!options.centre.empty()) geometry.centre = VectorOf(options.centre);
+    if (!geometry.centre.allFinite()) Refuse("--centre has a coordinate that is no number");
     if (!options.axis.empty()) {
         const Vector3d axis = VectorOf(options.axis);
-        if (!(axis.norm() > 0)) Refuse("--axis 0 0 0 has no direction");
+        if (!(axis.norm() > 0) || !axis.allFinite()) Refuse("--axis has no direction");
         geometry.axis = axis.normalized();
     }
     if (shape == Shape::Plane && command.count("--length") == 0) geometry.length = 60;
@@ -263,15 +284,15 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
     command
         .add_option("--radius", geometry.radius,
                     "Radius, mm, with that of the tip added, of a bore with it taken away")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command
         .add_option("--length", geometry.length,
                     "Length of a cylinder or plane, depth of a circle's bore, mm")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_option("--width", geometry.width, "Width of a plane, mm")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_flag("--bore", geometry.bore, "A circle or cylinder is touched from inside");
     command.add_option("--points", options.points, "Least number of points of a plane, circle or cylinder");
@@ -280,18 +301,18 @@ void AddJobOptions(CLI::App &command, JobOptions &options) {
     command
         .add_option("--clearance", options.approach.clearance,
                     "Where probing moves begin, mm off the surface")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_option("--overtravel", options.approach.overtravel, "Where they end, mm behind the surface")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_option("--retract", options.approach.retract, "Where the head turns, mm above the part")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_option("--ini", options.iniFile, "Initialisation file; without it the prompt line is used")
         ->check(CLI::ExistingFile);
     command.add_option("--scale", options.scale, "Length of one controller count, mm")
-        ->check(CLI::PositiveNumber)
+        ->check(Positive())
         ->capture_default_str();
     command.add_option("--picture", options.picture,
                        "Where the picture goes; else SHAPE.svg or SHAPE-line.svg");
@@ -306,7 +327,7 @@ void AddDemoCommand(CLI::App &app) {
     CLI::App *const command = app.add_subcommand("demo", "Probe a shape on the built-in simulator");
     AddJobOptions(*command, *options);
     command->add_option("--form-error", options->formError, "Form error of the simulated part, mm")
-        ->check(CLI::NonNegativeNumber)
+        ->check(NotNegative())
         ->capture_default_str();
     command->callback([options, command] { RunJob(*options, *command); });
 }
@@ -331,7 +352,7 @@ void AddMeasureCommand(CLI::App &app) {
     head->needs(port);
     command->add_option("--form-error", options->formError, "Form error of the emulated part, mm")
         ->needs(emulate)
-        ->check(CLI::NonNegativeNumber)
+        ->check(NotNegative())
         ->capture_default_str();
     command->callback([options, emulated, command] {
         if (!*emulated) options->where = Where::Port;
