@@ -1,4 +1,4 @@
-"""The loop in which the library's worker runs, on one thread. ``wait`` runs what is due, the worker above all."""
+"""The loop in which the library's worker runs, on one thread."""
 
 from __future__ import annotations
 
@@ -17,8 +17,10 @@ _LONGEST_POLL = 3600.0  # seconds; poll takes 32 bits of milliseconds
 
 class Loop(Protocol):
     def wait(self, seconds: float | None) -> None:
-        """Waits until the worker is due or the loop is woken, for that long at most, and runs the worker if it is due.
-        Only on the thread that opened the first arm."""
+        """Waits until the worker is due or the loop is woken, for that long at most."""
+
+    def dispatch(self) -> None:
+        """Runs the worker if it is due. Only on the thread that opened the first arm."""
 
     def wake(self) -> None:
         """Ends a wait, from any thread."""
@@ -67,6 +69,8 @@ if sys.platform == "win32":
                 _LONGEST_WAIT_MS if seconds is None else min(math.ceil(seconds * 1000), _LONGEST_WAIT_MS)
             )
             _user32.MsgWaitForMultipleObjects(1, ctypes.byref(self._event), False, milliseconds, _QS_ALLINPUT)
+
+        def dispatch(self) -> None:
             message = wintypes.MSG()
             while _user32.PeekMessageW(ctypes.byref(message), None, 0, 0, _PM_REMOVE):
                 _user32.TranslateMessage(ctypes.byref(message))
@@ -103,6 +107,8 @@ else:
                 os.read(self._read, 4096)
             except BlockingIOError:
                 pass
+
+        def dispatch(self) -> None:
             library().CC_LOOP_DISPATCH()
 
         def wake(self) -> None:

@@ -5,12 +5,13 @@ from __future__ import annotations
 import atexit
 import logging
 import warnings
+import weakref
 from typing import Any, Callable
 
 from . import owner as owners
 from .constants import OpenResult, Shutdown, StartMode
 from .errors import CCInterfaceError, WrongThreadError
-from .event_queue import EventQueue, Handler
+from .event_queue import EventQueue
 from .events import BoxEvent, make_event
 from .exports import WINDOWS, Notify, ShowBox
 from .library import library
@@ -21,29 +22,33 @@ logger = logging.getLogger("cc_interface")
 class Opening:
     """What the library calls and what is closed in the end; it outlives an :class:`Arm` that nobody closed."""
 
-    def __init__(self, number: int, own_thread: bool | None, handler: Handler | None) -> None:
+    def __init__(self, number: int, own_thread: bool | None, queue: EventQueue) -> None:
         self.number = number
-        self.queue = EventQueue()
-        if handler is not None:
-            self.queue.handlers.append(handler)
+        # Handlers may refer to their arm, which must be collected all the same.
+        self._queue = weakref.ref(queue)
         self.mode = int(StartMode.AUTOMATIC)
         self.is_open = False
         self.is_over = False
         self.is_abandoned = False
         self.owner = owners.acquire(own_thread)
 
+    @property
+    def queue(self) -> EventQueue | None:
+        """The arm's, as long as there is the arm."""
+        return self._queue()
+
     def open(self, *arguments: Any) -> int:
         """On the owner's thread."""
         _openings[self.number] = self
+        self.is_open = True
         try:
             with self.owner.opening_or_closing():
                 result: int = library().CC_INIT(*arguments)
         except BaseException:
-            self._forget()
+            self._close(Shutdown.READY)
             raise
-        if result == OpenResult.OK:
-            self.is_open = True
-        else:
+        if result != OpenResult.OK:
+            self.is_open = False
             self._forget()
         return result
 
@@ -72,21 +77,24 @@ class Opening:
             del _openings[self.number]
         self.is_over = True
         owners.release()
-        self.queue.wake()
+        queue = self.queue
+        if queue is not None:
+            queue.wake()
 
 
 _openings: dict[int, Opening] = {}
 
 
 def _deliver(number: int, event: int, info: int, data: int | None) -> None:
-    """What the library calls. Nothing that is raised may leave it, Ctrl-C included."""
+    """What the library calls. Nothing that is raised may leave it."""
     opening = _openings.get(number)
-    if opening is None:
+    queue = opening.queue if opening is not None else None
+    if opening is None or queue is None:
         return
     try:
-        opening.queue.put(make_event(number, event, info, data, opening.mode))
+        queue.put(make_event(number, event, info, data, opening.mode))
     except BaseException as error:
-        opening.queue.fail(error)
+        queue.fail(error)
 
 
 # One an arm for the whole process: a callback that closes its arm must not be freed under the library's feet.
@@ -110,21 +118,30 @@ def _show_box(text: bytes, user: int | None) -> None:
     try:
         words = text.decode(errors="replace")
         for opening in tuple(_openings.values()):
-            opening.queue.file(BoxEvent(opening.number, 0, 0, words))
+            queue = opening.queue
+            if queue is not None:
+                queue.file(BoxEvent(opening.number, 0, 0, words))
         _box_handler(words)
     except BaseException:
         logger.exception("the handler of message boxes failed")
 
 
 _box = ShowBox(_show_box)
+_box_is_set = False
+
+
+def _install_box() -> None:
+    global _box_is_set
+    library().CC_SET_MESSAGE_BOX(_box, None)
+    _box_is_set = True
 
 
 def set_message_box(handler: Callable[[str], object] | None) -> None:
     """Who is told what the library has to say to the operator; None: the log "cc_interface", as a warning. The library
     waits for the handler, which may be called on any thread. Not on Windows, where the library shows a window."""
     global _box_handler
-    library().CC_SET_MESSAGE_BOX(_box, None)
     _box_handler = handler or _log_box
+    _install_box()
 
 
 # ---------------------------------------------------------------- the end of a program
@@ -149,14 +166,10 @@ def _close_all() -> None:
         library().CC_SET_MESSAGE_BOX(None, None)
 
 
-_box_is_set = False
-
-
 def prepare(number: int) -> None:
-    global _box_is_set
+    """Before an opening."""
     if not WINDOWS and not _box_is_set:
-        library().CC_SET_MESSAGE_BOX(_box, None)
-        _box_is_set = True
+        _install_box()
     before = _openings.get(number)
     if before is not None and before.is_open and not before.is_abandoned:
         raise CCInterfaceError(f"arm {number} is open already; close it first")

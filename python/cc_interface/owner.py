@@ -15,6 +15,7 @@ from .event_queue import EventQueue
 from .exports import WINDOWS
 from .library import library
 from .loops import make_loop
+from .signals import deferred_signals
 
 _T = TypeVar("_T")
 
@@ -63,17 +64,23 @@ class CallerThread:
         )
 
     def _run(self, function: Callable[[], _T]) -> _T:
-        self._depth += 1
-        try:
+        if self._depth:
             return function()
-        finally:
-            self._depth -= 1
-            while self._later and not self._depth:
-                self._later.pop()()
+        with deferred_signals():
+            self._depth += 1
+            try:
+                return function()
+            finally:
+                self._depth -= 1
+                while self._later:
+                    self._later.pop()()
 
     def step(self, seconds: float, queue: EventQueue) -> None:
         """Lets the worker run once, or waits that long."""
-        self.call(lambda: self._loop.wait(seconds))
+        if not self.is_current():
+            raise self._wrong_thread()
+        self._loop.wait(seconds)
+        self._run(self._loop.dispatch)
 
     def serve(self, loop: asyncio.AbstractEventLoop) -> None:
         """Lets the asyncio loop run the worker from now on."""
@@ -88,7 +95,7 @@ class CallerThread:
             return
         self._unserve()
         if descriptor >= 0:
-            loop.add_reader(descriptor, lambda: self.call(library().CC_LOOP_DISPATCH))
+            loop.add_reader(descriptor, lambda: self._run(self._loop.dispatch))
             self._served = (loop, descriptor)
 
     def _unserve(self) -> None:
@@ -150,6 +157,7 @@ class OwnThread:
     def _run(self) -> None:
         while not self._stopping:
             self._loop.wait(None)
+            self._loop.dispatch()
             while not self._jobs.empty():
                 self._jobs.get().run()
 

@@ -13,7 +13,7 @@ from typing import Any, Callable, Generic, Type, TypeVar, cast, overload
 
 from .constants import OpenFlag, OpenResult, Shutdown, StartMode
 from .errors import CalledFromHandlerError, ClosedError, CommandError, OpenError, WaitTimeoutError
-from .event_queue import Handler, Match
+from .event_queue import EventQueue, Handler, Match
 from .events import Event
 from .exports import WINDOWS, ControllerInfoRecord
 from .library import library
@@ -120,8 +120,10 @@ class Session:
         # Windows looks for a name without a folder in its own directory.
         ini_path = None if ini is None else os.path.abspath(ini)
         prepare(self.number)
-        self._opening = Opening(self.number, own_thread, on_event)
-        self._queue = self._opening.queue
+        self._queue = EventQueue()
+        if on_event is not None:
+            self._queue.handlers.append(on_event)
+        self._opening = Opening(self.number, own_thread, self._queue)
         self._owner = self._opening.owner
         arguments = (
             *(window, self.number, notify[self.number], _text(port), _text(head_port), int(extended_start)),

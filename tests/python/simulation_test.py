@@ -66,15 +66,15 @@ def test_wrong_arguments_reach_nothing(simulated: Opener, ini: Path) -> None:
         (ValueError, lambda: arm.move((nan, 0, 0))),
         (ValueError, lambda: arm.move((214748.3648, 0, 0))),
         (ValueError, lambda: arm.move((0, 0))),
-        (TypeError, lambda: arm.move(None)),  # type: ignore[arg-type]
+        (TypeError, lambda: arm.move(None)),
         (ValueError, lambda: arm.move((0, 0, 0), approach=(0, 0, infinite))),
         (ValueError, lambda: arm.move((0, 0, 0), point_id=65504)),
-        (ValueError, lambda: arm.move((0, 0, 0), 3)),  # type: ignore[arg-type]
+        (ValueError, lambda: arm.move((0, 0, 0), 3)),
         (ValueError, lambda: arm.move((0, 0, 0), feed=32768)),
         (ValueError, lambda: arm.move((0, 0, 0), m=infinite)),
         (ValueError, lambda: arm.fly_length(0.00001)),
-        (ValueError, lambda: arm.set_status(2)),  # type: ignore[arg-type]
-        (TypeError, lambda: arm.feed(1.5)),  # type: ignore[arg-type]
+        (ValueError, lambda: arm.set_status(2)),
+        (TypeError, lambda: arm.feed(1.5)),
         (ValueError, lambda: arm.emergency(65536)),
         (ValueError, lambda: arm.read_parameters(9)),
         (ValueError, lambda: arm.write_io(65536, 0)),
@@ -136,6 +136,7 @@ def test_arms_that_are_closed_or_left_open(simulated: Opener, ini: Path, own_thr
         with pytest.raises(cc.ClosedError):
             call()
     left = cc.Arm(1, simulation=True, ini=ini, own_thread=own_thread)
+    left.on(lambda event, arm=left: arm.close())
     opening = left._opening
     with pytest.warns(ResourceWarning, match="arm 1 was not closed"):
         del left
