@@ -19,7 +19,8 @@ int OpenDevice(const std::string &name, const DeviceSettings &settings) {
     if (descriptor < 0 || tcgetattr(descriptor, &mode) != 0)
         throw std::runtime_error("cannot open " + name + ": " + std::strerror(errno));
     cfmakeraw(&mode);
-    mode.c_cflag |= CLOCAL | CREAD | (settings.evenParity ? PARENB : 0u) | (settings.stopBits == 2 ? CSTOPB : 0u);
+    mode.c_cflag |=
+        CLOCAL | CREAD | (settings.evenParity ? PARENB : 0u) | (settings.stopBits == 2 ? CSTOPB : 0u);
     const speed_t speed = settings.baud == 4800 ? B4800 : B9600;
     cfsetispeed(&mode, speed);
     cfsetospeed(&mode, speed);

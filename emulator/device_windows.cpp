@@ -32,8 +32,8 @@ struct FineTimer {
 int OpenDevice(const std::string &name, const DeviceSettings &settings) {
     // Numbers above 9 are known by this longer name only.
     const std::string path = name.rfind("\\\\", 0) == 0 ? name : std::string("\\\\.\\").append(name);
-    const HANDLE device =
-        CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE device = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
     if (device == INVALID_HANDLE_VALUE)
         throw std::runtime_error("cannot open " + name + ": error " + std::to_string(GetLastError()));
     DCB dcb{};
@@ -78,14 +78,16 @@ void AwaitInput(const std::vector<int> &descriptors, int64_t microseconds) {
     static const FineTimer fine;
     const int64_t end = MonotonicMicroseconds() + microseconds;
     const auto hasInput = [](int descriptor) { return descriptor >= 0 && HasInput(descriptor); };
-    while (MonotonicMicroseconds() < end && std::none_of(descriptors.begin(), descriptors.end(), hasInput)) Sleep(1);
+    while (MonotonicMicroseconds() < end && std::none_of(descriptors.begin(), descriptors.end(), hasInput))
+        Sleep(1);
 }
 
 int64_t MonotonicMicroseconds() {
     LARGE_INTEGER count, frequency;
     QueryPerformanceCounter(&count);
     QueryPerformanceFrequency(&frequency);
-    return static_cast<int64_t>(static_cast<double>(count.QuadPart) * 1e6 / static_cast<double>(frequency.QuadPart));
+    return static_cast<int64_t>(static_cast<double>(count.QuadPart) * 1e6 /
+                                static_cast<double>(frequency.QuadPart));
 }
 
 }  // namespace emulator

@@ -33,11 +33,12 @@ std::unique_ptr<ServedLine> OpenLine(const std::string &device, const DeviceSett
 std::unique_ptr<LinkPeer> Replayed(const EmulationOptions &options) {
     std::ifstream file(options.recording);
     if (!file) throw std::runtime_error("cannot read " + options.recording);
-    auto replay =
-        std::make_unique<ReplayController>(ReplayOptions{options.controller.link, options.controller.replyDelay}, file);
+    auto replay = std::make_unique<ReplayController>(
+        ReplayOptions{options.controller.link, options.controller.replyDelay}, file);
     replay->onStranger = [](const Bytes &command) {
         const Direction way = Direction::ToController;
-        std::cout << "not in the recording: " << MessageLine(way, command, MessageWords(way, command)) << std::endl;
+        std::cout << "not in the recording: " << MessageLine(way, command, MessageWords(way, command))
+                  << std::endl;
     };
     return replay;
 }
@@ -58,9 +59,11 @@ TimedEvent ParseEvent(const std::string &text) {
     if (when == std::string::npos) throw std::invalid_argument("when? write '" + text + "' as CODE@SECONDS");
     int code = 0, codeEnd = 0, secondsEnd = 0;
     double seconds = 0;
-    const bool isCode = std::sscanf(text.c_str(), "%d%n", &code, &codeEnd) == 1 && codeEnd == static_cast<int>(when);
+    const bool isCode =
+        std::sscanf(text.c_str(), "%d%n", &code, &codeEnd) == 1 && codeEnd == static_cast<int>(when);
     const bool isTime = std::sscanf(text.c_str() + when + 1, "%lf%n", &seconds, &secondsEnd) == 1 &&
-                        when + 1 + static_cast<size_t>(secondsEnd) == text.size() && seconds >= 0 && seconds < 1e9;
+                        when + 1 + static_cast<size_t>(secondsEnd) == text.size() && seconds >= 0 &&
+                        seconds < 1e9;
     if (!isCode || std::find(std::begin(kEvents), std::end(kEvents), code) == std::end(kEvents))
         throw std::invalid_argument("no event of a controller: '" + text.substr(0, when) + "'");
     if (!isTime) throw std::invalid_argument("no time in seconds: '" + text.substr(when + 1) + "'");
@@ -94,7 +97,8 @@ void RunEmulation(const EmulationOptions &options, const std::atomic<bool> &stop
             peer, line.Descriptor(), options.paced ? byteTime : 0, [&line] { line.Unplug(); }, gap);
         std::cout << what << " on " << line.Name() << std::endl;
     };
-    const std::unique_ptr<ServedLine> line = OpenLine(options.device, kControllerSettings, options.folder, options.port);
+    const std::unique_ptr<ServedLine> line =
+        OpenLine(options.device, kControllerSettings, options.folder, options.port);
     serve(*controller, *line, "controller", kByteTimeController, options.controller.link.frameGap);
     Head head(options.headOptions);
     std::unique_ptr<ServedLine> headLine;
@@ -106,8 +110,9 @@ void RunEmulation(const EmulationOptions &options, const std::atomic<bool> &stop
         host.RunOnce(20 * kMillisecond);
         if (invented != nullptr) GiveEvents(events, *invented, host.Now());
     }
-    std::cout << "stopped after " << controller->Faults().Frames(Direction::ToController) << " frames from and "
-              << controller->Faults().Frames(Direction::ToHost) << " to the host" << std::endl;
+    std::cout << "stopped after " << controller->Faults().Frames(Direction::ToController)
+              << " frames from and " << controller->Faults().Frames(Direction::ToHost) << " to the host"
+              << std::endl;
 }
 
 }  // namespace emulator

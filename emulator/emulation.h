@@ -21,10 +21,10 @@ TimedEvent ParseEvent(const std::string &text);
 
 struct EmulationOptions {
     ControllerOptions controller;
-    std::string recording;   // of the controller to play; empty: an invented one
-    std::string device;      // empty: a pseudo-terminal
+    std::string recording;  // of the controller to play; empty: an invented one
+    std::string device;     // empty: a pseudo-terminal
     std::string headDevice;
-    std::string folder;      // where the pseudo-terminals are linked
+    std::string folder;  // where the pseudo-terminals are linked
     int port = 1;
     bool head = false;
     HeadOptions headOptions;

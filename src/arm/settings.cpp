@@ -58,8 +58,15 @@ void ReadSettings(Settings &settings, const char *iniFile) {
     settings.axesConvention = platform::EqualIgnoringCase(convention, "TRUE");
 }
 
-bool IsTraceWanted(const char *iniFile) {
-    return platform::ReadProfileInt(iniFile, kTimers, "Log file", 0) != 0;
+TraceKind ReadTraceKind(const char *iniFile) {
+    switch (platform::ReadProfileInt(iniFile, kTimers, "Log file", 0)) {
+        case 0:
+            return TraceKind::Off;
+        case 2:
+            return TraceKind::ByLine;
+        default:
+            return TraceKind::Buffered;
+    }
 }
 
 }  // namespace cc

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "trace/trace_file.h"
+
 namespace cc {
 
 struct Settings {
@@ -23,7 +25,7 @@ struct Settings {
 /// Reads all settings from the file, with a default for what is missing or cannot be used.
 void ReadSettings(Settings &settings, const char *iniFile);
 
-/// Whether the file asks for a trace.
-bool IsTraceWanted(const char *iniFile);
+/// Which trace the file asks for.
+TraceKind ReadTraceKind(const char *iniFile);
 
 }  // namespace cc

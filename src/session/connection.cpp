@@ -98,7 +98,8 @@ uint16_t OpenLine(ArmContext &context, const char *portDef) {
 
 uint16_t OpenConnection(ArmContext &context, const char *portDef, bool simulation, const char *iniFile) {
     ConnectionState &connection = context.connection;
-    if (IsTraceWanted(iniFile)) OpenTrace(context.trace, connection.armNumber);
+    const TraceKind trace = ReadTraceKind(iniFile);
+    if (trace != TraceKind::Off) OpenTrace(context.trace, connection.armNumber, trace);
     context.link.simulationMode = simulation;
     context.link.promptLine = context.settings.promptLine && !simulation;
     context.replies.lossesReported = 0;

@@ -10,16 +10,18 @@ void TraceBytes(TraceFile &trace, const char *prefix, const uint8_t *bytes, uint
     for (uint16_t i = 0; i < length; ++i)
         std::fprintf(trace.traceFile, "%X%X ", bytes[i] >> 4, bytes[i] & 15);
     std::fputc('\n', trace.traceFile);
+    if (trace.byLine) std::fflush(trace.traceFile);
 }
 
 }  // namespace
 
-void OpenTrace(TraceFile &trace, int32_t armNumber) {
+void OpenTrace(TraceFile &trace, int32_t armNumber, TraceKind kind) {
     CloseTrace(trace);
     char name[32];
     std::snprintf(name, sizeof name, "wtraceArm%1d.log", armNumber);
     const platform::Guard guard(trace.lock);
     trace.traceFile = std::fopen(name, "wt");
+    trace.byLine = kind == TraceKind::ByLine;
 }
 
 void CloseTrace(TraceFile &trace) {

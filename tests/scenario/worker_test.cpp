@@ -114,6 +114,9 @@ TEST_F(TraceTest, EveryMessageIsALine) {
               ">>04 01 4E 30 30 \n  0C 00 00 01 FF 01 01 01 00 00 00 07 07 \n"
               ">>04 01 53 37 30 \n  02 00 00 \n>>04 01 53 31 35 \n  04 00 06 01 00 \n___endzeroes  1\n"
               ">>04 01 50 31 32 \n");
+    // With 2, each line is there at once.
+    ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\nLog file=2\n")), 0);
+    EXPECT_EQ(Take("wtraceArm1.log"), ">>04 01 4E 30 30 \n  0C 02 00 01 FF 01 01 01 00 00 00 07 07 \n");
     CC_DONE(2, 2);
     EXPECT_FALSE(Take("wtraceArm0.log").empty());
     ASSERT_EQ(OpenSimulated(1), 0);
