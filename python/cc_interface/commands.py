@@ -69,9 +69,16 @@ class Commands(Session):
             raise CommandError("CC_SETSTATUS", f"the controller is {status.name}, not {order.name}")
 
     def emergency(self, code: int = 0) -> None:
-        """Emergency stop by the controller. It goes out before what waits to be sent, but after the call that runs: it is
-        no emergency stop of the machine's. code: its low byte is sent. Waits for nothing. Export: CC_EMERGENCY."""
-        self._command("CC_EMERGENCY", "the emergency was NOT sent: the send queue is full", code, waits=False)
+        """Emergency stop by the controller, on any thread: with a code of 0 to 255 it waits for nothing, not even for the
+        call that runs on another thread. It does not replace the emergency stop of the machine. code: its low byte is
+        sent. Export: CC_EMERGENCY."""
+        words = "the emergency was NOT sent: the send queue is full"
+        if not 0 <= code <= 255:
+            self._command("CC_EMERGENCY", words, code, waits=False)
+            return
+        self._check_open()
+        if self._invoke("CC_EMERGENCY", self.number, code) == 0:
+            raise CommandError("CC_EMERGENCY", words)
 
     def zero(self, timeout: float = 120.0) -> None:
         """Zeroes the machine axes: the machine moves. timeout: seconds to wait for its end; 0: return once it has begun,

@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import contextlib
 import logging
 import signal
 import subprocess
+import threading
 import time
 from pathlib import Path
 from typing import Any, Callable
@@ -85,6 +87,25 @@ def test_a_line_that_falls_silent(
         emulator.wait()
         with pytest.raises(cc.CommandError, match="not acknowledged"):
             arm.feed(10)
+
+
+def test_an_emergency_does_not_wait_for_the_call_that_runs(emulate: Emulate, ini: Path) -> None:
+    emulator = emulate(1)
+    with cc.Arm(1, port="COM1", ini=ini, own_thread=True) as arm:
+        arm.start()
+        emulator.send_signal(signal.SIGSTOP)
+
+        def read() -> None:
+            with contextlib.suppress(cc.CommandError):
+                arm.read_io()
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        arm.emergency()
+        assert reader.is_alive()
+        emulator.send_signal(signal.SIGCONT)
+        reader.join()
+        arm.wait_for(cc.EmergencyEvent, 10)
 
 
 def test_ctrl_c(emulate: Emulate, ini: Path, own_thread: bool) -> None:
