@@ -20,8 +20,8 @@ function(cc_debian_package component package section depends summary text)
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
   set(CPACK_COMPONENT_${upper}_DESCRIPTION "${summary}\n${text}" PARENT_SCOPE)
   set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
-  install(FILES packaging/copyright DESTINATION ${documents} COMPONENT ${component})
-  install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documents} COMPONENT ${component})
+  install(FILES packaging/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documents}
+    COMPONENT ${component} EXCLUDE_FROM_ALL)
 endfunction()
 
 string(TIMESTAMP CC_RELEASE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
@@ -37,9 +37,24 @@ cc_debian_package(development libcc-interface-dev libdevel "${library} (= ${PROJ
 cc_debian_package(tools cc-interface-tools science "${library} (= ${PROJECT_VERSION})"
   "coordinate-measuring machine at the command line"
   "The program cmm measures, watches and explains what went over the line;\ncmm-emulator stands in for a controller and a probe head where there is no\nmachine.")
+cc_debian_package(python python3-cc-interface python "${library} (= ${PROJECT_VERSION}), python3:any"
+  "host-side interface of a coordinate-measuring machine - Python 3"
+  "Arms as context managers, events as objects, every function of the library.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/packaging/python/postinst ${CMAKE_CURRENT_SOURCE_DIR}/packaging/python/prerm)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 install(FILES README.md CHANGELOG.md docs/protocol.md docs/glossary.md docs/reliability.md docs/performance.md
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libcc-interface-dev COMPONENT development)
-set(CPACK_COMPONENTS_ALL library development tools)
+# Where Debian's Python looks, with what tells it the version.
+set(python_dir ${CMAKE_INSTALL_PREFIX}/lib/python3/dist-packages)
+configure_file(packaging/python/METADATA.in ${PROJECT_BINARY_DIR}/python/METADATA @ONLY)
+install(DIRECTORY python/cc_interface DESTINATION ${python_dir} COMPONENT python EXCLUDE_FROM_ALL
+  FILES_MATCHING PATTERN "*.py" PATTERN py.typed)
+install(FILES ${PROJECT_BINARY_DIR}/python/METADATA COMPONENT python EXCLUDE_FROM_ALL
+  DESTINATION ${python_dir}/cc_interface-${PROJECT_VERSION}.dist-info)
+install(FILES docs/python.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-cc-interface COMPONENT python EXCLUDE_FROM_ALL)
+set(CPACK_COMPONENTS_ALL library development tools python)
 include(CPack)
