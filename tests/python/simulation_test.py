@@ -220,7 +220,7 @@ def test_the_session_of_the_readme(tmp_path: Path, ini: Path) -> None:
     ended = subprocess.run(
         [sys.executable, "-c", program], cwd=tmp_path, capture_output=True, text=True, timeout=60
     )
-    assert (ended.stdout, ended.stderr) == ("point 42: 10.0000 20.0000 30.0000\n", "")
+    assert (ended.stdout, ended.stderr) == ("point 42: 100.0000 80.0000 60.0000\n", "")
 
 
 def test_a_program_that_ends_with_an_arm_open(ini: Path, own_thread: bool) -> None:
