@@ -169,7 +169,9 @@ void PrintTable(const Shared &shared) {
     line("heads unplugged", shared.headUnplugs);
     line("stops", shared.stops);
     std::printf("%-40s %12.1f\n", "stopped, s", seconds(shared.stopped));
-    std::printf("%-40s %12.1f\n", "slowest recovery, s", seconds(shared.slowestRecovery));
+    const Recovery &slowest = shared.slowestRecovery;
+    std::printf("%-40s %12.1f  arm %d, line mode %d, round %d\n", "slowest recovery, s",
+                seconds(slowest.time), slowest.arm, slowest.lineMode, slowest.round);
     const Resources &first = shared.first, &last = shared.last;
     std::printf("%-40s %12s %12s %12s\n", "both arms closed", "first round", "at the end", "may grow by");
     std::printf("%-40s %12lld %12lld %12lld\n", "resident, kB", static_cast<long long>(first.residentKb),
