@@ -17,8 +17,8 @@ using namespace emulator;
 constexpr double kOutside = 25;  // mm from the centre
 constexpr double kInside = 12;
 constexpr double kPointTolerance = 0.01;  // mm
-// An arm that is open takes some six seconds, mostly waits for acknowledgements that were lost with the line; one that
-// is opened anew some nine.
+// The slowest seen took 7 s: waits for acknowledgements that were lost with the line, and the closing and opening of a
+// classic line.
 constexpr int64_t kRecoveryLimit = 40 * soak::kSecond;
 constexpr double kParameter = 6;  // set 1 of the emulated controller
 
