@@ -4,6 +4,7 @@
 
 #include "measurements.h"
 #include "open_arm.h"
+#include "own_process.h"
 #include "ping_pong.h"
 
 namespace bench {
@@ -36,7 +37,7 @@ class Surroundings {
     }
 
   private:
-    std::deque<OwnProcess> busy_;
+    std::deque<emulator::OwnProcess> busy_;
 };
 
 // Calls until a limit of the plan is reached. call: result whether it succeeded.

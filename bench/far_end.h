@@ -10,6 +10,7 @@
 #include "controller.h"
 #include "own_process.h"
 #include "pseudo_terminal.h"
+#include "samples.h"
 
 namespace bench {
 
@@ -54,7 +55,7 @@ class FarEnd {
     const std::string folder_;
     emulator::PseudoTerminal terminal_;
     Log *const log_;  // shared with the far end's process, which writes it
-    std::optional<OwnProcess> process_;
+    std::optional<emulator::OwnProcess> process_;
 };
 
 }  // namespace bench

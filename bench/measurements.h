@@ -2,7 +2,7 @@
 #pragma once
 
 #include "far_end.h"
-#include "own_process.h"
+#include "run_apart.h"
 
 namespace bench {
 

@@ -3,8 +3,6 @@
 // again.
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,12 +11,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <new>
+#include <optional>
 #include <string>
 
+#include "own_process.h"
 #include "timed_calls.h"
 
 namespace soak {
 namespace {
+
+using emulator::OwnProcess;
 
 constexpr int64_t kFaultyTime = 45 * kSecond;
 constexpr int64_t kLongestStop = 10 * kSecond;
@@ -37,40 +39,14 @@ constexpr int64_t kMoreResidentKb = 16 * 1024;
 #endif
 constexpr int64_t kMoreHeapKb = 64;
 
-template <typename Work>
-pid_t Fork(const Work &work) {
-    std::fflush(nullptr);
-    const pid_t parent = getpid();
-    const pid_t process = fork();
-    if (process < 0) throw std::runtime_error("no further process");
-    if (process != 0) return process;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) _exit(1);
-    try {
-        work();
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "soak: %s\n", error.what());
-        _exit(1);
-    }
-    std::fflush(nullptr);
-    std::exit(0);
-}
-
 class Supervisor {
   public:
     Supervisor(Shared &shared, const std::string &folder, uint64_t seed) : shared_(shared), random_(seed) {
         shared_.begin = Now();
         const uint64_t far = random_(), near = random_();
-        farEnds_ = Fork([&] { RunFarEnds(shared, folder.c_str(), far); });
-        while (!shared_.linked) Turn();
-        measuring_ = Fork([&] { RunMeasuring(shared, folder.c_str(), near); });
-    }
-    ~Supervisor() {
-        for (const pid_t process : {measuring_, farEnds_}) {
-            if (process <= 0) continue;
-            kill(process, SIGKILL);
-            waitpid(process, nullptr, 0);
-        }
+        farEnds_.emplace([&shared, folder, far] { RunFarEnds(shared, folder.c_str(), far); });
+        while (!shared_.linked && !broken_) Turn();
+        measuring_.emplace([&shared, folder, near] { RunMeasuring(shared, folder.c_str(), near); });
     }
 
     /// Result: whether nothing was broken.
@@ -91,7 +67,7 @@ class Supervisor {
             if (broken_) return false;
         }
         shared_.phase = Phase::Over;
-        while (measuring_ > 0 && !broken_) Turn();
+        while (!measuring_->Status() && !broken_) Turn();
         CheckResources();
         return !broken_;
     }
@@ -115,19 +91,19 @@ class Supervisor {
             // Short stops are as likely as long ones.
             const auto longest = static_cast<double>(kLongestStop), shortest = longest / 1000;
             const int64_t begin = Now();
-            kill(measuring_, SIGSTOP);
+            measuring_->Signal(SIGSTOP);
             const int64_t until = begin + static_cast<int64_t>(shortest * std::pow(1000, share(random_)));
             while (Now() < until) usleep(1000);
             ++shared_.stops;
             shared_.stopped += Now() - begin;
-            kill(measuring_, SIGCONT);
+            measuring_->Signal(SIGCONT);
         }
     }
 
     void Turn() {
         usleep(kTurn);
-        LookAt(farEnds_, "the far ends");
-        LookAt(measuring_, "the measuring process");
+        LookAt(*farEnds_, "the far ends");
+        if (measuring_) LookAt(*measuring_, "the measuring process");
         const int call = shared_.call;
         const int64_t begin = shared_.callBegin;
         if (call < 0 || broken_) return;
@@ -139,11 +115,11 @@ class Supervisor {
         }
     }
 
-    void LookAt(pid_t &process, const char *name) {
-        int status = 0;
-        if (process <= 0 || waitpid(process, &status, WNOHANG) != process) return;
-        process = 0;
-        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
+    void LookAt(OwnProcess &process, const char *name) {
+        const std::optional<int> ended = process.Status();
+        if (!ended || broken_) return;
+        const int status = *ended;
+        if (status == 0 && shared_.phase == Phase::Over) return;
         char text[100];
         std::snprintf(text, sizeof text, "%s ended with %s %d", name, WIFEXITED(status) ? "status" : "signal",
                       WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status));
@@ -160,8 +136,8 @@ class Supervisor {
 
     Shared &shared_;
     Random random_;
-    pid_t farEnds_ = 0;
-    pid_t measuring_ = 0;
+    std::optional<OwnProcess> farEnds_;
+    std::optional<OwnProcess> measuring_;
     bool broken_ = false;
 };
 
@@ -193,7 +169,9 @@ void PrintTable(const Shared &shared) {
     line("heads unplugged", shared.headUnplugs);
     line("stops", shared.stops);
     std::printf("%-40s %12.1f\n", "stopped, s", seconds(shared.stopped));
-    std::printf("%-40s %12.1f\n", "slowest recovery, s", seconds(shared.slowestRecovery));
+    const Recovery &slowest = shared.slowestRecovery;
+    std::printf("%-40s %12.1f  arm %d, line mode %d, round %d\n", "slowest recovery, s",
+                seconds(slowest.time), slowest.arm, slowest.lineMode, slowest.round);
     const Resources &first = shared.first, &last = shared.last;
     std::printf("%-40s %12s %12s %12s\n", "both arms closed", "first round", "at the end", "may grow by");
     std::printf("%-40s %12lld %12lld %12lld\n", "resident, kB", static_cast<long long>(first.residentKb),

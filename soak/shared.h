@@ -83,6 +83,14 @@ struct Resources {
     int threads = 0;
 };
 
+/// From the end of the faults, or of the recovery of the arm before, until an arm works again.
+struct Recovery {
+    int64_t time = 0;  // µs
+    int arm = 0;
+    int lineMode = 0;
+    int round = 0;
+};
+
 struct Shared {
     // Of the supervising process.
     std::atomic<Phase> phase{Phase::Start};
@@ -106,7 +114,7 @@ struct Shared {
     CallFigures calls[kCallKinds];
     std::atomic<int64_t> boxes{0};  // shown by whatever thread
     int64_t points = 0, movesDone = 0, rejections = 0, losses = 0, openings = 0, resyncs = 0;
-    int64_t slowestRecovery = 0;  // µs
+    Recovery slowestRecovery;
     int64_t repeated = 0, givenUp = 0;
     Resources first, last;
 };
