@@ -15,12 +15,14 @@ constexpr int16_t kExtendedStart = 1;
 constexpr int kTurnMs = 20;
 constexpr auto kLongestZeroing = seconds(300);
 // With nothing heard for this long while moves are under way, the machine is asked where it is.
-constexpr auto kQuiet = seconds(3);
+constexpr auto kQuiet = seconds(2);
 // A machine with moves to execute that stands still for this long has been stopped by something.
 constexpr auto kLongestRest = seconds(20);
 constexpr int kStatusSeconds = 2;
-constexpr int kQuestions = 3;  // that may stay without an answer
 
+constexpr char kNoAcknowledgement[] = "the controller no longer acknowledges what it is sent";
+constexpr char kLookAtLine[] =
+    "Look whether the machine stands still. Is the cable in the port, the controller switched on?";
 constexpr char kResting[] = "nothing moved";
 
 Arm *current = nullptr;  // the library's callback has no argument of the client's
@@ -130,9 +132,7 @@ void Arm::NoteFailure(int32_t event, uint32_t info, const void *data) {
         case CC_EVENT_LINK:
             linkLost_ = info != CC_LINK_IN_ORDER;
             if (linkLost_)
-                Fail(kNotReached, "the link to the controller was lost while " + WhatRuns(),
-                     "Look whether the machine stands still. Is the cable in the port, the controller "
-                     "switched on?");
+                Fail(kNotReached, "the link to the controller was lost while " + WhatRuns(), kLookAtLine);
             return;
         case CC_EVENT_EMERGENCY:
         case CC_EVENT_EMERGENCY_51:
@@ -150,7 +150,7 @@ void Arm::NoteFailure(int32_t event, uint32_t info, const void *data) {
             return;
         case CC_EVENT_RESUME:
             held_ = false;
-            lastNews_ = Clock::now();
+            lastNews_ = resumed_ = Clock::now();
             if (data != nullptr && *static_cast<const uint8_t *>(data) == CC_WORD_RESET)
                 Fail(kWorkFailed, "the controller was switched on anew while " + WhatRuns(),
                      "It has forgotten where the machine is: measure anew, from zeroing on.");
@@ -192,12 +192,12 @@ void Arm::Check() {
     if (failure_) throw *failure_;
     if (acknowledgementMissed) {
         linkLost_ = true;
-        throw Failure(
-            kNotReached, "the controller no longer acknowledges what it is sent",
-            "Look whether the machine stands still. Is its cable in order, the controller switched on?");
+        throw Failure(kNotReached, kNoAcknowledgement, kLookAtLine);
     }
     const int16_t status = CC_GETSTATUS(kArm);
-    if (measuring_ && status != CC_STATUS_MEASURING && !held_)
+    // A hold may stop the controller, which tells its state a while after the resume.
+    const bool isHeld = held_ || Clock::now() - resumed_ < seconds(kStatusSeconds);
+    if (measuring_ && status != CC_STATUS_MEASURING && !isHeld)
         throw Failure(
             kWorkFailed,
             "the controller left measuring state while " + WhatRuns() + "; it is " + StatusWord(status) +
@@ -212,11 +212,12 @@ void Arm::Listen() {
     const bool asked = CC_GETCOORD(kArm) != 0;
     if (failure_) return;
     if (asked && positions_ != before) return;
-    if (!asked) linkLost_ = true;
-    Fail(kNotReached,
-         asked ? "the controller does not tell where the machine is"
-               : "the controller does not take questions any more",
-         "Look whether the machine stands still. Is its cable in order, the controller switched on?");
+    if (asked) {
+        Fail(kNotReached, "the controller does not tell where the machine is", kLookAtLine);
+    } else {
+        linkLost_ = true;
+        Fail(kNotReached, kNoAcknowledgement, kLookAtLine);
+    }
 }
 
 void Arm::CheckMotion() {

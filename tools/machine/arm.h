@@ -112,6 +112,7 @@ class Arm {
     int positions_ = 0;                                   // how often it was reported
     Clock::time_point lastNews_;  // a point or the end of a move came, or the machine moved
     Clock::time_point lastQuestion_;
+    Clock::time_point resumed_;
 };
 
 }  // namespace cmm

@@ -75,6 +75,7 @@ struct View {
     std::string horizontal, vertical;  // names of the axes, with units
     std::vector<Vector2d> places;      // of the points
     bool sameScale = true;             // both axes are lengths
+    double horizontalStep = 0;         // from tick to tick; 0: whatever is nice
 };
 
 std::string AxisName(const Vector3d &direction) {
@@ -92,6 +93,7 @@ View LayFlat(const Result &result) {
         view.horizontal = "angle about the axis, degrees";
         view.vertical = "height along the axis, mm";
         view.sameScale = false;
+        view.horizontalStep = 60;
         for (const ProbingPoint &point : result.plan) {
             const Vector3d arm = point.nominal - geometry.centre;
             const double angle = std::atan2(arm.dot(second), arm.dot(first)) * 180 / std::numbers::pi;
@@ -118,9 +120,9 @@ struct Scale {
     double operator()(double value) const { return first + (value - low) / (high - low) * (last - first); }
 };
 
-std::string Ticks(const Scale &scale, bool horizontal, double across, double end) {
+std::string Ticks(const Scale &scale, bool horizontal, double across, double end, double wanted = 0) {
     std::string svg;
-    const double step = NiceStep(scale.high - scale.low);
+    const double step = wanted > 0 ? wanted : NiceStep(scale.high - scale.low);
     for (double value = std::ceil(scale.low / step) * step; value <= scale.high + step * 1e-6;
          value += step) {
         const double place = scale(value);
@@ -145,7 +147,8 @@ std::string Map(const Result &result, double largest) {
     const double bottom = kTop + kMapSize;
     const Scale x{middle.x() - half.x(), middle.x() + half.x(), kMapLeft, kMapLeft + kMapSize};
     const Scale y{middle.y() - half.y(), middle.y() + half.y(), bottom, kTop};
-    std::string svg = Ticks(x, true, bottom, kTop) + Ticks(y, false, kMapLeft, kMapLeft + kMapSize);
+    std::string svg =
+        Ticks(x, true, bottom, kTop, view.horizontalStep) + Ticks(y, false, kMapLeft, kMapLeft + kMapSize);
     svg += Format("<rect x='%g' y='%g' width='%g' height='%g' fill='none' stroke='%s'/>\n", kMapLeft, kTop,
                   kMapSize, kMapSize, kGrey);
     svg += Text(kMapLeft + kMapSize / 2, bottom + 36, 13, "middle", view.horizontal);
@@ -166,6 +169,7 @@ std::string Bars(const Result &result, double largest, double height) {
     const Scale x{-largest * 1.05 * kMicrometres, largest * 1.05 * kMicrometres, kBarsLeft,
                   kBarsLeft + kBarsWidth};
     const double row = height / static_cast<double>(result.plan.size());
+    const double thickness = std::min(0.7 * row, 14.0);
     const int size = static_cast<int>(std::clamp(row - 1, 8.0, 12.0));
     std::string svg = Ticks(x, true, bottom, kTop);
     svg += Line(x(0), kTop, x(0), bottom, kGrey);
@@ -177,9 +181,9 @@ std::string Bars(const Result &result, double largest, double height) {
         const double middle = kTop + row * (static_cast<double>(i) + 0.5);
         const double end = x(deviation * kMicrometres);
         svg += Text(kBarsLeft - 6, middle + size * 0.36, size, "end", std::to_string(result.plan[i].id));
-        svg +=
-            Format("<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' fill='%s'/>\n", std::min(end, x(0)),
-                   middle - row * 0.35, std::abs(end - x(0)), row * 0.7, Colour(deviation / largest).c_str());
+        svg += Format("<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' fill='%s'/>\n", std::min(end, x(0)),
+                      middle - thickness / 2, std::abs(end - x(0)), thickness,
+                      Colour(deviation / largest).c_str());
     }
     return svg;
 }
