@@ -15,6 +15,6 @@ kill -INT $emulator
 wait $emulator
 grep -q 'each is accounted for' "$folder/out"
 grep -q 'form .* 8.0. um (36 points)' "$folder/out"
-grep -q 'host -> controller  data [01]: G05, probing move ' "$folder/log"
-grep -q 'host <- controller  data [01]: reply 9 in state 3: point ' "$folder/log"
+grep -q 'host -> controller  data [01]: G05, probing move [0-9]* to X ' "$folder/log"
+grep -q 'host <- controller  data [01]: reply 9 in state 3: touch point X .* mm of move ' "$folder/log"
 grep '^stopped after' "$folder/log"
