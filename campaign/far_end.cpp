@@ -54,7 +54,7 @@ FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account,
     Port().farEnd = [this](uint8_t byte) { TakeFromHost(byte); };
     if (plan.head != HeadKind::Emulated) return;
     head_ = std::make_unique<Head>(HeadOptions{.speed = 720});
-    headLine_ = std::make_unique<cc::test::VirtualPeer>(HeadPort(arm), *head_, 2 * cc::test::kByteTime9600);
+    headLine_ = std::make_unique<VirtualPeer>(HeadPort(arm), *head_, kByteTimeHead);
 }
 
 void FarEnd::TakeFromHost(uint8_t byte) {

@@ -6,7 +6,7 @@
 #include "account.h"
 #include "controller.h"
 #include "head.h"
-#include "support/virtual_peer.h"
+#include "virtual_peer.h"
 
 namespace campaign {
 
@@ -47,9 +47,9 @@ class FarEnd {
     ArmAccount &account_;
     const std::function<void(const std::string &)> tell_;
     emulator::Controller controller_;
-    cc::test::VirtualPeer line_;
+    emulator::VirtualPeer line_;
     std::unique_ptr<emulator::Head> head_;
-    std::unique_ptr<cc::test::VirtualPeer> headLine_;
+    std::unique_ptr<emulator::VirtualPeer> headLine_;
     std::function<void(uint8_t)> toController_;
     Bytes incoming_;           // of the host, of a frame that has not ended
     int64_t begun_ = 0;        // when its first byte came

@@ -12,10 +12,6 @@
 
 namespace emulator {
 
-/// µs of a byte on the wire.
-inline constexpr int64_t kByteTimeController = 1146;  // 9600 baud, 11 bits
-inline constexpr int64_t kByteTimeHead = 2292;        // 4800 baud, 11 bits
-
 /// Least time between two pieces to a host, so that their ends do not reach a busy one together.
 inline constexpr int64_t kPieceGap = 2 * kMillisecond;
 

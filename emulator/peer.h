@@ -11,6 +11,10 @@ namespace emulator {
 
 using Bytes = std::vector<uint8_t>;
 
+/// µs of a byte on the wire.
+inline constexpr int64_t kByteTimeController = 1146;  // 9600 baud, 11 bits
+inline constexpr int64_t kByteTimeHead = 2292;        // 4800 baud, 11 bits
+
 class Peer {
   public:
     virtual ~Peer() = default;

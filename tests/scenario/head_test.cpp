@@ -3,7 +3,7 @@
 #include "controller.h"
 #include "platform/message_loop.h"
 #include "support/inside.h"
-#include "support/virtual_peer.h"
+#include "virtual_peer.h"
 
 namespace cc::test {
 namespace {
@@ -14,7 +14,6 @@ using platform::World;
 
 constexpr int32_t kArmPort = 3;
 constexpr int32_t kHeadPort = 4;
-constexpr int64_t kByteTime4800 = 2292;
 using Texts = std::vector<std::string>;
 
 class HeadTest : public ArmTest {
@@ -47,7 +46,7 @@ class HeadTest : public ArmTest {
     Controller controller{ControllerOptions{}};
     VirtualPeer arm{kArmPort, controller};
     Head head{HeadOptions{.speed = 360}};
-    VirtualPeer line{kHeadPort, head, kByteTime4800};
+    VirtualPeer line{kHeadPort, head, emulator::kByteTimeHead};
 
   private:
     size_t seen_ = 0;

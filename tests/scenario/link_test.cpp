@@ -3,7 +3,7 @@
 #include "link/send_path.h"
 #include "platform/clock.h"
 #include "support/inside.h"
-#include "support/virtual_peer.h"
+#include "support/wire.h"
 
 namespace cc::test {
 namespace {

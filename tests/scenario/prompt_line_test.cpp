@@ -79,9 +79,9 @@ TEST_F(PromptLineTest, TheWireIsNeverIdleWhileAMoveMayBeSent) {
     int frames = 0;
     controller.onFrame = [&](int64_t at, Direction direction, const Bytes &frame) {
         const bool data = frame[0] == 3 || frame[0] == 4;
-        if (direction == Direction::ToHost && !data) acknowledged = at + 2 * kByteTime9600;
+        if (direction == Direction::ToHost && !data) acknowledged = at + 2 * kByteTimeController;
         if (direction != Direction::ToController || !data) return;
-        const int64_t first = at - static_cast<int64_t>(frame.size()) * kByteTime9600;
+        const int64_t first = at - static_cast<int64_t>(frame.size()) * kByteTimeController;
         if (++frames > 1) longest = std::max(longest, first - acknowledged);
     };
     const VirtualPeer peer(kPort, controller);
@@ -93,7 +93,7 @@ TEST_F(PromptLineTest, TheWireIsNeverIdleWhileAMoveMayBeSent) {
     EXPECT_EQ(EventsOf(1, 16).size(), 60u);
     EXPECT_EQ(frames, 60);
     // The acknowledgements of the host, two bytes each, go over the same wire.
-    EXPECT_LE(longest, 5 * kByteTime9600);
+    EXPECT_LE(longest, 5 * kByteTimeController);
 }
 
 // The controller is silent from a frame on, for longer than four transmissions.

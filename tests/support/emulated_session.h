@@ -7,9 +7,12 @@
 
 #include "controller.h"
 #include "support/inside.h"
-#include "support/virtual_peer.h"
+#include "support/wire.h"
+#include "virtual_peer.h"
 
 namespace cc::test {
+
+using emulator::VirtualPeer;
 
 inline constexpr int32_t kPort = 3;
 inline constexpr double kScale = 0.0001;
