@@ -40,9 +40,11 @@ class Program {
             const int input = open("/dev/null", O_RDONLY);
             for (const auto &[from, to] : {std::pair(input, 0), {ends[1], 1}, {ends[1], 2}}) dup2(from, to);
             std::vector<char *> argv = {const_cast<char *>(CMM_PROGRAM)};
-            for (const std::string &argument : arguments) argv.push_back(const_cast<char *>(argument.c_str()));
+            for (const std::string &argument : arguments)
+                argv.push_back(const_cast<char *>(argument.c_str()));
             argv.push_back(nullptr);
-            const bool changed = !asNobody || (setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0);
+            const bool changed =
+                !asNobody || (setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0);
             if (changed) execv(CMM_PROGRAM, argv.data());
             _exit(99);
         }
@@ -59,7 +61,8 @@ class Program {
         poll(&spoken, 1, milliseconds);
         char text[4096];
         ssize_t count = 0;
-        while ((count = read(output_, text, sizeof text)) > 0) said += std::string(text, static_cast<size_t>(count));
+        while ((count = read(output_, text, sizeof text)) > 0)
+            said += std::string(text, static_cast<size_t>(count));
         return count != 0;
     }
     /// Its exit status, once it has ended; -1 when a signal killed it.
@@ -109,8 +112,9 @@ class CmmProcess : public testing::Test {
     }
 
     std::vector<std::string> Arguments(const std::string &port, const std::vector<std::string> &more) const {
-        std::vector<std::string> arguments = {"measure", "sphere", "--port", port, "--yes", "--ini", ini, "--picture",
-                                              folder.path + "/picture.svg"};
+        std::vector<std::string> arguments = {"measure", "sphere",    "--port",
+                                              port,      "--yes",     "--ini",
+                                              ini,       "--picture", folder.path + "/picture.svg"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return arguments;
     }
@@ -154,7 +158,8 @@ TEST_P(CmmStops, AndTheMachineToo) {
         const Deed &deed = test.deeds[done];
         int seen = 0;
         for (const auto &[time, text] : words) seen += text.find(deed.when) != std::string::npos;
-        for (const std::string &command : head.Commands()) seen += command.find(deed.when) != std::string::npos;
+        for (const std::string &command : head.Commands())
+            seen += command.find(deed.when) != std::string::npos;
         if (seen < deed.times) continue;
         lastDeed = host.Now();
         deed.what(program, controller);
@@ -180,26 +185,63 @@ TEST_P(CmmStops, AndTheMachineToo) {
 }
 
 const Case kCases[] = {
-    {"Probing", 4, {"stopped by the operator while going to point", "has dropped its buffer", "The machine is stopped", "the controller ready"},
+    {"Probing",
+     4,
+     {"stopped by the operator while going to point", "has dropped its buffer", "The machine is stopped",
+      "the controller ready"},
      {{"reply 9", 5, Send(SIGINT)}}},
-    {"ProbingTwice", 4, {"EMERGENCY is ordered", "The arm is closed, the emergency ordered"},
+    {"ProbingTwice",
+     4,
+     {"EMERGENCY is ordered", "The arm is closed, the emergency ordered"},
      {{"reply 9", 5, Send(SIGINT)}, {"S71, to state 1", 2, Send(SIGINT)}}},
-    {"ZeroingTwice", 4, {"stopped by the operator while zeroing", "EMERGENCY is ordered"},
+    {"ZeroingTwice",
+     4,
+     {"stopped by the operator while zeroing", "EMERGENCY is ordered"},
      {{"S15, zero", 1, Send(SIGTERM)}, {"S72, to state 2", 1, Send(SIGINT)}}},
-    {"TurningTwice", 4, {"while the probe head turned", "it ends its turn by itself", "EMERGENCY is ordered"},
+    {"TurningTwice",
+     4,
+     {"while the probe head turned", "it ends its turn by itself", "EMERGENCY is ordered"},
      {{"A45", 1, Send(SIGINT)}, {"S25, reset buffer", 2, Send(SIGINT)}},
      {"--radius", "15", "--head-port", "COM4"}},
     {"HangUp", 4, {"The machine is stopped"}, {{"reply 9", 2, Send(SIGHUP)}}},
-    {"NothingThere", 1, {"move rejected (reason 2) while going to point 1: the probe met nothing"}, {},
-     {"--radius", "15"}, "", false, false},
-    {"Collision", 1, {"emergency while going to point 1: collision", "holds the machine"}, {}, {"--radius", "8"}},
-    {"Button", 1, {"emergency while going to point", "code 51"}, {{"reply 9", 3, Give(51)}}, {}, "", false, true, "reply 51"},
+    {"NothingThere",
+     1,
+     {"move rejected (reason 2) while going to point 1: the probe met nothing"},
+     {},
+     {"--radius", "15"},
+     "",
+     false,
+     false},
+    {"Collision",
+     1,
+     {"emergency while going to point 1: collision", "holds the machine"},
+     {},
+     {"--radius", "8"}},
+    {"Button",
+     1,
+     {"emergency while going to point", "code 51"},
+     {{"reply 9", 3, Give(51)}},
+     {},
+     "",
+     false,
+     true,
+     "reply 51"},
     {"SwitchedOn", 1, {"switched on anew while going to point"}, {{"reply 9", 3, Give(55)}}},
     {"StoppedThere", 1, {"left measuring state while"}, {}, {}, "to-host:state=2@70"},
-    {"Unplugged", 3, {"the link to the controller was lost while", "It may still execute"}, {}, {}, "to-host:unplug@70"},
+    {"Unplugged",
+     3,
+     {"the link to the controller was lost while", "It may still execute"},
+     {},
+     {},
+     "to-host:unplug@70"},
     {"Silent", 3, {"no longer acknowledges"}, {}, {}, "to-host:silence=60000@70"},
-    {"MuteHead", 3, {"the probe head on COM4 does not answer", "the controller ready"}, {},
-     {"--radius", "15", "--head-port", "COM4"}, "", true},
+    {"MuteHead",
+     3,
+     {"the probe head on COM4 does not answer", "the controller ready"},
+     {},
+     {"--radius", "15", "--head-port", "COM4"},
+     "",
+     true},
 };
 INSTANTIATE_TEST_SUITE_P(All, CmmStops, testing::ValuesIn(kCases),
                          [](const auto &test) { return test.param.name; });
@@ -246,7 +288,8 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
         while (program.Runs(1000)) {
         }
         EXPECT_EQ(program.Status(), wrong.status) << program.said;
-        EXPECT_NE(program.said.find(wrong.said), std::string::npos) << wrong.said << "\nis not in\n" << program.said;
+        EXPECT_NE(program.said.find(wrong.said), std::string::npos) << wrong.said << "\nis not in\n"
+                                                                    << program.said;
     }
     close(held);
 }

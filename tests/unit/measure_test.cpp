@@ -68,7 +68,8 @@ TEST(Fits, CylinderWhoseAxisLeans) {
         const Vector3d middle = Vector3d(10, 0, 0) + height * Vector3d(0.6, 0, 0.8);
         for (const auto &[x, y, deviation] :
              {std::tuple(1.0, 0.0, 0.01), {0.0, 1.0, -0.01}, {-1.0, 0.0, 0.01}, {0.0, -1.0, -0.01}}) {
-            points.emplace_back(middle + (5 + deviation) * (x * Vector3d(0.8, 0, -0.6) + y * Vector3d(0, 1, 0)));
+            points.emplace_back(middle +
+                                (5 + deviation) * (x * Vector3d(0.8, 0, -0.6) + y * Vector3d(0, 1, 0)));
             deviations.push_back(deviation);
         }
     }
@@ -78,7 +79,8 @@ TEST(Fits, CylinderWhoseAxisLeans) {
     EXPECT_NEAR(fit.radius, 5, 1e-9);
     ExpectDeviations(fit, deviations);
     // One ring has no axis.
-    EXPECT_THROW(FitCylinder({{5, 0, 0}, {0, 5, 0}, {-5, 0, 0}, {0, -5, 0}, {3, 4, 0}}, {0, 0, 1}), std::invalid_argument);
+    EXPECT_THROW(FitCylinder({{5, 0, 0}, {0, 5, 0}, {-5, 0, 0}, {0, -5, 0}, {3, 4, 0}}, {0, 0, 1}),
+                 std::invalid_argument);
 }
 
 TEST(Ways, KeepOffTheMaterial) {
@@ -94,7 +96,8 @@ TEST(Ways, KeepOffTheMaterial) {
         double nearest = 1e9;
         for (size_t i = 1; i < way.size(); ++i) {
             for (int step = 0; step <= 100; ++step)
-                nearest = std::min(nearest, Distance(geometry, way[i - 1] + step / 100.0 * (way[i] - way[i - 1])));
+                nearest =
+                    std::min(nearest, Distance(geometry, way[i - 1] + step / 100.0 * (way[i] - way[i - 1])));
         }
         EXPECT_GT(nearest, 2) << to.transpose();
     };
@@ -140,10 +143,12 @@ TEST(Reports, HoldWhatWasMeasured) {
     result.measured = {{1, 2, 3.0015}, {3.9985, 5, 6}};
     result.fit = FitShape(result.geometry, result.plan, result.measured);
     ExpectDeviations(result.fit, {0.0015, -0.0015});
-    EXPECT_EQ(Csv(result).substr(Csv(result).find('\n') + 1),
-              "1,1.000000,2.000000,3.000000,0.000000,0.000000,1.000000,1.000000,2.000000,3.001500,0.001500\n"
-              "2,4.000000,5.000000,6.000000,1.000000,0.000000,0.000000,3.998500,5.000000,6.000000,-0.001500\n");
-    EXPECT_NE(Table(result, 60).find("   2 |     3.9985    5.0000    6.0000 |    -1.50\n"), std::string::npos);
+    EXPECT_EQ(
+        Csv(result).substr(Csv(result).find('\n') + 1),
+        "1,1.000000,2.000000,3.000000,0.000000,0.000000,1.000000,1.000000,2.000000,3.001500,0.001500\n"
+        "2,4.000000,5.000000,6.000000,1.000000,0.000000,0.000000,3.998500,5.000000,6.000000,-0.001500\n");
+    EXPECT_NE(Table(result, 60).find("   2 |     3.9985    5.0000    6.0000 |    -1.50\n"),
+              std::string::npos);
     EXPECT_NE(Json(result).find("\"form\": 0.003"), std::string::npos);
     EXPECT_NE(Picture(result).find(">Plane &lt;1></text>"), std::string::npos);
 }
