@@ -30,14 +30,15 @@ constexpr uid_t kNobody = 65534;
 /// cmm with its output in a pipe. A test has one thread when it forks.
 class Program {
   public:
-    explicit Program(const std::vector<std::string> &arguments, bool asNobody = false) {
+    explicit Program(const std::vector<std::string> &arguments, bool asNobody = false,
+                     const std::string &inputPath = "/dev/null") {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) return;
         fcntl(ends[0], F_SETFL, O_NONBLOCK);
         output_ = ends[0];
         process_ = fork();
         if (process_ == 0) {
-            const int input = open("/dev/null", O_RDONLY);
+            const int input = open(inputPath.c_str(), O_RDONLY | O_NOCTTY);
             for (const auto &[from, to] : {std::pair(input, 0), {ends[1], 1}, {ends[1], 2}}) dup2(from, to);
             std::vector<char *> argv = {const_cast<char *>(CMM_PROGRAM)};
             for (const std::string &argument : arguments)
@@ -292,6 +293,28 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
                                                                     << program.said;
     }
     close(held);
+}
+
+TEST_F(CmmProcess, MovesNothingUnlessTheAnswerIsYes) {
+    PseudoTerminal operatorsTerminal;
+    for (const bool answers : {true, false}) {
+        std::vector<std::string> arguments = Arguments("COM5", {"--centre", "1", "2", "3", "--radius", "4"});
+        arguments.erase(std::find(arguments.begin(), arguments.end(), "--yes"));
+        Program program(arguments, false, operatorsTerminal.Path());
+        const auto isAsked = [&program] { return program.said.find("[y/N]") != std::string::npos; };
+        while (!isAsked() && program.Runs(1000)) {
+        }
+        if (answers) {
+            operatorsTerminal.Write(reinterpret_cast<const uint8_t *>("n\n"), 2);
+        } else {
+            program.Signal(SIGINT);
+        }
+        while (program.Runs(1000)) {
+        }
+        EXPECT_EQ(program.Status(), 4) << program.said;
+        const char *const reason = answers ? "the answer was no" : "no order is left with the machine";
+        EXPECT_NE(program.said.find(reason), std::string::npos) << program.said;
+    }
 }
 
 }  // namespace

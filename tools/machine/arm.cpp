@@ -189,7 +189,7 @@ void Arm::Run() {
 
 void Arm::Check() {
     if (operatorStop_.IsWanted()) throw Failure(kStopped, "stopped by the operator while " + WhatRuns());
-    if (failure_) throw *failure_;
+    if (failure_) throw Failure(*failure_);
     if (acknowledgementMissed) {
         linkLost_ = true;
         throw Failure(kNotReached, kNoAcknowledgement, kLookAtLine);

@@ -1,6 +1,5 @@
 #include "machine/operator_stop.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "cc_interface.h"
@@ -25,7 +24,6 @@ void OperatorStop::OnSignal() {
     if (leaves) {
         console_.Say(emergency_ ? "The program ends; the emergency was ordered."
                                 : "The program ends; no order is left with the machine.");
-        std::fflush(nullptr);
         std::_Exit(kStopped);
     }
     if (phase == Phase::Opening) {
