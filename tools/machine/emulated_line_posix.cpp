@@ -67,6 +67,10 @@ EmulatedLine::EmulatedLine(std::shared_ptr<const emulator::Part> part, double mm
 
 EmulatedLine::~EmulatedLine() = default;
 
+bool EmulatedLine::IsPossible() {
+    return true;
+}
+
 std::string EmulatedLine::Port() const {
     return "COM" + std::to_string(kControllerPort);
 }

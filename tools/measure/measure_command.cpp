@@ -209,15 +209,17 @@ void AddMeasureCommand(CLI::App &app) {
     command->add_flag("--yes", options->yes, "Do not ask whether the machine may move");
     auto *const where = command->add_option_group("where");
     auto *const port = where->add_option("--port", options->port, "Port of the controller, such as COM3");
-    auto *const emulate = where->add_flag(
-        "--emulate", *emulated,
-        "Start an emulated controller, with a part of known form error, and an emulated head");
     where->require_option(1);
     head->needs(port);
-    command->add_option("--form-error", options->formError, "Form error of the emulated part, mm")
-        ->needs(emulate)
-        ->check(NotNegative())
-        ->capture_default_str();
+    if (EmulatedLine::IsPossible()) {
+        auto *const emulate = where->add_flag(
+            "--emulate", *emulated,
+            "Start an emulated controller, with a part of known form error, and an emulated head");
+        command->add_option("--form-error", options->formError, "Form error of the emulated part, mm")
+            ->needs(emulate)
+            ->check(NotNegative())
+            ->capture_default_str();
+    }
     command->callback([options, emulated, command] {
         if (!*emulated) options->where = Where::Port;
         RunJob(*options, *command);
