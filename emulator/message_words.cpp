@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string_view>
 
 #include "command.h"
+#include "format.h"
 
 namespace emulator {
 namespace {
@@ -133,13 +133,6 @@ constexpr std::pair<int, std::string_view> kStates[] = {
     {0, "zeroing"},   {1, "ready"},   {2, "stopped"}, {3, "measuring"},        {6, "starting"},
     {7, "emergency"}, {8, "stopped"}, {9, "stopped"}, {10, "wants its table"},
 };
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[128];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 const CommandWords *FindCommand(const Bytes &message) {
     const CommandName name = Command{message}.Name();

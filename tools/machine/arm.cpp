@@ -1,12 +1,13 @@
 #include "machine/arm.h"
 
-#include <cstdio>
-
+#include "format.h"
 #include "machine/machine_words.h"
 #include "machine/worker_loop.h"
 
 namespace cmm {
 namespace {
+
+using emulator::Format;
 
 using std::chrono::seconds;
 
@@ -30,13 +31,6 @@ std::atomic<bool> acknowledgementMissed{false};
 
 void OnBox(const char *, void *) {
     acknowledgementMissed = true;
-}
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
 }
 
 // Events that come with every point or in answer to a question, and are not news.

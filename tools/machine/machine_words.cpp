@@ -1,22 +1,16 @@
 #include "machine/machine_words.h"
 
-#include <cstdio>
-
 #include "cc_interface.h"
+#include "format.h"
 #include "machine/device.h"
 
 namespace cmm {
 namespace {
 
+using emulator::Format;
+
 // Codes of the head's errors are its letter and this; CC_EMERGENCY passes them on.
 constexpr int kHeadErrors = 100;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 unsigned Word(const void *data) {
     const auto *const bytes = static_cast<const uint8_t *>(data);

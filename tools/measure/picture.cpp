@@ -1,12 +1,14 @@
 #include "measure/picture.h"
+#include "format.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 
 namespace cmm {
 namespace {
+
+using emulator::Format;
 
 using Eigen::Vector2d;
 using Eigen::Vector3d;
@@ -20,13 +22,6 @@ constexpr double kMapLeft = 75, kMapSize = 430;
 constexpr double kBarsLeft = 600, kBarsWidth = 300;
 constexpr double kWidth = 940;
 constexpr double kShortestRow = 11;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[400];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 std::string Escaped(const std::string &text) {
     std::string escaped;
