@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 
+#include "argument_checks.h"
 #include "machine/failure.h"
 #include "measure/report.h"
 
@@ -10,19 +11,10 @@ namespace cmm {
 namespace {
 
 using Eigen::Vector3d;
+using emulator::Positive;
 
 constexpr double kPlaneLength = 60;  // mm
 constexpr int kMostPoints = 10000;
-
-// A number for which `isRight` holds. The library's own checks print limits of 300 digits.
-CLI::Validator Number(const std::string &words, bool (*isRight)(double)) {
-    return {[words, isRight](std::string &text) {
-                double value = 0;
-                const bool right = CLI::detail::lexical_cast(text, value) && isRight(value);
-                return right ? std::string() : text + " is not " + words;
-            },
-            ""};
-}
 
 Vector3d VectorOf(const std::vector<double> &v) {
     return {v[0], v[1], v[2]};
@@ -94,14 +86,6 @@ void CheckGiven(const JobOptions &options, const CLI::App &command) {
 }
 
 }  // namespace
-
-CLI::Validator Positive() {
-    return Number("a length above 0", [](double value) { return value > 0 && std::isfinite(value); });
-}
-
-CLI::Validator NotNegative() {
-    return Number("a length of 0 or more", [](double value) { return value >= 0 && std::isfinite(value); });
-}
 
 void AddJobOptions(CLI::App &command, JobOptions &options) {
     std::vector<std::string> names;

@@ -32,10 +32,6 @@ struct JobOptions {
 /// Options that a simulated and a real measurement have in common.
 void AddJobOptions(CLI::App &command, JobOptions &options);
 
-/// Checks of lengths that are given as options.
-CLI::Validator Positive();
-CLI::Validator NotNegative();
-
 /// Fills in what was not given, reads the list of points, and throws Failure for whatever can be known to be wrong before
 /// anything moves. `command`: what the options were given to.
 void CompleteJob(JobOptions &options, const CLI::App &command);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "argument_checks.h"
 #include "machine/arm.h"
 #include "machine/emulated_line.h"
 #include "machine/settings_file.h"
@@ -191,7 +192,7 @@ void AddDemoCommand(CLI::App &app) {
     CLI::App *const command = app.add_subcommand("demo", "Probe a shape on the built-in simulator");
     AddJobOptions(*command, *options);
     command->add_option("--form-error", options->formError, "Form error of the simulated part, mm")
-        ->check(NotNegative())
+        ->check(emulator::NotNegative())
         ->capture_default_str();
     command->callback([options, command] { RunJob(*options, *command); });
 }
@@ -217,7 +218,7 @@ void AddMeasureCommand(CLI::App &app) {
             "Start an emulated controller, with a part of known form error, and an emulated head");
         command->add_option("--form-error", options->formError, "Form error of the emulated part, mm")
             ->needs(emulate)
-            ->check(NotNegative())
+            ->check(emulator::NotNegative())
             ->capture_default_str();
     }
     command->callback([options, emulated, command] {
