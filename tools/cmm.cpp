@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "config/config_command.h"
 #include "machine/console.h"
 #include "machine/failure.h"
 #include "machine/probe_head.h"
@@ -24,6 +25,7 @@ int Run(int argc, char **argv) {
     cmm::AddDemoCommand(app);
     cmm::AddMeasureCommand(app);
     cmm::AddTraceCommand(app);
+    cmm::AddConfigCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
