@@ -36,15 +36,17 @@ void Print(const InitialisationFile &file) {
 }
 
 nlohmann::ordered_json Json(const InitialisationFile &file) {
-    nlohmann::ordered_json settings = nlohmann::ordered_json::array(), complaints = nlohmann::ordered_json::array();
+    nlohmann::ordered_json settings = nlohmann::ordered_json::array(),
+                           complaints = nlohmann::ordered_json::array();
     for (const Setting &setting : file.settings) {
-        settings.push_back({{"section", setting.section},
-                            {"key", setting.key},
-                            {"value", setting.value},
-                            {"unit", setting.unit},
-                            {"default", setting.defaultValue},
-                            {"line", setting.line == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(setting.line)},
-                            {"meaning", setting.meaning}});
+        settings.push_back(
+            {{"section", setting.section},
+             {"key", setting.key},
+             {"value", setting.value},
+             {"unit", setting.unit},
+             {"default", setting.defaultValue},
+             {"line", setting.line == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(setting.line)},
+             {"meaning", setting.meaning}});
     }
     for (const Complaint &complaint : file.complaints)
         complaints.push_back({{"line", complaint.line}, {"text", complaint.text}});
@@ -60,7 +62,8 @@ void Show(const ConfigOptions &options) {
         Print(file);
     }
     if (!file.complaints.empty())
-        throw Failure(kWorkFailed, options.file + ": " + std::to_string(file.complaints.size()) + " complaints",
+        throw Failure(kWorkFailed,
+                      options.file + ": " + std::to_string(file.complaints.size()) + " complaints",
                       "The library reads the file without a word; what is in force stands above.");
 }
 
@@ -68,9 +71,11 @@ void Show(const ConfigOptions &options) {
 
 void AddConfigCommand(CLI::App &app) {
     const auto options = std::make_shared<ConfigOptions>();
-    CLI::App &command = *app.add_subcommand(
-        "config", "Show what an initialisation file says: every key with its value, default and meaning, and what is wrong");
-    command.add_option("FILE", options->file, "The file; without it the defaults are shown")->check(CLI::ExistingFile);
+    CLI::App &command = *app.add_subcommand("config",
+                                            "Show what an initialisation file says: every key with its "
+                                            "value, default and meaning, and what is wrong");
+    command.add_option("FILE", options->file, "The file; without it the defaults are shown")
+        ->check(CLI::ExistingFile);
     command.add_flag("--json", options->json, "As JSON");
     command.callback([options] { Show(*options); });
 }

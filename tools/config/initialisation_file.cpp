@@ -25,14 +25,18 @@ constexpr char kTimers[] = "Timers";
 constexpr char kConvention[] = "KX_AXES_CONVENTION";
 
 constexpr Known kKnown[] = {
-    {kTimers, "Lo Period", "ms", 50, "period of the link's timer, 1 to 1000; on a classic line one frame at most a period"},
+    {kTimers, "Lo Period", "ms", 50,
+     "period of the link's timer, 1 to 1000; on a classic line one frame at most a period"},
     {kTimers, "Hi Period", "ms", 50, "period of the worker, which decodes what nobody waits for; 1 or more"},
     {kTimers, "timeout", "s", 6, "longest wait for the controller's answer, and the time that closing takes"},
-    {kTimers, "PH9 timeout", "s", 6, "longest wait for each answer of the probe head; 0: its answers are not awaited"},
+    {kTimers, "PH9 timeout", "s", 6,
+     "longest wait for each answer of the probe head; 0: its answers are not awaited"},
     {kTimers, "Line mode", "", 0, "0 the classic line, 1 the prompt line, as fast as the wire"},
     {kTimers, "Auto Coord", "ms", 100, "period of streamed coordinates; 0 none, else 100 or more"},
-    {kTimers, "Enable auto coord", "", 0, "1 coordinates are always streamed, 0 as the controller's class has it"},
-    {kTimers, "Log file", "", 0, "1 a trace of every message in wtraceArm1.log, 2 the same, each line at once"},
+    {kTimers, "Enable auto coord", "", 0,
+     "1 coordinates are always streamed, 0 as the controller's class has it"},
+    {kTimers, "Log file", "", 0,
+     "1 a trace of every message in wtraceArm1.log, 2 the same, each line at once"},
     {"CONTROLLER", kConvention, "", 0,
      "TRUE: the first axis of the controller is the second coordinate, the second, negated, the first"},
 };
@@ -56,7 +60,8 @@ std::string Trimmed(const std::string &text) {
 }
 
 std::string Unquoted(const std::string &text) {
-    const bool quoted = text.size() >= 2 && (text.front() == '"' || text.front() == '\'') && text.back() == text.front();
+    const bool quoted =
+        text.size() >= 2 && (text.front() == '"' || text.front() == '\'') && text.back() == text.front();
     return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
@@ -107,7 +112,8 @@ class Reader {
         if (line.empty() || line.front() == ';') return;
         if (line.front() == '[') return TakeSection(line);
         const size_t equals = line.find('=');
-        if (equals == std::string::npos) return Complain("neither a section, nor a key with a value: " + line);
+        if (equals == std::string::npos)
+            return Complain("neither a section, nor a key with a value: " + line);
         TakeKey(Trimmed(line.substr(0, equals)), Unquoted(Trimmed(line.substr(equals + 1))));
     }
 
@@ -117,7 +123,8 @@ class Reader {
             Setting &setting = result_.settings[i];
             if (setting.line == 0) continue;
             line_ = setting.line;
-            kKnown[i].key == kConvention ? SettleConvention(setting) : SettleNumber(kKnown[i], setting, loPeriod);
+            kKnown[i].key == kConvention ? SettleConvention(setting)
+                                         : SettleNumber(kKnown[i], setting, loPeriod);
             if (i == 0) loPeriod = std::stoi(setting.value);
         }
         std::stable_sort(result_.complaints.begin(), result_.complaints.end(),
@@ -134,14 +141,16 @@ class Reader {
                                        [this](const Known &k) { return IsSame(k.section, section_); });
         again_ = !sections_.insert(Lower(section_)).second;
         if (!known) Complain("unknown section [" + section_ + "]");
-        if (known && again_) Complain("section [" + section_ + "] once more: the library reads the first one only");
+        if (known && again_)
+            Complain("section [" + section_ + "] once more: the library reads the first one only");
     }
 
     void TakeKey(const std::string &key, const std::string &value) {
         if (section_.empty()) return Complain("'" + key + "' stands before the first section");
         const Known *const known = Find(section_, key);
-        const bool idle = IsSame(section_, kTimers) && std::any_of(std::begin(kIdle), std::end(kIdle),
-                                                                   [&](const char *k) { return IsSame(k, key); });
+        const bool idle =
+            IsSame(section_, kTimers) &&
+            std::any_of(std::begin(kIdle), std::end(kIdle), [&](const char *k) { return IsSame(k, key); });
         if (idle) return;
         if (known == nullptr) return Complain("unknown key '" + key + "' in section [" + section_ + "]");
         Setting &setting = result_.settings[static_cast<size_t>(known - kKnown)];
@@ -155,7 +164,8 @@ class Reader {
     void SettleConvention(Setting &setting) {
         const bool on = IsSame(setting.value, "TRUE");
         if (!on && !IsSame(setting.value, "FALSE"))
-            Complain(std::string(kConvention) + " is '" + setting.value + "', neither TRUE nor FALSE: FALSE is taken");
+            Complain(std::string(kConvention) + " is '" + setting.value +
+                     "', neither TRUE nor FALSE: FALSE is taken");
         setting.value = on ? "TRUE" : "FALSE";
     }
 
