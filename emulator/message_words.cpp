@@ -187,7 +187,7 @@ std::string RawText(const Bytes &message, size_t from) {
 std::string CommandText(const Bytes &message, double mmPerCount) {
     const CommandWords *const known = FindCommand(message);
     if (known == nullptr) return "unknown" + RawText(message, at::kPayload);
-    const std::string words(known->words);
+    std::string words(known->words);
     switch (known->fields) {
         case Fields::Lengths:
             return words + FieldsText(message, true, mmPerCount);
@@ -233,7 +233,7 @@ std::string ReplyText(const Bytes &message, double mmPerCount) {
     const ReplyWords *const known = FindReply(message[at::kReplyCode]);
     if (known == nullptr) return "unknown" + RawText(message, at::kReplyPayload);
     const Command fields{message};
-    const std::string words(known->words);
+    std::string words(known->words);
     switch (known->payload) {
         case Payload::State:
             return words + StateText(message);
