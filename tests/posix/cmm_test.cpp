@@ -275,7 +275,7 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
         {"COM6", with({}), 3, "is busy: cmm_tests (process " + std::to_string(getpid())},
         {"COMX", with({}), 2, "'COMX' is no port of a controller"},
         {"COM5", {"--centre", "1", "2", "3"}, 2, "a sphere on a machine needs --radius"},
-        {"COM5", {"--radius", "-1"}, 2, "-1 is not a length above 0"},
+        {"COM5", {"--radius", "-1"}, 2, "-1 is not a number above 0"},
         {"COM5", with({"--axis", "0", "0", "0"}), 2, "--axis has no direction"},
         {"COM5", with({"--csv", "/nowhere/there.csv"}), 2, "cannot write /nowhere/there.csv"},
         {"COM5", with({"--bore"}), 2, "--bore is for a circle or a cylinder"},

@@ -26,5 +26,5 @@ check 'circle cylinder' "$1/cmm" measure --yes c
 check 'COM7' "$1/cmm" measure --head-port co
 check "$2" "$1/cmm" measure --csv "${2%sh}"
 check "$2" "$1/cmm" demo --ini "${2%sh}"
-check '--link-dir --log --level' "$1/cmm-emulator" --l
+check '--link-dir --level --log' "$1/cmm-emulator" --l
 check 'plate plane' "$1/cmm-emulator" --part pl
