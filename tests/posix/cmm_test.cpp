@@ -97,6 +97,7 @@ struct Case {
     bool headIsMute = false;
     bool withPart = true;
     std::string lastTouch = "S72, to state 2";  // no touch comes behind this frame
+    bool byPath = false;                        // the ports are named by their devices
 };
 
 std::function<void(Program &, Controller &)> Send(int number) {
@@ -109,7 +110,15 @@ std::function<void(Program &, Controller &)> Give(uint8_t code) {
 class CmmProcess : public testing::Test {
   protected:
     void SetUp() override {
+        setenv("TMPDIR", temporaries.c_str(), 1);
+        mkdir(temporaries.c_str(), 0777);
         std::ofstream(ini) << "[Timers]\nLo Period=5\nHi Period=5\ntimeout=2\nPH9 timeout=6\nLine mode=1\n";
+    }
+
+    // However the program ends, nothing of it is left.
+    void TearDown() override {
+        EXPECT_EQ(rmdir(temporaries.c_str()), 0);
+        unsetenv("TMPDIR");
     }
 
     std::vector<std::string> Arguments(const std::string &port, const std::vector<std::string> &more) const {
@@ -122,6 +131,7 @@ class CmmProcess : public testing::Test {
 
     PortFolder folder;
     std::string ini = folder.path + "/machine.ini";
+    std::string temporaries = folder.path + "/temporaries";
 };
 
 class CmmStops : public CmmProcess, public testing::WithParamInterface<Case> {};
@@ -147,9 +157,11 @@ TEST_P(CmmStops, AndTheMachineToo) {
     controller.onFrame = [&words](int64_t now, Direction direction, const Bytes &frame) {
         words.emplace_back(now, FrameWords(direction, frame));
     };
-    std::vector<std::string> arguments = Arguments("COM3", {"--centre", "100", "80", "50"});
+    std::vector<std::string> arguments =
+        Arguments(test.byPath ? terminal.Path() : "COM3", {"--centre", "100", "80", "50"});
     if (test.arguments.empty()) arguments.insert(arguments.end(), {"--radius", "15"});
     arguments.insert(arguments.end(), test.arguments.begin(), test.arguments.end());
+    if (test.byPath) arguments.insert(arguments.end(), {"--head-port", headTerminal.Path()});
     Program program(arguments);
     size_t done = 0;
     std::optional<int64_t> lastDeed;
@@ -180,7 +192,7 @@ TEST_P(CmmStops, AndTheMachineToo) {
         EXPECT_LT(time - lastDeed.value_or(0), kSecond / 2);
     }
     const auto hasEmergency = [](const auto &entry) { return entry.second.find("P00") != std::string::npos; };
-    const bool wanted = test.deeds.size() == 2;
+    const bool wanted = test.deeds.size() >= 2;
     EXPECT_EQ(std::any_of(words.begin(), words.end(), hasEmergency), wanted);
     EXPECT_TRUE(controller.IsAtRest() || !test.fault.empty());
 }
@@ -204,6 +216,16 @@ const Case kCases[] = {
      {"while the probe head turned", "it ends its turn by itself", "EMERGENCY is ordered"},
      {{"A45", 1, Send(SIGINT)}, {"S25, reset buffer", 2, Send(SIGINT)}},
      {"--radius", "15", "--head-port", "COM4"}},
+    {"ByPathThrice",
+     4,
+     {"Arm 1 is open on /dev/pts/", "probe head on /dev/pts/", "The program ends; the emergency was ordered"},
+     {{"reply 9", 5, Send(SIGINT)}, {"S71, to state 1", 2, Send(SIGINT)}, {"P00", 1, Send(SIGINT)}},
+     {"--radius", "15"},
+     "",
+     false,
+     true,
+     "S72, to state 2",
+     true},
     {"HangUp", 4, {"The machine is stopped"}, {{"reply 9", 2, Send(SIGHUP)}}},
     {"NothingThere",
      1,
@@ -271,6 +293,8 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
         bool asNobody = false;
     } kWrong[] = {
         {"COM4", with({}), 3, "com4): there is no such device"},
+        {"/nowhere/ttyUSB0", with({}), 3, "the controller's port /nowhere/ttyUSB0: there is no such device"},
+        {busy.Path(), with({}), 3, busy.Path() + " is busy: cmm_tests"},
         {"COM5", with({}), 3, "run 'sudo adduser nobody dialout'", true},
         {"COM6", with({}), 3, "is busy: cmm_tests (process " + std::to_string(getpid())},
         {"COMX", with({}), 2, "'COMX' is no port of a controller"},

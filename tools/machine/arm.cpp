@@ -2,6 +2,7 @@
 
 #include "format.h"
 #include "machine/machine_words.h"
+#include "machine/port_names.h"
 #include "machine/worker_loop.h"
 
 namespace cmm {
@@ -45,7 +46,7 @@ bool IsUsual(int32_t event, uint32_t info) {
 // ---- opening
 
 Arm::Arm(const ArmOptions &options, Console &console, OperatorStop &operatorStop)
-    : console_(console), operatorStop_(operatorStop), port_(options.port), doing_(kResting) {
+    : console_(console), operatorStop_(operatorStop), port_(PortName(options.port)), doing_(kResting) {
     current = this;
     acknowledgementMissed = false;
     TakeBoxes(OnBox);
@@ -75,7 +76,7 @@ void Arm::Open(const ArmOptions &options) {
     Check();
     console_.Say("Arm 1 is open " + (options.simulation ? "in simulation" : "on " + port_) +
                  Format(": controller type %u, level %u", info.controllerType, info.controllerLevel) +
-                 (head_ ? ", probe head on " + options.headPort : ""));
+                 (head_ ? ", probe head on " + PortName(options.headPort) : ""));
 }
 
 Arm::~Arm() {

@@ -8,6 +8,7 @@
 #include "argument_checks.h"
 #include "machine/arm.h"
 #include "machine/emulated_line.h"
+#include "machine/port_names.h"
 #include "machine/settings_file.h"
 #include "machine/terminal.h"
 #include "measure/job_options.h"
@@ -75,12 +76,13 @@ void Ask(Console &console, const JobOptions &options, size_t points) {
         throw Failure(kStopped, "not started: the answer was no");
 }
 
-ArmOptions OptionsOfArm(const JobOptions &options, const std::string &iniFile, const EmulatedLine *line) {
+ArmOptions OptionsOfArm(const JobOptions &options, const std::string &iniFile, const PortNames &names,
+                        const EmulatedLine *line) {
     ArmOptions arm;
     arm.iniFile = iniFile;
     arm.simulation = options.where == Where::Simulated;
-    arm.port = line != nullptr ? line->Port() : options.port;
-    arm.headPort = line != nullptr ? line->HeadPort() : options.headPort;
+    arm.port = line != nullptr ? line->Port() : names.Port();
+    arm.headPort = line != nullptr ? line->HeadPort() : names.HeadPort();
     arm.linearScale = options.scale;
     return arm;
 }
@@ -91,8 +93,9 @@ std::vector<Vector3d> Measure(Console &console, OperatorStop &operatorStop, cons
                               const std::shared_ptr<const emulator::Part> &part) {
     std::optional<EmulatedLine> line;
     if (options.where == Where::Emulated) line.emplace(part, options.scale);
+    const PortNames names(options.port, options.headPort);
     const SettingsFile ini(options.iniFile);
-    Arm arm(OptionsOfArm(options, ini.Path(), line ? &*line : nullptr), console, operatorStop);
+    Arm arm(OptionsOfArm(options, ini.Path(), names, line ? &*line : nullptr), console, operatorStop);
     try {
         if (!options.keepZero) arm.Zero();
         arm.StartMeasuring();
@@ -205,11 +208,12 @@ void AddMeasureCommand(CLI::App &app) {
         app.add_subcommand("measure", "Probe a shape with a controller on a serial line, and fit it");
     AddJobOptions(*command, *options);
     auto *const head = command->add_option("--head-port", options->headPort,
-                                           "Port of the probe head; without it there is none");
+                                           "Port of the probe head, as --port; without it there is none");
     command->add_flag("--no-zero", options->keepZero, "The machine is zeroed already");
     command->add_flag("--yes", options->yes, "Do not ask whether the machine may move");
     auto *const where = command->add_option_group("where");
-    auto *const port = where->add_option("--port", options->port, "Port of the controller, such as COM3");
+    auto *const port =
+        where->add_option("--port", options->port, "Port of the controller: COM3, or the path of its device");
     where->require_option(1);
     head->needs(port);
     if (EmulatedLine::IsPossible()) {
