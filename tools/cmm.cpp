@@ -8,7 +8,9 @@
 #include "machine/failure.h"
 #include "machine/temporaries.h"
 #include "measure/measure_command.h"
+#include "ports/ports_command.h"
 #include "trace/trace_command.h"
+#include "watch/watch_command.h"
 
 namespace {
 
@@ -24,6 +26,8 @@ int Run(int argc, char **argv) {
     app.footer(kStatuses);
     cmm::AddDemoCommand(app);
     cmm::AddMeasureCommand(app);
+    cmm::AddPortsCommand(app);
+    cmm::AddWatchCommand(app);
     cmm::AddTraceCommand(app);
     cmm::AddConfigCommand(app);
     try {

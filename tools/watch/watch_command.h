@@ -1,0 +1,13 @@
+// cmm watch.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace cmm {
+
+/// Its work runs while the program's arguments are parsed; failures are thrown as Failure.
+void AddWatchCommand(CLI::App &app);
+
+}  // namespace cmm
