@@ -161,9 +161,10 @@ void Observer::Thread::Open() {
                 options_.rotaryScale, flags, options_.iniFile.c_str());
     if (result != CC_OK) {
         const Failure failure = OpeningFailure(result, options_.port, "controller");
+        if (known_.line != Readout::Line::Lost) return Fail(failure);
+        if (known_.trouble != failure.what()) Tell(failure.what());
         known_.trouble = failure.what();
-        if (known_.line == Readout::Line::Lost) return;
-        return Fail(failure);
+        return;
     }
     broken_.clear();
     open_ = true;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 #include "format.h"
+#include "machine/console.h"
 #include "watch/readout_text.h"
 
 namespace cmm {
@@ -99,7 +101,9 @@ class Screen {
         if (readout_.line == Readout::Line::Opening) {
             Put(row_, kMargin, "The line is being opened ...", Style::Warning);
         } else if (lost) {
-            Put(row_, kMargin, "LINE LOST " + Duration(now_ - readout_.heard) + " ago: " + readout_.trouble,
+            Put(row_, kMargin,
+                " LINE LOST " + Duration(now_ - readout_.heard) +
+                    " ago; it is opened anew as soon as it is back ",
                 Style::Bad);
         } else {
             State();
@@ -184,7 +188,7 @@ class Screen {
             Put(row_ + index / columns, kMargin + index % columns * kTemperatureWidth, Format("%2d", index),
                 Style::Faint);
             Put(row_ + index / columns, kMargin + index % columns * kTemperatureWidth + 2,
-                Format("%6.2f", degrees[i]));
+                Format("%7.2f", degrees[i]));
         }
         row_ += TemperatureRows();
     }
@@ -218,9 +222,9 @@ class Screen {
         const uint32_t bad = count("framesRepeated") + count("framesGivenUp") + errors;
         Put(row_, kMargin, "LINK", Style::Heading);
         Put(row_, 7,
-            Format("sent %u (repeated %u, given up %u)  received %u (again %u)  errors %u  lost %d",
-                   count("framesSent"), count("framesRepeated"), count("framesGivenUp"),
-                   count("framesReceived"), count("framesIgnored"), errors, readout_.losses),
+            Format("lost %d  errors %u  sent %u (repeated %u, given up %u)  received %u (again %u)",
+                   readout_.losses, errors, count("framesSent"), count("framesRepeated"),
+                   count("framesGivenUp"), count("framesReceived"), count("framesIgnored")),
             bad > 0 || readout_.losses > 0 ? Style::Warning : Style::Plain);
         ++row_;
     }
@@ -229,16 +233,24 @@ class Screen {
     void Happenings() {
         Skip();
         const int room = options_.rows - 1 - row_;
-        const int all = static_cast<int>(readout_.happenings.size());
         if (room <= 0) return;
-        if (all == 0) {
+        if (readout_.happenings.empty()) {
             Put(row_, kMargin, "Nothing has happened yet.", Style::Faint);
             return;
         }
-        for (int i = std::max(0, all - room); i < all; ++i) {
-            const Happening &happening = readout_.happenings[static_cast<size_t>(i)];
-            Put(row_, kMargin, TimeOfDay(happening.time), Style::Faint);
-            Put(row_++, 11, happening.words);
+        constexpr int kWordsColumn = 11;
+        std::vector<std::pair<std::string, std::string>>
+            lines;  // time, empty in the rest of a text, and words
+        for (const Happening &happening : readout_.happenings) {
+            std::string time = TimeOfDay(happening.time);
+            std::istringstream words(Wrapped(happening.words, options_.columns - kWordsColumn, 2));
+            for (std::string line; std::getline(words, line); time.clear()) lines.emplace_back(time, line);
+        }
+        const size_t shown = std::min(lines.size(), static_cast<size_t>(room));
+        for (auto line = lines.end() - static_cast<std::ptrdiff_t>(shown); line != lines.end();
+             ++line, ++row_) {
+            Put(row_, kMargin, line->first, Style::Faint);
+            Put(row_, kWordsColumn, line->second);
         }
     }
 
