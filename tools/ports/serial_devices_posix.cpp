@@ -1,15 +1,15 @@
 #include <libudev.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <stdexcept>
 
 #include "machine/device.h"
+#include "machine/port_names.h"
 #include "ports/serial_devices.h"
 
 namespace cmm {
@@ -43,13 +43,20 @@ std::string FirstOf(std::initializer_list<std::string> texts) {
     return {};
 }
 
+bool LeadsTo(const std::string &path, const std::string &device) {
+    struct stat one {
+    }, other{};
+    return stat(path.c_str(), &one) == 0 && stat(device.c_str(), &other) == 0 && one.st_dev == other.st_dev &&
+           one.st_ino == other.st_ino;
+}
+
 // A name below `folder` that leads to the device.
 std::string LinkTo(const char *folder, const std::string &device) {
     std::error_code error;
     std::string found;
     for (const auto &entry : fs::directory_iterator(folder, error)) {
-        const bool leadsThere = fs::equivalent(entry.path(), device, error) && !error;
-        if (leadsThere && (found.empty() || entry.path().string() < found)) found = entry.path();
+        if (LeadsTo(entry.path(), device) && (found.empty() || entry.path().string() < found))
+            found = entry.path();
     }
     return found;
 }
@@ -72,10 +79,8 @@ std::string Description(udev_device *device) {
         if (!part.empty()) description += (description.empty() ? "" : " ") + part;
     }
     if (!description.empty()) return description;
-    udev_device *const parent = udev_device_get_parent(device);
-    const std::string driver = Text(udev_device_get_driver(parent));
-    const bool onBoard = driver == "serial8250" || Text(udev_device_get_subsystem(parent)) == "pnp";
-    return onBoard ? "port of the computer" : driver;
+    const bool isOnBoard = Text(udev_device_get_sysname(device)).rfind("ttyS", 0) == 0;
+    return isOnBoard ? "port of the computer" : Text(udev_device_get_driver(udev_device_get_parent(device)));
 }
 
 // Whether there is a line behind it: consoles and terminals have no parent, and the system has names for ports of the
@@ -86,19 +91,17 @@ bool IsSerialLine(udev_device *device) {
     return chip == nullptr || std::strcmp(chip, "0") != 0;
 }
 
-// What the library calls which device, by the device's real name.
-std::map<std::string, std::string> ComNames() {
-    std::map<std::string, std::string> names;
-    const char *const folder = std::getenv("CC_PORT_DIR");
-    for (int number = kMostPorts; number >= 1; --number) {
-        const std::string path = folder != nullptr && *folder != '\0'
-                                     ? std::string(folder) + "/com" + std::to_string(number)
-                                     : "/dev/ttyS" + std::to_string(number - 1);
-        std::error_code error;
-        const fs::path device = fs::canonical(path, error);
-        if (!error) names[device] = "COM" + std::to_string(number);
+// Where the library looks for a port.
+std::string PathOfPort(int number) {
+    return DeviceOf("COM" + std::to_string(number));
+}
+
+// What the library calls a device; empty: nothing.
+std::string ComName(const std::string &device) {
+    for (int number = 1; number <= kMostPorts; ++number) {
+        if (LeadsTo(PathOfPort(number), device)) return "COM" + std::to_string(number);
     }
-    return names;
+    return {};
 }
 
 SerialDevice Describe(const std::string &device, const std::string &description) {
@@ -106,6 +109,7 @@ SerialDevice Describe(const std::string &device, const std::string &description)
     described.device = device;
     described.stableName = FirstOf({LinkTo(kById, device), LinkTo(kByPath, device)});
     described.description = description;
+    described.comName = ComName(device);
     described.usedBy = UserOf(device);
     described.mayBeUsed = access(device.c_str(), R_OK | W_OK) == 0;
     return described;
@@ -119,22 +123,20 @@ std::vector<SerialDevice> ListSerialDevices() {
     const Enumeration all(udev_enumerate_new(library.get()), udev_enumerate_unref);
     udev_enumerate_add_match_subsystem(all.get(), "tty");
     udev_enumerate_scan_devices(all.get());
-    std::map<std::string, std::string> comNames = ComNames();
     std::vector<SerialDevice> devices;
     udev_list_entry *entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(all.get())) {
         const Device device(udev_device_new_from_syspath(library.get(), udev_list_entry_get_name(entry)),
                             udev_device_unref);
         if (!device || !IsSerialLine(device.get())) continue;
-        SerialDevice described = Describe(udev_device_get_devnode(device.get()), Description(device.get()));
-        if (const auto name = comNames.extract(described.device)) described.comName = name.mapped();
-        devices.push_back(described);
+        devices.push_back(Describe(udev_device_get_devnode(device.get()), Description(device.get())));
     }
     // What is linked by hand and is no device of the system's: a pseudo-terminal.
-    for (const auto &[device, name] : comNames) {
-        if (device.rfind("/dev/pts/", 0) != 0) continue;
-        devices.push_back(Describe(device, "pseudo-terminal, as of cmm-emulator or socat"));
-        devices.back().comName = name;
+    for (int number = 1; number <= kMostPorts; ++number) {
+        std::error_code error;
+        const std::string device = fs::read_symlink(PathOfPort(number), error);
+        if (!error && device.rfind("/dev/pts/", 0) == 0)
+            devices.push_back(Describe(device, "pseudo-terminal, as of cmm-emulator or socat"));
     }
     std::sort(devices.begin(), devices.end(), [](const SerialDevice &a, const SerialDevice &b) {
         return std::pair(a.device.size(), a.device) < std::pair(b.device.size(), b.device);

@@ -188,7 +188,7 @@ class Screen {
             Put(row_ + index / columns, kMargin + index % columns * kTemperatureWidth, Format("%2d", index),
                 Style::Faint);
             Put(row_ + index / columns, kMargin + index % columns * kTemperatureWidth + 2,
-                Format("%7.2f", degrees[i]));
+                Format(degrees[i] < 100 ? "%6.2f" : "%6.1f", degrees[i]));
         }
         row_ += TemperatureRows();
     }
@@ -222,7 +222,7 @@ class Screen {
         const uint32_t bad = count("framesRepeated") + count("framesGivenUp") + errors;
         Put(row_, kMargin, "LINK", Style::Heading);
         Put(row_, 7,
-            Format("lost %d  errors %u  sent %u (repeated %u, given up %u)  received %u (again %u)",
+            Format("lost %d  errors %u  sent %u (%u again, %u given up)  received %u (%u again)",
                    readout_.losses, errors, count("framesSent"), count("framesRepeated"),
                    count("framesGivenUp"), count("framesReceived"), count("framesIgnored")),
             bad > 0 || readout_.losses > 0 ? Style::Warning : Style::Plain);
