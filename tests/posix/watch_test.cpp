@@ -96,11 +96,23 @@ TEST_F(Watch, AsksOnlyAndGoesOnWhenTheLineIsBack) {
     farEnd->headTerminal.Unplug();
     while (!program.HasSaid(R"("line":"lost")")) ASSERT_TRUE(program.Runs(100));
     farEnd = std::make_unique<FarEnd>(folder.path, options, false);
-    EXPECT_TRUE(farEnd->Until(program, R"("line":"in order","losses":1,"state":"stopped")"));
+    EXPECT_TRUE(farEnd->Until(program, R"("line":"in order","losses":1,"age":0.)"));
     program.Signal(SIGINT);
     while (program.Runs(10)) farEnd->host.RunOnce(kMillisecond);
     EXPECT_EQ(program.Status(), 0);
     expectOnlyQuestions();
+}
+
+TEST_F(Watch, GivesNoTableToAControllerThatWantsOne) {
+    ControllerOptions options;
+    options.wantsTable = true;
+    FarEnd farEnd(folder.path, options, false);
+    Program program({"watch", "--port", "COM3", "--json"});
+    while (program.Runs()) farEnd.host.RunOnce(5 * kMillisecond);
+    EXPECT_EQ(program.Status(), 3);
+    EXPECT_TRUE(program.HasSaid("waits for its table; it was left so")) << program.said;
+    EXPECT_EQ(farEnd.controller.State(), 10);
+    EXPECT_EQ(farEnd.controller.Commands().size(), 1U);  // N00
 }
 
 TEST_F(Watch, GivesOneObjectALine) {

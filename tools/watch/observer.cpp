@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <limits>
 #include <mutex>
+#include <optional>
 
 #include "format.h"
 #include "machine/background_call.h"
@@ -11,6 +12,7 @@
 #include "machine/worker_loop.h"
 #include "watch/closing.h"
 #include "watch/head_observer.h"
+#include "watch/told_state.h"
 
 namespace cmm {
 namespace {
@@ -24,6 +26,8 @@ constexpr int16_t kExtendedStart = 1;  // else only a stopped controller can be 
 constexpr auto kStateInterval = seconds(1);
 constexpr auto kTemperatureInterval = seconds(5);
 constexpr auto kOpenInterval = seconds(1);
+constexpr auto kLongestAnswer = seconds(3);
+constexpr int kWantsTable = 10;  // state
 // A controller in emergency tells no coordinates, and is asked for them less often.
 constexpr auto kSilentInterval = seconds(3);
 constexpr auto kUnansweredInterval = seconds(30);
@@ -36,11 +40,8 @@ constexpr int kTemperatures = 32;
 constexpr uint8_t kAskState[] = {4, 1, 'N', '0', '0'};
 constexpr int16_t kAnyState = -1;  // what ends its wait
 
-std::atomic<bool> acknowledgementMissed{false};
-
-void OnBox(const char *, void *) {
-    acknowledgementMissed = true;
-}
+// What is not acknowledged shows by itself.
+void OnBox(const char *, void *) {}
 
 bool IsFitted(const ControllerInfo &controller, int axis) {
     return controller.axes[axis].kind != CC_AXIS_NONE;
@@ -88,6 +89,7 @@ class Observer::Thread {
     void Turn();
     void Open();
     void Read();
+    void LeaveIfItWantsTable();
     void Lose();
     void Fail(const Failure &failure);
     void AskIo();
@@ -106,6 +108,8 @@ class Observer::Thread {
     const ObserverOptions options_;
     std::unique_ptr<HeadObserver> head_;
     bool open_ = false;
+    bool opening_ = false;
+    std::string untouched_;  // why an arm under way was left; empty: it was not
     bool emergency_ = false;
     std::string broken_;                // why the line turned out to be lost in this turn; empty: it is not
     int positions_ = 0, rotaries_ = 0;  // that were told
@@ -154,13 +158,17 @@ void Observer::Thread::Turn() {
 // ---- the line
 
 void Observer::Thread::Open() {
-    acknowledgementMissed = false;
+    untouched_.clear();
+    opening_ = true;
     const uint16_t flags = options_.simulation ? CC_SIMULATION : 0;
     const uint16_t result =
         CC_INIT(nullptr, kArm, OnEvent, options_.port.c_str(), nullptr, kExtendedStart, options_.linearScale,
                 options_.rotaryScale, flags, options_.iniFile.c_str());
+    opening_ = false;
     if (result != CC_OK) {
-        const Failure failure = OpeningFailure(result, options_.port, "controller");
+        const Failure failure = untouched_.empty() ? OpeningFailure(result, options_.port, "controller")
+                                                   : Failure(kNotReached, untouched_,
+                                                             "Let its measuring software open it first.");
         if (known_.line != Readout::Line::Lost) return Fail(failure);
         if (known_.trouble != failure.what()) Tell(failure.what());
         known_.trouble = failure.what();
@@ -175,6 +183,17 @@ void Observer::Thread::Open() {
     known_.parameters.clear();
     known_.parametersAsked = false;
     nextState_ = nextIo_ = nextTemperatures_ = nextPosition_ = nextRotary_ = Clock::now();
+}
+
+// A controller that was switched on may want a table, which the library would send it next: one of zeros, as it has no
+// other. So the first event of an opening, which comes before the controller's answer is looked at, waits for that answer.
+void Observer::Thread::LeaveIfItWantsTable() {
+    if (options_.simulation || !CanTellState()) return;
+    const std::optional<int> state = AwaitState(kLongestAnswer);
+    if (state && *state != kWantsTable) return;
+    untouched_ = state ? "the controller has been switched on and waits for its table; it was left so"
+                       : "the controller does not tell its state";
+    CloseWithoutOrder(kArm);
 }
 
 void Observer::Thread::Lose() {
@@ -300,6 +319,7 @@ void Observer::Thread::Note(int32_t event, uint32_t info, void *data) {
         }
         case CC_EVENT_LINK:
             if (info == CC_LINK_LOST) broken_ = "the link broke";
+            if (info == CC_LINK_IN_ORDER && opening_) LeaveIfItWantsTable();
             return;
         case CC_EVENT_EMERGENCY:
         case CC_EVENT_EMERGENCY_51:

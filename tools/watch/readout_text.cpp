@@ -15,6 +15,7 @@ using nlohmann::ordered_json;
 using std::chrono::system_clock;
 
 constexpr const char *kRotaryNames = "AB";
+constexpr double kLongestAge = 2;  // s, of what counts as told now
 
 // UTC, "2024-05-06T07:08:09.123Z".
 std::string Timestamp(system_clock::time_point time) {
@@ -23,6 +24,11 @@ std::string Timestamp(system_clock::time_point time) {
     char text[32];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::gmtime(&whole));
     return text + Format(".%03dZ", static_cast<int>(part.count()));
+}
+
+// Seconds since the controller last answered.
+double Age(const Readout &readout) {
+    return std::chrono::duration<double>(Readout::Clock::now() - readout.heard).count();
 }
 
 ordered_json Told(double value) {
@@ -81,6 +87,7 @@ std::string ReadingText(const Readout &readout, double temperatureScale) {
         const auto [low, high] = std::minmax_element(degrees.begin(), degrees.end());
         text += Format("  T %.2f..%.2f", *low, *high);
     }
+    if (const double age = Age(readout); age > kLongestAge) text += Format("  silent for %.0f s", age);
     return text;
 }
 
@@ -98,6 +105,7 @@ ordered_json ReadingJson(const Readout &readout, double temperatureScale, bool w
     ordered_json object = {{"time", Timestamp(readout.time)},
                            {"line", "in order"},
                            {"losses", readout.losses},
+                           {"age", std::round(Age(readout) * 1000) / 1000},
                            {"state", readout.state},
                            {"position", readout.position ? ordered_json(*readout.position) : ordered_json()},
                            {"rotary", readout.rotary},

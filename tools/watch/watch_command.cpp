@@ -25,7 +25,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr char kTimeouts[] = "timeout=1\nPH9 timeout=1\n";
-constexpr milliseconds kLongestPause{1000};
+constexpr milliseconds kLongestSilence{
+    1000};  // behind the time of a reading, then the last one is said again
 
 struct WatchOptions {
     bool simulate = false, emulate = false;
@@ -60,17 +61,21 @@ void Print(const Observer &observer, const WatchOptions &options, const std::ato
     int happened = 0, readings = 0;
     bool parametersTold = false, isRead = true;
     Readout last;
+    const auto period = milliseconds(static_cast<int64_t>(1000 / options.rate));
+    auto said = Readout::Clock::now();
     while (!stop && isRead && (options.count == 0 || readings < options.count)) {
-        observer.Await(last, kLongestPause);
+        observer.Await(last, period + kLongestSilence);
         const Readout now = observer.Look();
         for (const Happening &happening : now.happenings) {
             if (happening.number <= happened) continue;
             happened = happening.number;
             isRead = Say(options.json ? HappeningJson(happening).dump() : HappeningText(happening));
         }
+        const bool isOver = Readout::Clock::now() - said >= period + kLongestSilence;
         const bool isNew = now.number != last.number || now.line == Readout::Line::Lost;
         last = now;
-        if (!isNew) continue;
+        if (!isNew && (!isOver || now.number == 0)) continue;
+        said = Readout::Clock::now();
         ++readings;
         const bool withParameters = !parametersTold && !now.parameters.empty();
         parametersTold = parametersTold || withParameters;
