@@ -1,9 +1,5 @@
 #include "machine/background_call.h"
 
-#include <atomic>
-#include <future>
-#include <thread>
-
 namespace cmm {
 namespace {
 
@@ -11,53 +7,44 @@ std::atomic<bool> threadLeft{false};
 
 }  // namespace
 
-// Kept by the call too.
-struct BackgroundCall::Thread {
-    std::future<int> result;
-    std::atomic<bool> ended{true};
-    std::thread thread;
-};
-
-BackgroundCall::BackgroundCall() : thread_(std::make_shared<Thread>()) {}
-
 BackgroundCall::~BackgroundCall() {
-    if (!thread_->thread.joinable()) return;
-    if (thread_->ended) {
-        thread_->thread.join();
+    if (!thread_.joinable()) return;
+    if (*ended_) {
+        thread_.join();
     } else {
         threadLeft = true;
-        thread_->thread.detach();
+        thread_.detach();
     }
 }
 
 void BackgroundCall::Begin(std::function<int()> call) {
     Join();
-    thread_->ended = false;
-    std::packaged_task<int()> task([keep = thread_, work = std::move(call)] {
+    *ended_ = false;
+    std::packaged_task<int()> task([ended = ended_, work = std::move(call)] {
         const struct End {
             std::atomic<bool> &ended;
             ~End() { ended = true; }
-        } end{keep->ended};
+        } end{*ended};
         return work();
     });
-    thread_->result = task.get_future();
-    thread_->thread = std::thread(std::move(task));
+    result_ = task.get_future();
+    thread_ = std::thread(std::move(task));
 }
 
 bool BackgroundCall::IsBusy() const {
-    return !thread_->ended;
+    return !*ended_;
 }
 
 bool BackgroundCall::Wait(std::chrono::milliseconds longest) const {
-    return thread_->result.wait_for(longest) == std::future_status::ready;
+    return result_.wait_for(longest) == std::future_status::ready;
 }
 
 int BackgroundCall::Result() {
-    return thread_->result.get();
+    return result_.get();
 }
 
 void BackgroundCall::Join() {
-    if (thread_->thread.joinable()) thread_->thread.join();
+    if (thread_.joinable()) thread_.join();
 }
 
 bool BackgroundCall::HasLeftThread() {

@@ -1,16 +1,19 @@
 // Calls of the library that may wait for longer than anybody wants to.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
+#include <thread>
 
 namespace cmm {
 
 /// One call at a time, on a thread of its own.
 class BackgroundCall {
   public:
-    BackgroundCall();
+    BackgroundCall() = default;
     /// A call that has not ended is left alone: see HasLeftThread.
     ~BackgroundCall();
     BackgroundCall(const BackgroundCall &) = delete;
@@ -31,9 +34,9 @@ class BackgroundCall {
     static bool HasLeftThread();
 
   private:
-    struct Thread;
-
-    std::shared_ptr<Thread> thread_;
+    std::future<int> result_;
+    std::shared_ptr<std::atomic<bool>> ended_ = std::make_shared<std::atomic<bool>>(true);  // the call's too
+    std::thread thread_;
 };
 
 }  // namespace cmm

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "format.h"
-#include "machine/background_call.h"
 #include "machine/machine_words.h"
 #include "machine/worker_loop.h"
 #include "watch/closing.h"
@@ -246,7 +245,9 @@ void Observer::Thread::AskState() {
     const auto ask = [] {
         return CC_FREEFRAME(kArm, kAskState, sizeof kAskState, CC_FRAME_AWAITED, kAnyState) != 0;
     };
-    if (!ask() && !ask()) {
+    bool told = ask();
+    if (!told) told = ask();
+    if (!told) {
         if (broken_.empty()) broken_ = "the controller does not answer";
         return;
     }
@@ -373,9 +374,8 @@ void Observer::Thread::Sleep(Clock::time_point until) {
 
 // ----
 
-Observer::Observer(const ObserverOptions &options)
-    : thread_(std::make_shared<Thread>(options)), call_(std::make_unique<BackgroundCall>()) {
-    call_->Begin([thread = thread_] {
+Observer::Observer(const ObserverOptions &options) : thread_(std::make_shared<Thread>(options)) {
+    call_.Begin([thread = thread_] {
         thread->Run();
         return 0;
     });
@@ -383,7 +383,7 @@ Observer::Observer(const ObserverOptions &options)
 
 Observer::~Observer() {
     thread_->Stop();
-    call_->Wait(kLongestLeaving);
+    call_.Wait(kLongestLeaving);
 }
 
 Readout Observer::Look() const {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "machine/background_call.h"
 #include "watch/readout.h"
 
 namespace cmm {
@@ -41,7 +42,7 @@ class Observer {
     class Thread;
 
     std::shared_ptr<Thread> thread_;
-    std::unique_ptr<class BackgroundCall> call_;
+    BackgroundCall call_;
 };
 
 }  // namespace cmm
