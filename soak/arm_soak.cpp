@@ -161,6 +161,7 @@ void PrintTable(const Shared &shared) {
     line("links lost", shared.losses);
     line("buffers brought together", shared.resyncs);
     line("boxes", shared.boxes);
+    line("emergencies of a second thread", shared.buttonEmergencies);
     line("frames repeated by the host", shared.repeated);
     line("frames given up by the host", shared.givenUp);
     line("numbered messages taken", shared.taken);

@@ -2,10 +2,13 @@
 #include <dirent.h>
 #include <malloc.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <stop_token>
 #include <string>
+#include <thread>
 
 #include "cc_interface_posix.h"
 #include "measuring_arm.h"
@@ -27,6 +30,37 @@ Resources Measure() {
     return resources;
 }
 
+// The emergency button of a measuring program: it is pressed on a thread of its own, whatever the measuring thread does.
+class EmergencyButton {
+  public:
+    EmergencyButton(Shared &shared, uint64_t seed) : shared_(shared), random_(seed) {}
+
+  private:
+    static constexpr auto kLook = std::chrono::milliseconds(20);
+    static constexpr int64_t kEvery = 1000;               // looks on the average
+    static constexpr int64_t kLongestCall = 2 * kSecond;  // it waits for nothing
+
+    void Run(const std::stop_token &stop) {
+        while (!stop.stop_requested()) {
+            std::this_thread::sleep_for(kLook);
+            if (shared_.phase == Phase::Faulty && OneIn(random_, kEvery)) Press();
+        }
+    }
+    void Press() {
+        const auto arm = static_cast<int16_t>(1 + Below(random_, kArms));
+        const auto code = static_cast<int16_t>(Below(random_, 256));
+        const int64_t stopped = shared_.stopped, begin = Now();
+        if (CC_EMERGENCY(arm, code) != 0) ++shared_.buttonEmergencies;
+        const int64_t took = Now() - begin - (shared_.stopped - stopped);
+        if (took > kLongestCall)
+            Broken(shared_, "the emergency button took %.3f s", static_cast<double>(took) / kSecond);
+    }
+
+    Shared &shared_;
+    Random random_;
+    std::jthread thread_{[this](const std::stop_token &stop) { Run(stop); }};
+};
+
 void CountBox(const char *, void *user) {
     ++static_cast<Shared *>(user)->boxes;
 }
@@ -42,6 +76,7 @@ void RunMeasuring(Shared &shared, const char *folder, uint64_t seed) {
         arms[i] = std::make_unique<MeasuringArm>(shared, folder, static_cast<int16_t>(i + 1), random());
         measuringArms[i] = arms[i].get();
     }
+    const EmergencyButton button(shared, random());
     while (shared.phase != Phase::Over) {
         if (shared.roundsDone == shared.round) {
             CC_LOOP_RUN(5);

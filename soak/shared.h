@@ -113,6 +113,7 @@ struct Shared {
     std::atomic<int64_t> callBegin{0}, callStopped{0};
     CallFigures calls[kCallKinds];
     std::atomic<int64_t> boxes{0};  // shown by whatever thread
+    std::atomic<int64_t> buttonEmergencies{0};
     int64_t points = 0, movesDone = 0, rejections = 0, losses = 0, openings = 0, resyncs = 0;
     Recovery slowestRecovery;
     int64_t repeated = 0, givenUp = 0;

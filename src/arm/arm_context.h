@@ -22,6 +22,7 @@ struct ConnectionState {
     std::atomic<uint32_t> mmTimerId{0};  // 0: no timer. Relaxed: a tick that misses a change is one tick late
     uint32_t tickPeriodMs = 0;
     uint32_t lineTriedTick = 0;  // of LinkState::ticks: when the line was in order, or tried, last
+    uint32_t lineTries = 0;      // to take up a line that is gone
     bool portOpen = false;
     std::atomic<bool> connectionOpen{false};
     bool headPortOpen = false;
@@ -37,7 +38,8 @@ enum class ControllerClass : uint8_t {
     Newer,      // is asked for coordinates; knows the start command and the newer settings
 };
 
-/// How the controller was started and how its coordinates are asked for. Used on the caller's thread.
+/// How the controller was started and how its coordinates are asked for. Used on the caller's thread but for extendedStart,
+/// which an emergency on another thread reads.
 struct SessionState {
     bool extendedStart = false;
     int16_t startMode = 0;

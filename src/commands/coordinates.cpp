@@ -28,7 +28,7 @@ bool WaitForCoordinates(ArmContext &context, int16_t arm, bool sent) {
     while (context.replies.coordQuery != CoordQuery::None && !limit.IsOver()) {
         if (DecodeReplies(context, arm)) continue;
         if (context.link.promptLine) {
-            AwaitProgress(context.link, kProgressMs);
+            AwaitProgress(context, kProgressMs);
         } else {
             platform::Yield();
         }

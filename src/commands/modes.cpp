@@ -108,7 +108,8 @@ bool OrderStatus(ArmContext &context, int16_t arm, int16_t status) {
 bool OrderEmergency(ArmContext &context, int16_t code) {
     ReplyState &replies = context.replies;
     const int32_t current = std::atomic_ref(replies.controllerState).load(std::memory_order_relaxed);
-    if (current == state::kEmergency && context.session.extendedStart) return true;
+    const bool extendedStart = std::atomic_ref(context.session.extendedStart).load(std::memory_order_relaxed);
+    if (current == state::kEmergency && extendedStart) return true;
     // What is known of the controller belongs to the caller's thread, so a short code must not look at it.
     const bool isLong =
         code / 256 != 0 && (replies.extendedInfo || replies.controllerInfo.optionCode == kOptionP10);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "exchange/decoder.h"
+#include "exchange/lost_line.h"
 #include "link/link_control.h"
 #include "link/send_path.h"
 #include "platform/clock.h"
@@ -24,7 +25,7 @@ constexpr uint32_t kLongestUnreadMs = 1000;
 constexpr uint32_t kMostTicks = 65535;  // of a tick counter
 
 // On a prompt line, by the message itself. Time is counted in ticks, of which a host that stands still loses one.
-bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
+bool IsDelivered(ArmContext &context, LinkState &link, const MessageSlot *slot, uint32_t timeoutMs) {
     const auto over = [slot] { return slot != nullptr && !slot->IsBusy(); };
     const uint32_t tickMs = context.connection.tickPeriodMs;
     // The tick under way is not counted, so that the wait is not shorter than it should be.
@@ -34,10 +35,10 @@ bool IsDelivered(const ArmContext &context, LinkState &link, const MessageSlot *
         return static_cast<uint32_t>(std::max(ticks, 0)) * tickMs;
     };
     while (!over() && link.mmTimerRunning && passed() < timeoutMs) {
-        AwaitProgress(link, std::min(kAckStepMs, timeoutMs - passed()));
+        AwaitProgress(context, std::min(kAckStepMs, timeoutMs - passed()));
     }
     for (uint32_t ms = 0; ms < kLongestUnreadMs && !over() && IsReceptionBehind(link); ms += kUnreadStepMs) {
-        AwaitProgress(link, kUnreadStepMs);
+        AwaitProgress(context, kUnreadStepMs);
     }
     return over();
 }
@@ -81,12 +82,13 @@ bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &mes
 
 }  // namespace
 
-void AwaitProgress(LinkState &link, uint32_t milliseconds) {
-    if (link.progress.IsOpen()) {
-        link.progress.Wait(milliseconds);
+void AwaitProgress(ArmContext &context, uint32_t milliseconds) {
+    if (context.link.progress.IsOpen()) {
+        context.link.progress.Wait(milliseconds);
     } else {
         platform::Sleep(std::min(milliseconds, kDecodeIntervalMs));
     }
+    ServeLostLine(context);
 }
 
 Delivery WaitForAckOrLoss(ArmContext &context) {
@@ -129,7 +131,7 @@ bool WaitForCompletion(ArmContext &context, int16_t arm) {
             platform::Sleep(kDecodeIntervalMs);
             DecodeReplies(context, arm);
         } else if (!DecodeReplies(context, arm)) {
-            AwaitProgress(link, kDecodeIntervalMs);
+            AwaitProgress(context, kDecodeIntervalMs);
         }
     }
     if (HasReply(link)) Tell(link);

@@ -15,8 +15,8 @@ inline constexpr uint32_t kAckTimeoutMs = 3000;
 enum class Delivery { Acknowledged, Queued, Lost };
 
 /// Waits on a prompt line until something has come that a wait may be for, at most `milliseconds`; where the system
-/// refused the event, until it is time to look again.
-void AwaitProgress(LinkState &link, uint32_t milliseconds);
+/// refused the event, until it is time to look again. A line that was lost is tried on the way.
+void AwaitProgress(ArmContext &context, uint32_t milliseconds);
 
 /// Waits until the controller has acknowledged the message in flight. Result: true, at once in simulation mode
 /// and without an acknowledgement event; false after a time-out, once the operator has closed the box " No ACK

@@ -44,7 +44,8 @@ void ResetRecord(ArmContext &context, CC_NOTIFY notifyCallback, bool extendedSta
     replies.infoSeen = false;
     replies.extendedInfo = false;
     SessionState &session = context.session;
-    session.extendedStart = extendedStart;
+    // Read by an emergency on another thread.
+    std::atomic_ref(session.extendedStart).store(extendedStart, std::memory_order_relaxed);
     session.startMode = 0;
     session.autoCoordOn = false;
     session.askCoordMode = 0;

@@ -6,6 +6,7 @@
 #include "commands/settings.h"
 #include "exchange/decoder.h"
 #include "exchange/flush.h"
+#include "exchange/lost_line.h"
 #include "link/link_control.h"
 #include "link/send_path.h"
 #include "probehead/head_protocol.h"
@@ -14,8 +15,6 @@
 
 namespace cc {
 namespace {
-
-constexpr uint32_t kTakeUpIntervalMs = 1000;
 
 // Marks the controller's stored information as written by a host, after zeroing.
 void StampStoredInfo(ArmContext &context, int16_t arm) {
@@ -66,20 +65,6 @@ void ServeHead(ArmContext &context) {
         RaiseHeadError(context);
         head.headEvent = kHeadNothing;
     }
-}
-
-// Tries once a second to take up the line of a device that was unplugged. Counted in ticks: a run of the worker may wait
-// for an acknowledgement that cannot come.
-void ServeLostLine(ArmContext &context) {
-    ConnectionState &connection = context.connection;
-    const uint32_t now = context.link.ticks.load(std::memory_order_relaxed);
-    if (!context.link.promptLine || !connection.portOpen || !IsLineGone(context.link)) {
-        connection.lineTriedTick = now;
-        return;
-    }
-    if ((now - connection.lineTriedTick) * connection.tickPeriodMs < kTakeUpIntervalMs) return;
-    connection.lineTriedTick = now;
-    TakeUpLine(context.link);
 }
 
 // One run at a time, also when an exception of the client's callback ends it.

@@ -53,11 +53,11 @@ class PosixLine : public testing::Test {
         if (thread.joinable()) thread.join();
     }
 
-    static uint16_t Open(int16_t arm, const char *headPort = nullptr) {
+    static uint16_t Open(int16_t arm, const char *headPort = nullptr, bool extendedStart = true) {
         const char *const ini =
             IniFile("[Timers]\nLo Period=1\nHi Period=5\ntimeout=2\nPH9 timeout=2\n", arm);
-        return CC_INIT(nullptr, arm, Recorder(arm), arm == 1 ? "COM1" : "COM2", headPort, 1, 0.0001, 1, 0,
-                       ini);
+        return CC_INIT(nullptr, arm, Recorder(arm), arm == 1 ? "COM1" : "COM2", headPort,
+                       extendedStart ? 1 : 0, 0.0001, 1, 0, ini);
     }
 
     PortFolder folder;
@@ -122,6 +122,24 @@ TEST_F(PosixLine, EmergencyOfAnotherThreadOvertakesTheWaitsOfItsArm) {
     EXPECT_EQ(ordered + CC_EMERGENCY(1, 5), 2);  // none on a closed arm
     StopHost();
     EXPECT_EQ(controllers[0].Commands().at(300), 2);
+}
+
+TEST_F(PosixLine, EmergenciesOfManyThreadsAreExecutedOnceEach) {
+    Serve(1, Quick());
+    // With an extended start none goes out in emergency.
+    ASSERT_EQ(Open(1, nullptr, false), CC_OK);
+    std::atomic<int> ordered{0};
+    const auto order = [&ordered] {
+        while (ordered < 100) ordered += CC_EMERGENCY(1, 5);  // 0 while ten wait
+    };
+    std::thread second(order), third(order);
+    while (ordered < 100) CC_LOOP_RUN(1);
+    second.join();
+    third.join();
+    for (int i = 0; i < 2000 && CC_READTEMP(1) == 0; ++i) CC_LOOP_RUN(5);
+    CC_DONE(1, CC_SHUTDOWN_READY);
+    StopHost();
+    EXPECT_EQ(controllers[0].Commands().at(300), ordered);
 }
 
 TEST_F(PosixLine, ClosesWhileDataPoursIn) {

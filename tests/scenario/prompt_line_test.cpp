@@ -174,6 +174,25 @@ TEST_F(PromptLineTest, ADeviceThatComesBackIsTakenUp) {
     EXPECT_EQ(CC_IO(1, 1, words), 1);
 }
 
+TEST_F(PromptLineTest, ADeviceThatComesBackIsTakenUpByCallsThatOnlyWait) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_NO_FATAL_FAILURE(Measure(kUsual));
+    platform::VirtualPort &port = platform::VirtualPort::Number(kPort);
+    uint16_t words[2];
+    for (const bool lostForLong : {false, true}) {
+        port.present = false;
+        World::Instance().Pass((lostForLong ? 3602 : 2) * kSecond);
+        EXPECT_EQ(CC_IO(1, 1, words), 0);
+        if (lostForLong) CC_LOOP_RUN(3'602'000);
+        port.present = true;
+        int calls = 1;
+        while (CC_IO(1, 1, words) == 0 && calls < 10) ++calls;
+        // After an hour of tries it stays away.
+        EXPECT_EQ(calls, lostForLong ? 10 : 1);
+    }
+}
+
 TEST_F(PromptLineTest, ACommandThatTheLineNeverTookLeavesNothingBehind) {
     Controller controller(WithSphere());
     const VirtualPeer peer(kPort, controller);
