@@ -65,6 +65,11 @@ struct LinkState {
     uint16_t postponedTicks CC_GUARDED_BY(lock) = 0;  // since what is due waits for reception; 0: it does not
     const uint8_t *unposted CC_GUARDED_BY(lock) = nullptr;  // rest of a frame that a full line took a part of
     uint16_t unpostedBytes CC_GUARDED_BY(lock) = 0;
+    // Prompt line: start-links of the last second without an answer, those of them that belong to a link given up since, and
+    // when the last one was sent, in `ticks`.
+    uint16_t unansweredStarts CC_GUARDED_BY(lock) = 0;
+    uint16_t staleStarts CC_GUARDED_BY(lock) = 0;
+    uint32_t startTick CC_GUARDED_BY(lock) = 0;
     SimulatorState simulator CC_GUARDED_BY(lock);
     LinkStatistics statistics CC_GUARDED_BY(lock);
     FrameHistory history CC_GUARDED_BY(lock);

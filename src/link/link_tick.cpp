@@ -41,10 +41,20 @@ void AwaitAnswer(LinkState &link) CC_REQUIRES(link.lock) {
     link.retryTicks = static_cast<uint16_t>(link.ackTimeoutTicks + (link.promptLine ? 1 : 0));
 }
 
+// What was not answered within a second is not answered any more.
+void ForgetOldStarts(LinkState &link) CC_REQUIRES(link.lock) {
+    if (link.ticks.load(std::memory_order_relaxed) - link.startTick <= link.ackTimeoutTicks) return;
+    link.unansweredStarts = link.staleStarts = 0;
+}
+
 void SendStartLink(LinkState &link) CC_REQUIRES(link.lock) {
     static constexpr uint8_t kFrame[] = {kStartLink, kTerminator};
     AwaitAnswer(link);
-    Post(link, kFrame, sizeof kFrame, link.statistics.startLinksSent);
+    ForgetOldStarts(link);
+    if (Post(link, kFrame, sizeof kFrame, link.statistics.startLinksSent)) {
+        ++link.unansweredStarts;
+        link.startTick = link.ticks.load(std::memory_order_relaxed);
+    }
     link.awaitingStartAck.store(true, std::memory_order_relaxed);
 }
 
@@ -100,6 +110,8 @@ void GiveUp(LinkState &link) CC_REQUIRES(link.lock) {
     link.retryCount = 0;
     link.txSequence = kLinkDown;
     if (!link.promptLine) return;
+    ForgetOldStarts(link);
+    link.staleStarts = link.unansweredStarts;
     if (transmitted) DropFrame(link, inFlight);
     if (link.unpostedBytes > 0) EndTornFrame(link);
     link.awaitingStartAck.store(true, std::memory_order_relaxed);

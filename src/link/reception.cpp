@@ -127,6 +127,16 @@ bool IsNoControlFrame(const LinkState &link, const MessageSlot &frame) {
     return link.promptLine && frame.data[0] != kData0 && frame.data[0] != kData1 && frame.Length() != 2;
 }
 
+// Prompt line: whether a start-link's acknowledgement brings the link up. The answer to one start-link too many says nothing
+// new, but a frame under way would go out as another. One to a start-link from before the link was given up is late: the
+// controller may have taken frames since, and expects another sequence.
+bool IsAnswerToStart(LinkState &link) CC_REQUIRES(link.lock) {
+    if (link.unansweredStarts > 0) --link.unansweredStarts;
+    if (link.staleStarts == 0) return link.txSequence == kLinkDown;
+    --link.staleStarts;
+    return false;
+}
+
 // Acts on a frame, under the link lock. Result: the text that the operator must see, or null.
 const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.lock) {
     const uint8_t type = frame.data[0];
@@ -150,8 +160,7 @@ const char *ActOnFrame(LinkState &link, MessageSlot &frame) CC_REQUIRES(link.loc
             return nullptr;
         case kStartLinkAck:
             ++link.statistics.startAcksReceived;
-            // The answer to one start-link too many says nothing new, but a frame under way would go out as another.
-            if (link.promptLine && link.txSequence != kLinkDown) return nullptr;
+            if (link.promptLine && !IsAnswerToStart(link)) return nullptr;
             link.txSequence = 0;
             link.retryTicks = 0;
             link.retryCount = 0;
@@ -274,6 +283,7 @@ void LinkReset(LinkState &link) {
     link.catchingUp = false;
     link.postponedTicks = 0;
     link.unpostedBytes = 0;
+    link.unansweredStarts = link.staleStarts = 0;
     link.linkRxIndex = 0;
     link.losses.store(0, std::memory_order_relaxed);
     link.lostMove.store(kNoMove, std::memory_order_relaxed);

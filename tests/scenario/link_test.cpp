@@ -441,6 +441,25 @@ TEST_P(PromptLinkTest, AStartLinkGoesOutWhileTheLinkIsDownAndBehindWhatWasTorn) 
     EXPECT_EQ(wire.Take(), Hexes("03 04 01 08 | 09 08"));
 }
 
+TEST_P(PromptLinkTest, ALateAnswerToAStartLinkBringsNoOtherLinkUp) {
+    ForceLinkDown(arm1.link);
+    StartPromptly(arm1.link);
+    wire.Send("01 08");
+    Pass(50);
+    wire.Send("06 08");
+    Queue("04 01 'N' '0' '0'");
+    World::Instance().Pass(1);
+    EXPECT_EQ(wire.Take(), Hexes("09 08 | 09 08 | 03 04 01 'N' '0' '0' 4B 08"));
+    ForceLinkDown(arm1.link);  // the controller has taken the message, and expects the other sequence
+    wire.Send("06 08");
+    Queue("04 01 'N' '0' '0'");
+    Pass(1100);
+    EXPECT_EQ(wire.Take(), Hexes("09 08"));
+    wire.Send("06 08");
+    World::Instance().Pass(1);
+    EXPECT_EQ(wire.Take(), Hexes("03 04 01 'N' '0' '0' 4B 08"));
+}
+
 TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
     const std::function<int()> kCalls[] = {[] { return CC_NCONOFF(1, 1); }, [] { return CC_OPBUF(1, 1); },
                                            [] { return CC_SETSTATUS(1, 5); }};
