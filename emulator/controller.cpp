@@ -170,8 +170,9 @@ void Controller::EnterState(int state) {
     });
 }
 
+// An emergency is released at the machine, by no order.
 void Controller::ChangeState(const Command &command) {
-    EnterState(command.Name().digit2 - '0');
+    if (state_ != state::kEmergency) EnterState(command.Name().digit2 - '0');
     ReplyState();
 }
 

@@ -370,6 +370,10 @@ void Arm::OrderStop() {
                          : "  The controller has not confirmed that its buffer is dropped");
     if (operatorStop_.IsEmergency()) return;
     CC_SETSTATUS(kArm, CC_ORDER_STOPPED);
+    // The reply to a move that was still under way may have ended that call; the one to the order comes behind it.
+    const auto end = Clock::now() + seconds(kStatusSeconds);
+    while (CC_GETSTATUS(kArm) == CC_STATUS_MEASURING && !operatorStop_.IsEmergency() && Clock::now() < end)
+        RunLoop(kTurnMs);
     const int16_t status = CC_GETSTATUS(kArm);
     console_.Say(status == CC_STATUS_STOPPED
                      ? "  The machine is stopped"
