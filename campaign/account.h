@@ -30,7 +30,6 @@ struct Call {
     int64_t end = 0;
     int64_t limit = 0;  // longest time that the rules allow, time in which the host stood still included
     int result = 0;
-    bool guardsIntact = true;
 };
 
 inline constexpr int kNoCall = -1;

@@ -148,11 +148,7 @@ Matching Match(const Account &account, const ArmAccount &arm) {
 void CheckNothingTwice(Account &account, ArmAccount &arm, const Matching &matching) {
     for (size_t i = 0; i < arm.executed.size(); ++i) {
         if (matching.queuedOf[i] != kNone) continue;
-        // "03 09" and "09 08": the second 9 is taken for the checksum.
-        if (arm.executed[i].bytes == Bytes{9}) {
-            account.Meet(
-                "both lines: a frame that broke off and the start-link of the next opening were read as one");
-        } else if (IsPrompt(account)) {
+        if (IsPrompt(account)) {
             account.Break(
                 "nothing is executed twice",
                 Words(arm.executed[i].bytes) + " more often than ordered" + At(arm.executed[i].time));
