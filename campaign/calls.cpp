@@ -113,7 +113,7 @@ void Temperatures(const Turn &turn) {
 
 void Status(const Turn &turn) {
     const int16_t status = turn.random.Pick<int16_t>({0, 1, 5, 5, 3});
-    turn.Run("CC_SETSTATUS " + std::to_string(status), Nothing, kAck + turn.Completion() + 2000,
+    turn.Run("CC_SETSTATUS " + std::to_string(status), Sent, kAck + turn.Completion() + 2000,
              [&] { return CC_SETSTATUS(turn.Number(), status); });
 }
 
@@ -128,14 +128,14 @@ void Zero(const Turn &turn) {
 
 void Emergency(const Turn &turn) {
     const auto code = static_cast<int16_t>(turn.random.Below(600));
-    turn.Run("CC_EMERGENCY " + std::to_string(code), Nothing, kAtOnce,
+    turn.Run("CC_EMERGENCY " + std::to_string(code), Queued, kAtOnce,
              [&] { return CC_EMERGENCY(turn.Number(), code); });
 }
 
 void NumericControl(const Turn &turn) {
     const int16_t on = turn.OnOff();
     if (turn.random.Chance(0.5)) {
-        turn.Run("CC_NCONOFF", Nothing, kAck, [&] { return CC_NCONOFF(turn.Number(), on); });
+        turn.Run("CC_NCONOFF", Sent, kAck, [&] { return CC_NCONOFF(turn.Number(), on); });
     } else {
         turn.Run("CC_NCONWAITSTART", Acknowledged, kAck + 7000,
                  [&] { return CC_NCONWAITSTART(turn.Number(), on); });
@@ -147,7 +147,7 @@ void BufferOperation(const Turn &turn) {
     const bool measuring = CC_GETSTATUS(turn.Number()) == CC_STATUS_MEASURING;
     // The buffer is emptied before anything is sent.
     if (operation == CC_OPBUF_RESET && measuring) turn.client.Reset(turn.arm);
-    turn.Run("CC_OPBUF " + std::to_string(operation), Nothing, kAck + turn.Completion(),
+    turn.Run("CC_OPBUF " + std::to_string(operation), Sent, kAck + turn.Completion(),
              [&] { return CC_OPBUF(turn.Number(), operation); });
 }
 

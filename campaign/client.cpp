@@ -26,6 +26,13 @@ int64_t Now() {
     return World::Instance().Now();
 }
 
+bool HasUnacknowledged(int arm) {
+    const cc::MessageQueues &queues = cc::SelectArm(static_cast<int16_t>(arm)).link.queues;
+    const auto isBusy = [](const cc::MessageSlot &slot) { return slot.IsBusy(); };
+    return std::any_of(std::begin(queues.sendQueue), std::end(queues.sendQueue), isBusy) ||
+           std::any_of(std::begin(queues.prioritySendQueue), std::end(queues.prioritySendQueue), isBusy);
+}
+
 std::string TracePath(int arm) {
     return "wtraceArm" + std::to_string(arm) + ".log";
 }
@@ -54,6 +61,7 @@ void Account::Meet(const std::string &weakness, int times) {
 Client::Client(const Plan &plan, Account &account, bool tells)
     : plan_(plan), account_(account), tells_(tells) {
     client = this;
+    CC_SET_MESSAGE_BOX([](const char *text, void *) { client->OnBox(text); }, nullptr);
     account_.lineMode = plan.lineMode;
     for (int arm = 1; arm <= 2; ++arm) {
         const ArmPlan &armPlan = PlanOf(arm);
@@ -71,6 +79,7 @@ Client::Client(const Plan &plan, Account &account, bool tells)
 }
 
 Client::~Client() {
+    CC_SET_MESSAGE_BOX(nullptr, nullptr);
     client = nullptr;
 }
 
@@ -83,15 +92,18 @@ void Client::Tell(const std::string &text) const {
 int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, int failure,
                 const std::function<int()> &run) {
     World &world = World::Instance();
-    const size_t boxes = world.messageBoxes.size();
     const int64_t still = world.StoodStill();
     // With any flag a call does not wait for acknowledgements.
-    if (promise == Promise::Acknowledged && Flags(arm) != 0) promise = Promise::Nothing;
+    const bool waits = promise == Promise::Acknowledged || promise == Promise::Sent;
+    if (waits && Flags(arm) != 0) promise = Promise::Nothing;
     Call call{.text = text, .arm = arm, .promise = promise, .begin = Now()};
     const bool open = IsOpen(arm);
     const auto number = static_cast<int>(account_.calls.size());
     account_.calls.push_back(call);
+    call_ = number;
+    callBegin_ = call.begin;
     const int result = run();
+    call_ = kNoCall;
     call = account_.calls[static_cast<size_t>(number)];
     call.result = result;
     call.end = Now();
@@ -100,16 +112,19 @@ int Client::Run(int arm, const std::string &text, Promise promise, int limitMs, 
         account_.Break("a closed arm refuses at once", text + " gave " + std::to_string(result));
     account_.calls[static_cast<size_t>(number)] = call;
     ReadTraces(call.begin, number);
-    WatchBoxes(boxes, number);
     WatchStates();
     Tell(text + " = " + std::to_string(result) + ", " + std::to_string((call.end - call.begin) / 1000) +
          " ms");
     return result;
 }
 
-void Client::WatchBoxes(size_t before, int call) {
-    const auto &boxes = World::Instance().messageBoxes;
-    for (size_t i = before; i < boxes.size(); ++i) account_.boxes.push_back({boxes[i], call});
+void Client::OnBox(const std::string &text) {
+    Tell("a box: " + text);
+    Box box{text, call_, Now(), callBegin_, false, faultless_};
+    for (const Box &earlier : account_.boxes)
+        if (earlier.text == text) box.waitedFrom = std::max(box.waitedFrom, earlier.time);
+    for (const int arm : {1, 2}) box.waits |= IsOpen(arm) && HasUnacknowledged(arm);
+    account_.boxes.push_back(box);
 }
 
 void Client::ReadTraces(int64_t time, int call) {
@@ -150,6 +165,7 @@ void Client::Open(int arm) {
     // What an arm that is closed now has sent last is still on its way.
     AccountOf(arm).countsDisturbed = own.open;
     own.traceRead = 0;
+    AccountOf(arm).losses.push_back(Now());
     std::remove(TracePath(arm).c_str());
     own.open = true;  // for Run, which must not take it for a call on a closed arm
     const int result = Run(arm, "CC_INIT", Promise::Nothing, OpeningMs(arm), CC_OK, [&] {
@@ -174,6 +190,7 @@ void Client::Close(int arm, int16_t shutdownMode) {
         });
     Arm &own = Of(arm);
     own.open = false;
+    AccountOf(arm).losses.push_back(Now());
     if (HasLine(arm)) own.openTime += Now() - own.opened;
     Reset(arm);
 }
@@ -189,16 +206,15 @@ int Client::WorkerMs() const {
 
 void Client::Loop(int milliseconds) {
     World &world = World::Instance();
-    const size_t boxes = world.messageBoxes.size();
     const int64_t begin = Now();
     const int64_t still = world.StoodStill();
+    callBegin_ = begin;
     CC_LOOP_RUN(milliseconds);
     const int64_t limit = (milliseconds + WorkerMs()) * kMillisecond + world.StoodStill() - still;
     if (Now() - begin > limit)
         account_.Break("calls return in time", "CC_LOOP_RUN(" + std::to_string(milliseconds) + ") took " +
                                                    std::to_string((Now() - begin) / kMillisecond) + " ms");
     ReadTraces(begin, kNoCall);
-    WatchBoxes(boxes, kNoCall);
     WatchStates();
 }
 
@@ -216,6 +232,10 @@ void Client::WatchStates() {
 void Client::OnEvent(int arm, int32_t event, uint32_t info, const void *data) {
     Tell("arm " + std::to_string(arm) + ": event " + std::to_string(event) + " info " + std::to_string(info));
     switch (event) {
+        case CC_EVENT_LINK:
+            AccountOf(arm).linkEvents.push_back({Now(), info});
+            if (info == CC_LINK_LOST) AccountOf(arm).losses.push_back(Now());
+            break;
         case CC_EVENT_MOVE_DONE:
             OnMoveDone(arm, info);
             break;

@@ -32,6 +32,8 @@ class Client {
     /// Counts from 1, for arguments that make each message the only one of its bytes.
     int NextNumber() { return ++number_; }
     void Tell(const std::string &text) const;
+    /// Something is disturbed from now on.
+    void NoteFault() { faultless_ = false; }
 
     /// Runs a call of an arm and keeps account of it. limitMs: see Limits. On an arm that is not open the call must give
     /// `failure` at once. Result: the call's.
@@ -71,6 +73,7 @@ class Client {
     int WorkerMs() const;
 
     void OnEvent(int arm, int32_t event, uint32_t info, const void *data);
+    void OnBox(const std::string &text);
 
   private:
     struct Arm {
@@ -94,7 +97,6 @@ class Client {
     void ReadTrace(int arm, int64_t time, int call);
     void ReadTraces(int64_t time, int call);
     void WatchStates();
-    void WatchBoxes(size_t before, int call);
     FiledMove *OldestMove(int arm);
     void EndOpenMoves(int arm, FiledMove::End end);
     bool MovesAreDoubtful(int arm) const;
@@ -108,6 +110,11 @@ class Client {
     const bool tells_;
     Arm arms_[2];
     int number_ = 0;
+    bool faultless_ = true;
+
+    // Where the program is at present.
+    int call_ = kNoCall;     // index of the call; kNoCall: in its loop
+    int64_t callBegin_ = 0;  // µs
 };
 
 }  // namespace campaign

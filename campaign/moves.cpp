@@ -215,8 +215,8 @@ bool Client::Prepare(int arm) {
     EndOpenMoves(arm, FiledMove::End::Rejected);
     ResetMoves(arm);
     for (const int16_t status : {CC_ORDER_READY, CC_ORDER_MEASURING}) {
-        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Nothing,
-            kAckMs + CompletionMs(arm) + 2000, 0, [&] { return CC_SETSTATUS(number, status); });
+        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Sent, kAckMs + CompletionMs(arm) + 2000,
+            0, [&] { return CC_SETSTATUS(number, status); });
     }
     Loop(500);
     own.mayFile = CC_GETSTATUS(number) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();

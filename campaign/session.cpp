@@ -20,6 +20,7 @@ constexpr int kRecoveryMs = 20000;
 
 void MakeFault(Client &client, Random &random) {
     World &world = World::Instance();
+    client.NoteFault();
     const int arm = random.Between(1, 2);
     const int kind = random.Below(10);
     if (kind == 0) {
@@ -85,15 +86,15 @@ void Recover(Client &client, int arm) {
     while (!Works(client, arm) && account.tries < kMostTries) {
         ++account.tries;
         // It discards what the classic line is behind with.
-        client.Run(arm, "CC_SETSTATUS 0", Promise::Nothing, Client::kAckMs + client.CompletionMs(arm) + 2000,
-                   0, [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
+        client.Run(arm, "CC_SETSTATUS 0", Promise::Sent, Client::kAckMs + client.CompletionMs(arm) + 2000, 0,
+                   [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
     }
     if (account.tries == kMostTries) return;
     client.Rest(arm);
     client.ResetMoves(arm);
     account.restsAtLast = client.Rest(arm);
     NoteLeftovers(client, arm);
-    CheckStatistics(client.TheAccount(), arm);
+    CheckLine(client.TheAccount(), arm);
 }
 
 }  // namespace
