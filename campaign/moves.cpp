@@ -100,7 +100,7 @@ void Client::OnRejection(int arm, uint32_t info) {
 }
 
 void Client::ResetMoves(int arm) {
-    CC_BUFFRESET(static_cast<int16_t>(arm));
+    Use(arm, CC_BUFFRESET, L2_BUFFRESET);
     Reset(arm);
 }
 
@@ -113,19 +113,18 @@ void Client::Reset(int arm) {
 
 void Client::File(int arm, Random &random) {
     const auto number = static_cast<int16_t>(arm);
-    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || CC_GETSTATUS(number) != CC_STATUS_MEASURING)
-        return;
+    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || Status(arm) != CC_STATUS_MEASURING) return;
     std::vector<FiledMove> &moves = AccountOf(arm).moves;
     const SpherePart sphere;
     for (int left = random.Scaled(1, 40); left > 0; --left) {
         // A probing move and its way there and back take four entries of the history.
         for (const int16_t ahead : {1, 2, 3, 4}) {
-            if (CC_CANSEND(number, ahead) == 0) return;
+            if (Use(arm, CC_CANSEND, L2_CanSend, ahead) == 0) return;
         }
         const int own = NextNumber();
         const double away = own % 10000 * kLinearScale;  // makes each message the only one of its bytes
         const auto file = [&](uint32_t code) { moves.push_back({.reportCode = code}); };
-        switch (random.Below(8)) {
+        switch (random.Below(10)) {
             case 0:
             case 1:
             case 2: {
@@ -141,7 +140,8 @@ void Client::File(int arm, Random &random) {
                                      .probing = probing,
                                      .id = id,
                                      .direction = direction});
-                    CC_MOVE(number, probing ? 2 : 0, position, id, 1, nullptr, nullptr, 0);
+                    const int16_t mode = probing ? CC_MOVE_PROBING : CC_MOVE_PLAIN;
+                    Use(arm, CC_MOVE, L2_MOVE, mode, position, id, uint8_t{1}, nullptr, nullptr, int16_t{0});
                 }
                 break;
             }
@@ -153,7 +153,7 @@ void Client::File(int arm, Random &random) {
             }
             case 4: {
                 const bool incremental = random.Chance(0.5);
-                const double count = incremental ? kLinearScale : kWristScale;
+                const double count = incremental ? kLinearScale : WristScale(arm);
                 const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
                 file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
                 (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
@@ -172,9 +172,21 @@ void Client::File(int arm, Random &random) {
                 CC_TFMODE(number, on);
                 break;
             }
+            case 7: {
+                const auto kind = static_cast<int16_t>(random.Below(3));
+                const auto speed =
+                    static_cast<int16_t>(kind == CC_SPEED_1 ? random.Scaled(10, 200) : 200 + own % 5000);
+                file(CC_REPORT_SPEED_0 + static_cast<uint32_t>(kind));
+                Use(arm, CC_SPEED, L2_SPEED, kind, speed);
+                break;
+            }
+            case 8:
+                file(CC_REPORT_FLY);
+                Use(arm, CC_FLYONOFF, L2_FLYONOFF, static_cast<int16_t>(random.Below(2)));
+                break;
             default:
                 file(CC_REPORT_FLY_LENGTH);
-                CC_FLYLEN(number, 0.001 + away);
+                Use(arm, CC_FLYLEN, L2_FLYLEN, 0.001 + away);
                 break;
         }
     }
@@ -190,7 +202,7 @@ bool Client::Rest(int arm) {
         const cc::MessageQueues &queues = context.link.queues;
         return FarEndOf(arm).IsAtRest() && !queues.sendQueue[queues.sendRead].IsBusy() &&
                !queues.replyQueue[queues.replyRead].IsBusy() &&
-               (CC_MOVING(static_cast<int16_t>(arm)) == 0 || CC_GETSTATUS(static_cast<int16_t>(arm)) != 1);
+               (Use(arm, CC_MOVING, L2_MOVING) == 0 || Status(arm) != CC_STATUS_MEASURING);
     };
     for (int quiet = 0, waited = 0; quiet < 2; ++waited) {
         if (waited == 120) return false;
@@ -198,17 +210,15 @@ bool Client::Rest(int arm) {
         quiet = atRest() ? quiet + 1 : 0;
     }
     Arm &own = Of(arm);
-    if (OldestMove(arm) != nullptr && own.mayFile &&
-        CC_GETSTATUS(static_cast<int16_t>(arm)) == CC_STATUS_MEASURING)
+    if (OldestMove(arm) != nullptr && own.mayFile && Status(arm) == CC_STATUS_MEASURING)
         Misreported(arm, Words(*OldestMove(arm)) + " ended in nothing, the machine is at rest");
     return true;
 }
 
 bool Client::Prepare(int arm) {
-    const auto number = static_cast<int16_t>(arm);
     if (!IsOpen(arm)) return false;
     Arm &own = Of(arm);
-    if (own.mayFile && CC_GETSTATUS(number) == CC_STATUS_MEASURING) return true;
+    if (own.mayFile && Status(arm) == CC_STATUS_MEASURING) return true;
     own.mayFile = false;
     if (!Rest(arm)) return false;
     // Those of a lost link; the others have ended.
@@ -216,10 +226,10 @@ bool Client::Prepare(int arm) {
     ResetMoves(arm);
     for (const int16_t status : {CC_ORDER_READY, CC_ORDER_MEASURING}) {
         Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Sent, kAckMs + CompletionMs(arm) + 2000,
-            0, [&] { return CC_SETSTATUS(number, status); });
+            0, [&] { return Use(arm, CC_SETSTATUS, L2_SETSTATUS, status); });
     }
     Loop(500);
-    own.mayFile = CC_GETSTATUS(number) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();
+    own.mayFile = Status(arm) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();
     own.telling = own.mayFile;
     return own.mayFile;
 }

@@ -49,6 +49,7 @@ void TakeStep(Client &client, const Plan &plan, int step) {
 void EndFaults(Client &client) {
     World::Instance().callsUntilFailure = -1;
     for (const int arm : {1, 2}) client.FarEndOf(arm).EndFaults();
+    client.ForgetEmergencies();
     client.Tell("all faults have ended");
 }
 
