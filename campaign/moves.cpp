@@ -174,8 +174,7 @@ void Client::File(int arm, Random &random) {
             }
             case 7: {
                 const auto kind = static_cast<int16_t>(random.Below(3));
-                const auto speed =
-                    static_cast<int16_t>(kind == CC_SPEED_1 ? random.Scaled(10, 200) : 200 + own % 5000);
+                const auto speed = static_cast<int16_t>(200 + own % 10000);
                 file(CC_REPORT_SPEED_0 + static_cast<uint32_t>(kind));
                 Use(arm, CC_SPEED, L2_SPEED, kind, speed);
                 break;

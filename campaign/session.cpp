@@ -18,6 +18,9 @@ using cc::platform::World;
 // say comes first.
 constexpr int kRecoveryMs = 20000;
 
+// A fault of the host begins within that time.
+constexpr int kHostFaultMs = 1000;
+
 void MakeFault(Client &client, Random &random) {
     World &world = World::Instance();
     client.NoteFault();
@@ -25,7 +28,7 @@ void MakeFault(Client &client, Random &random) {
     const int kind = random.Below(10);
     if (kind == 0) {
         const int milliseconds = random.Scaled(10, 60000);
-        const int64_t begin = world.Now() + random.Scaled(1, 1000) * kMillisecond;
+        const int64_t begin = world.Now() + random.Scaled(1, kHostFaultMs) * kMillisecond;
         world.At(begin, [&world, milliseconds] { world.StandStill(milliseconds * kMillisecond); });
         client.Tell("fault: the host stands still for " + std::to_string(milliseconds) + " ms");
     } else if (kind == 1) {
@@ -109,6 +112,7 @@ Account RunSession(const Plan &plan, bool tells) {
         }
         for (const int step : plan.steps) TakeStep(client, plan, step);
         EndFaults(client);
+        client.Loop(kHostFaultMs);  // a host that stands still by then goes on first
         client.Loop(kRecoveryMs);
         for (const int arm : {1, 2}) Recover(client, arm);
         for (const int arm : {1, 2}) {
