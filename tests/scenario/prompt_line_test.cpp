@@ -168,6 +168,7 @@ TEST_F(PromptLineTest, ADeviceThatComesBackIsTakenUp) {
     CC_LOOP_RUN(10000);
     EXPECT_TRUE(port.IsOpen());
     // What has broken off is ended before the start-link: "03 09" and "09 08" would be a frame.
+    EXPECT_EQ(frames.at(0), Hex("04 1D FF 'G' '0' '1' 'X' 0A 00 00 00 'Y' 00 00 00 08"));
     EXPECT_EQ(frames.at(1), Hex("09 08"));
     EXPECT_EQ(Story(), "1/257 8/257 1/1 ");
     uint16_t words[2];
