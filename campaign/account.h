@@ -84,7 +84,7 @@ struct ArmAccount {
     uint32_t repeated = 0;            // data frames of the host that came once more
     uint32_t givenUp = 0;             // data frames that came four times before a start-link
     uint32_t acknowledged = 0;        // frames that the host acknowledged, each once
-    std::vector<Bytes> lastSent;      // frames of the host, the youngest last
+    std::vector<Timed> lastSent;      // frames of the host, the youngest last
     std::vector<int64_t> startLinks;  // of the host: when each came
     std::vector<Timed> received;      // frames that came into the host's input
     std::vector<LinkEvent> linkEvents;

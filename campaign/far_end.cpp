@@ -74,7 +74,7 @@ void FarEnd::TakeFromHost(uint8_t byte) {
         if (tell_) tell_("      -> " + FrameWords(Direction::ToController, frame));
         if (frame[0] == kData0 || frame[0] == kData1) account_.sent.push_back({begun_, frame});
         if (counted) Count(frame);
-        if (counted) account_.lastSent.push_back(std::move(frame));
+        if (counted) account_.lastSent.push_back({begun_, std::move(frame)});
         if (account_.lastSent.size() > 2 * kFramesKept)
             account_.lastSent.erase(account_.lastSent.begin(), account_.lastSent.begin() + kFramesKept);
     }

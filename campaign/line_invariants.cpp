@@ -116,7 +116,7 @@ void CheckHistory(Account &account, int number) {
     for (int16_t i = count; i-- > 0;) {
         const CC_LinkFrame &kept = history[i];
         if (kept.sent != 0) {
-            if (sent == arm.lastSent.rend() || !IsSame(kept, *sent, 0))
+            if (sent == arm.lastSent.rend() || !IsSame(kept, sent->bytes, 0))
                 return check.Break("a frame was not sent as it is told");
             ++sent;
             continue;
@@ -134,6 +134,12 @@ void CheckHistory(Account &account, int number) {
             return check.Break("a frame was not received as it is told");
         ++received;
     }
+    if (account.lineMode == 0 || sent == arm.lastSent.rbegin()) return;
+    // What came behind the oldest frame that is told to be sent is told too.
+    if (std::any_of(received, arm.received.rend(), [oldest = (sent - 1)->time](const Timed &frame) {
+            return frame.time > oldest && frame.bytes.size() <= kLongestFrame;
+        }))
+        check.Break("a frame was received and is not told");
 }
 
 // ---- events 1/257 and 1/1
