@@ -450,6 +450,7 @@ TEST_P(PromptLinkTest, AMoveThatIsLostTakesAlongWhatWaitsBehindItUpToAReset) {
         ASSERT_TRUE(QueueMove(arm1.link, 5, Hex(message).data(), move));
     }
     ForceLinkDown(arm1.link);
+    EXPECT_FALSE(QueueMove(arm1.link, 5, Hex("04 01 'G' '3' '2'").data(), 7));
     wire.Send("06 08");
     EXPECT_EQ(wire.Take(), Hexes("03 04 01 'G' '3' '1' 40 08 | 03 04 01 'G' '3' '4' 45 08"));
     wire.Send("02 08");
@@ -483,6 +484,15 @@ TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
         Pass(100);
         EXPECT_TRUE(wire.Take().empty());
     }
+}
+
+TEST_P(PromptLinkTest, ASlotThatIsUsedAnewIsNoLostOne) {
+    World &world = World::Instance();
+    world.At(world.Now() + 100 * platform::kMillisecond, [] { ForceLinkDown(SelectArm(1).link); });
+    EXPECT_EQ(CC_NCONOFF(1, 1), 0);
+    wire.Send("06 08");
+    wire.onFrame = [this](const Bytes &frame) { port.Send(Hex(frame[0] == 3 ? "02 08" : "05 08")); };
+    for (int i = 0; i < kPrioritySlots; ++i) EXPECT_EQ(CC_NCONOFF(1, 1), 1) << i;
 }
 
 TEST_P(LinkInBothModes, FramesThatFitNoSlotAreRefused) {
