@@ -41,7 +41,7 @@ class Client {
     /// Runs a call of an arm and keeps account of it. limitMs: see Limits. On an arm that is not open the call must give
     /// `failure` at once. Result: the call's.
     int Run(int arm, const std::string &text, Promise promise, int limitMs, int failure,
-            const std::function<int()> &call);
+            const std::function<int()> &run);
 
     /// Calls the function of an arm, or where its program is written for one arm the entry point without a number.
     template <typename Result, typename... Arguments>
@@ -119,6 +119,8 @@ class Client {
     void ReadTrace(int arm, int64_t time, int call);
     void ReadTraces(int64_t time, int call);
     void WatchStates();
+    void FileProbing(int arm, Random &random, int own);
+    void FileOne(int arm, Random &random, int own);
     FiledMove *OldestMove(int arm);
     void EndOpenMoves(int arm, FiledMove::End end);
     bool MovesAreDoubtful(int arm) const;

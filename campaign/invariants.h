@@ -10,7 +10,7 @@ namespace campaign {
 void Judge(Account &account);
 
 /// Compares what the library tells of the link, its events, statistics and history, with what the far end saw; for an
-/// arm that is open and at rest.
-void CheckLine(Account &account, int arm);
+/// arm, by its number, that is open and at rest.
+void CheckLine(Account &account, int number);
 
 }  // namespace campaign

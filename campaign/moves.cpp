@@ -112,82 +112,88 @@ void Client::Reset(int arm) {
 }
 
 void Client::File(int arm, Random &random) {
-    const auto number = static_cast<int16_t>(arm);
     if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || Status(arm) != CC_STATUS_MEASURING) return;
-    std::vector<FiledMove> &moves = AccountOf(arm).moves;
-    const SpherePart sphere;
     for (int left = random.Scaled(1, 40); left > 0; --left) {
         // A probing move and its way there and back take four entries of the history.
         for (const int16_t ahead : {1, 2, 3, 4}) {
             if (Use(arm, CC_CANSEND, L2_CanSend, ahead) == 0) return;
         }
-        const int own = NextNumber();
-        const double away = own % 10000 * kLinearScale;  // makes each message the only one of its bytes
-        const auto file = [&](uint32_t code) { moves.push_back({.reportCode = code}); };
-        switch (random.Below(10)) {
-            case 0:
-            case 1:
-            case 2: {
-                const Vector direction = RandomDirection(random);
-                const Vector outside = sphere.centre + (20 + away) * direction;
-                const Vector inside = sphere.centre + 12 * direction;
-                const auto id = static_cast<uint32_t>(own % kPointIds);
-                for (const bool probing : {false, true, false}) {
-                    const Vector &target = probing ? inside : outside;
-                    const double position[6] = {target[0],     target[1],     target[2],
-                                                -direction[0], -direction[1], -direction[2]};
-                    moves.push_back({.reportCode = probing ? 1u : 0u,
-                                     .probing = probing,
-                                     .id = id,
-                                     .direction = direction});
-                    const int16_t mode = probing ? CC_MOVE_PROBING : CC_MOVE_PLAIN;
-                    Use(arm, CC_MOVE, L2_MOVE, mode, position, id, uint8_t{1}, nullptr, nullptr, int16_t{0});
-                }
-                break;
-            }
-            case 3: {
-                const double step[6] = {away, random.Real(-0.1, 0.1), random.Real(0, 1)};
-                file(CC_REPORT_INCREMENTAL);
-                CC_MOVEINCR(number, step, 0, random.Chance(0.5));
-                break;
-            }
-            case 4: {
-                const bool incremental = random.Chance(0.5);
-                const double count = incremental ? kLinearScale : WristScale(arm);
-                const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
-                file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
-                (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
-                break;
-            }
-            case 5: {
-                const double angle[6] = {(own % 1000 + 0.5) * kLinearScale};
-                const bool incremental = random.Chance(0.5);
-                file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
-                (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
-                break;
-            }
-            case 6: {
-                const bool on = random.Chance(0.5);
-                file(on ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF);
-                CC_TFMODE(number, on);
-                break;
-            }
-            case 7: {
-                const auto kind = static_cast<int16_t>(random.Below(3));
-                const auto speed = static_cast<int16_t>(200 + own % 10000);
-                file(CC_REPORT_SPEED_0 + static_cast<uint32_t>(kind));
-                Use(arm, CC_SPEED, L2_SPEED, kind, speed);
-                break;
-            }
-            case 8:
-                file(CC_REPORT_FLY);
-                Use(arm, CC_FLYONOFF, L2_FLYONOFF, static_cast<int16_t>(random.Below(2)));
-                break;
-            default:
-                file(CC_REPORT_FLY_LENGTH);
-                Use(arm, CC_FLYLEN, L2_FLYLEN, 0.001 + away);
-                break;
+        FileOne(arm, random, NextNumber());
+    }
+}
+
+// A probing move, with the ways there and back. own: makes each message the only one of its bytes.
+void Client::FileProbing(int arm, Random &random, int own) {
+    std::vector<FiledMove> &moves = AccountOf(arm).moves;
+    const SpherePart sphere;
+    const double away = own % 10000 * kLinearScale;
+    const Vector direction = RandomDirection(random);
+    const Vector outside = sphere.centre + (20 + away) * direction;
+    const Vector inside = sphere.centre + 12 * direction;
+    const auto id = static_cast<uint32_t>(own % kPointIds);
+    for (const bool probing : {false, true, false}) {
+        const Vector &target = probing ? inside : outside;
+        const double position[6] = {target[0],     target[1],     target[2],
+                                    -direction[0], -direction[1], -direction[2]};
+        moves.push_back(
+            {.reportCode = probing ? 1u : 0u, .probing = probing, .id = id, .direction = direction});
+        const int16_t mode = probing ? CC_MOVE_PROBING : CC_MOVE_PLAIN;
+        Use(arm, CC_MOVE, L2_MOVE, mode, position, id, uint8_t{1}, nullptr, nullptr, int16_t{0});
+    }
+}
+
+// Any message of the move buffer, with its ways if it is a probing move.
+void Client::FileOne(int arm, Random &random, int own) {
+    const auto number = static_cast<int16_t>(arm);
+    const double away = own % 10000 * kLinearScale;
+    const auto file = [&](uint32_t code) { AccountOf(arm).moves.push_back({.reportCode = code}); };
+    switch (random.Below(10)) {
+        case 0:
+        case 1:
+        case 2:
+            return FileProbing(arm, random, own);
+        case 3: {
+            const double step[6] = {away, random.Real(-0.1, 0.1), random.Real(0, 1)};
+            file(CC_REPORT_INCREMENTAL);
+            CC_MOVEINCR(number, step, 0, random.Chance(0.5));
+            break;
         }
+        case 4: {
+            const bool incremental = random.Chance(0.5);
+            const double count = incremental ? kLinearScale : WristScale(arm);
+            const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
+            file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
+            (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
+            break;
+        }
+        case 5: {
+            const double angle[6] = {(own % 1000 + 0.5) * kLinearScale};
+            const bool incremental = random.Chance(0.5);
+            file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
+            (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
+            break;
+        }
+        case 6: {
+            const bool on = random.Chance(0.5);
+            file(on ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF);
+            CC_TFMODE(number, on);
+            break;
+        }
+        case 7: {
+            const auto kind = static_cast<int16_t>(random.Below(3));
+            const auto speed = static_cast<int16_t>(200 + own % 10000);
+            file(CC_REPORT_SPEED_0 + static_cast<uint32_t>(kind));
+            Use(arm, CC_SPEED, L2_SPEED, kind, speed);
+            break;
+        }
+        case 8:
+            file(CC_REPORT_FLY);
+            Use(arm, CC_FLYONOFF, L2_FLYONOFF, static_cast<int16_t>(random.Below(2)));
+            break;
+        default:
+            file(CC_REPORT_FLY_LENGTH);
+            Use(arm, CC_FLYLEN, L2_FLYLEN, 0.001 + away);
+            break;
     }
 }
 
