@@ -14,6 +14,7 @@ class FarEnd {
   public:
     /// tell: called with what goes over the line, in words; null: nobody listens.
     FarEnd(int arm, const ArmPlan &plan, ArmAccount &account, std::function<void(const std::string &)> tell);
+    ~FarEnd() { Port().onInput = nullptr; }
     FarEnd(const FarEnd &) = delete;
     FarEnd &operator=(const FarEnd &) = delete;
 
