@@ -17,6 +17,8 @@ using emulator::Vector;
 /// What a result of 1 says of the message that a call sent.
 enum class Promise {
     Nothing,
+    Queued,        // it goes out, unless the link is lost with it or the arm is closed before
+    Sent,          // the controller has it, unless a box told that its acknowledgement is still to come
     Acknowledged,  // the controller has it
     Answered       // its answer came, or another one that ended the wait
 };
@@ -30,7 +32,6 @@ struct Call {
     int64_t end = 0;
     int64_t limit = 0;  // longest time that the rules allow, time in which the host stood still included
     int result = 0;
-    bool guardsIntact = true;
 };
 
 inline constexpr int kNoCall = -1;
@@ -45,6 +46,12 @@ struct Queued {
 struct Timed {
     int64_t time;
     Bytes bytes;
+};
+
+/// What the client was told of its link.
+struct LinkEvent {
+    int64_t time;
+    uint32_t info;  // CC_LINK_LOST, CC_LINK_IN_ORDER
 };
 
 /// A message of the move buffer as its client knows it.
@@ -70,10 +77,20 @@ struct ArmAccount {
     std::vector<FiledMove> moves;
     std::vector<int64_t> resets;  // when moves were rejected or reset, or the arm was opened anew
 
+    std::vector<int64_t> losses;  // when the client was told of a lost link, or an opening began or ended
+
     // The present opening of the line.
-    uint32_t framesByType[10]{};   // of the host, since the link was reset
-    std::vector<Bytes> lastSent;   // frames of the host, the youngest last
-    bool countsDisturbed = false;  // bytes of the host were lost on their way, or its writes refused
+    uint32_t framesByType[10]{};      // of the host, since the link was reset
+    uint32_t repeated = 0;            // data frames of the host that came once more
+    uint32_t givenUp = 0;             // data frames that came four times before a start-link
+    uint32_t acknowledged = 0;        // frames that the host acknowledged, each once
+    std::vector<Timed> lastSent;      // frames of the host, the youngest last
+    std::vector<int64_t> startLinks;  // of the host: when each came
+    std::vector<Timed> received;      // frames that came into the host's input
+    std::vector<LinkEvent> linkEvents;
+    size_t firstQueued = 0;        // of `queued`
+    size_t firstSent = 0;          // of `sent`
+    bool countsDisturbed = false;  // bytes were lost on their way, or writes of the host refused
 
     int tries = 0;  // of a command, until the arm worked again after the last fault; kMostTries: it did not
     bool restsAtLast = true;
@@ -97,7 +114,11 @@ struct Weakness {
 
 struct Box {
     std::string text;
-    int call;  // in which it was shown; kNoCall: in the worker
+    int call;            // in which it was shown; kNoCall: in the worker
+    int64_t time;        // when
+    int64_t waitedFrom;  // begin of the call, or the same box before: no wait for this one began earlier
+    bool waits;          // a message of an open arm waits for its acknowledgement
+    bool faultless;      // nothing has been disturbed yet
 };
 
 struct Account {

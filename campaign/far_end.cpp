@@ -13,6 +13,10 @@ using cc::platform::World;
 
 constexpr size_t kFramesKept = CC_LINK_FRAMES;
 
+// Types of frames, and how often a data frame is transmitted.
+constexpr uint8_t kAck0 = 2, kData0 = 3, kData1 = 4, kAck1 = 5, kStartAck = 6, kStartLink = 9;
+constexpr uint32_t kMostTransmissions = 4;
+
 // Noise that no checksum of eight bits can tell from a frame is left out, as no line could stand it: it holds no bytes
 // of the protocol, and inside a frame its exclusive or is not 0.
 Bytes Noise(Random &random, bool terminators) {
@@ -52,6 +56,7 @@ FarEnd::FarEnd(int arm, const ArmPlan &plan, ArmAccount &account,
     }
     toController_ = Port().farEnd;
     Port().farEnd = [this](uint8_t byte) { TakeFromHost(byte); };
+    Port().onInput = [this](uint8_t byte) { NoteInput(byte); };
     if (plan.head != HeadKind::Emulated) return;
     head_ = std::make_unique<Head>(HeadOptions{.speed = 720});
     headLine_ = std::make_unique<VirtualPeer>(HeadPort(arm), *head_, kByteTimeHead);
@@ -67,19 +72,65 @@ void FarEnd::TakeFromHost(uint8_t byte) {
         Bytes frame;
         frame.swap(incoming_);
         if (tell_) tell_("      -> " + FrameWords(Direction::ToController, frame));
-        if (counted && frame[0] < std::size(account_.framesByType)) ++account_.framesByType[frame[0]];
-        if (frame[0] == 3 || frame[0] == 4) account_.sent.push_back({begun_, frame});
-        if (counted) account_.lastSent.push_back(std::move(frame));
+        if (frame[0] == kData0 || frame[0] == kData1) account_.sent.push_back({begun_, frame});
+        if (counted) Count(frame);
+        if (counted) account_.lastSent.push_back({begun_, std::move(frame)});
         if (account_.lastSent.size() > 2 * kFramesKept)
             account_.lastSent.erase(account_.lastSent.begin(), account_.lastSent.begin() + kFramesKept);
     }
     toController_(byte);
 }
 
+void FarEnd::Count(const Bytes &frame) {
+    const uint8_t type = frame[0];
+    if (type < std::size(account_.framesByType)) ++account_.framesByType[type];
+    switch (type) {
+        case kData0:
+        case kData1:
+            transmissions_ = frame == lastData_ ? transmissions_ + 1 : 1;
+            account_.repeated += transmissions_ > 1 ? 1 : 0;
+            lastData_ = frame;
+            return;
+        case kStartLink:
+            account_.givenUp += transmissions_ >= kMostTransmissions ? 1 : 0;
+            transmissions_ = 0;
+            lastData_.clear();
+            account_.startLinks.push_back(begun_);
+            return;
+        case kStartAck:
+            nextAck_ = kAck0;
+            return;
+        case kAck0:
+        case kAck1:
+            if (type != nextAck_) return;
+            ++account_.acknowledged;
+            nextAck_ = type == kAck0 ? kAck1 : kAck0;
+            return;
+        default:
+            return;
+    }
+}
+
+void FarEnd::NoteInput(uint8_t byte) {
+    input_.push_back(byte);
+    if (byte != 8) return;
+    account_.received.push_back({World::Instance().Now(), {}});
+    account_.received.back().bytes.swap(input_);
+}
+
 void FarEnd::BeginCounts() {
     std::fill(std::begin(account_.framesByType), std::end(account_.framesByType), 0u);
+    account_.repeated = account_.givenUp = account_.acknowledged = 0;
     account_.lastSent.clear();
+    account_.startLinks.clear();
+    account_.received.clear();
+    account_.linkEvents.clear();
+    account_.firstQueued = account_.queued.size();
+    account_.firstSent = account_.sent.size();
     account_.countsDisturbed = account_.diedWithItsDevice = false;
+    lastData_.clear();
+    input_.clear();
+    transmissions_ = nextAck_ = 0;
     countedFrom_ = std::max(countedFrom_, Port().WrittenUntil());
 }
 

@@ -14,6 +14,7 @@ class FarEnd {
   public:
     /// tell: called with what goes over the line, in words; null: nobody listens.
     FarEnd(int arm, const ArmPlan &plan, ArmAccount &account, std::function<void(const std::string &)> tell);
+    ~FarEnd() { Port().onInput = nullptr; }
     FarEnd(const FarEnd &) = delete;
     FarEnd &operator=(const FarEnd &) = delete;
 
@@ -37,6 +38,8 @@ class FarEnd {
 
   private:
     void TakeFromHost(uint8_t byte);
+    void Count(const Bytes &frame);
+    void NoteInput(uint8_t byte);
     void Later(int64_t microseconds, std::function<void()> action);
     std::string DisturbFrames(Random &random);
     std::string DisturbDevice(Random &random);
@@ -51,9 +54,13 @@ class FarEnd {
     std::unique_ptr<emulator::Head> head_;
     std::unique_ptr<emulator::VirtualPeer> headLine_;
     std::function<void(uint8_t)> toController_;
-    Bytes incoming_;           // of the host, of a frame that has not ended
-    int64_t begun_ = 0;        // when its first byte came
-    int64_t countedFrom_ = 0;  // what comes up to this time was written before the counts began
+    Bytes incoming_;              // of the host, of a frame that has not ended
+    int64_t begun_ = 0;           // when its first byte came
+    int64_t countedFrom_ = 0;     // what comes up to this time was written before the counts began
+    Bytes lastData_;              // of the host, since its last start-link
+    uint32_t transmissions_ = 0;  // of that frame
+    uint8_t nextAck_ = 0;         // type of the acknowledgement that would be of a new frame
+    Bytes input_;                 // of the host, of a frame that has not ended
     bool jumped_ = false;
     uint64_t faultsEnded_ = 0;  // how often; actions from before do nothing
 };

@@ -9,7 +9,8 @@ namespace campaign {
 /// Compares the two sides of a session that has ended; adds what is broken, and which weaknesses were met.
 void Judge(Account &account);
 
-/// Compares the link's statistics and history with what the far end saw; for an arm that is open and at rest.
-void CheckStatistics(Account &account, int arm);
+/// Compares what the library tells of the link, its events, statistics and history, with what the far end saw; for an
+/// arm, by its number, that is open and at rest.
+void CheckLine(Account &account, int number);
 
 }  // namespace campaign

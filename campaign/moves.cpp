@@ -100,7 +100,7 @@ void Client::OnRejection(int arm, uint32_t info) {
 }
 
 void Client::ResetMoves(int arm) {
-    CC_BUFFRESET(static_cast<int16_t>(arm));
+    Use(arm, CC_BUFFRESET, L2_BUFFRESET);
     Reset(arm);
 }
 
@@ -112,71 +112,88 @@ void Client::Reset(int arm) {
 }
 
 void Client::File(int arm, Random &random) {
-    const auto number = static_cast<int16_t>(arm);
-    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || CC_GETSTATUS(number) != CC_STATUS_MEASURING)
-        return;
-    std::vector<FiledMove> &moves = AccountOf(arm).moves;
-    const SpherePart sphere;
+    if (!IsOpen(arm) || !Of(arm).mayFile || Of(arm).scanning || Status(arm) != CC_STATUS_MEASURING) return;
     for (int left = random.Scaled(1, 40); left > 0; --left) {
         // A probing move and its way there and back take four entries of the history.
         for (const int16_t ahead : {1, 2, 3, 4}) {
-            if (CC_CANSEND(number, ahead) == 0) return;
+            if (Use(arm, CC_CANSEND, L2_CanSend, ahead) == 0) return;
         }
-        const int own = NextNumber();
-        const double away = own % 10000 * kLinearScale;  // makes each message the only one of its bytes
-        const auto file = [&](uint32_t code) { moves.push_back({.reportCode = code}); };
-        switch (random.Below(8)) {
-            case 0:
-            case 1:
-            case 2: {
-                const Vector direction = RandomDirection(random);
-                const Vector outside = sphere.centre + (20 + away) * direction;
-                const Vector inside = sphere.centre + 12 * direction;
-                const auto id = static_cast<uint32_t>(own % kPointIds);
-                for (const bool probing : {false, true, false}) {
-                    const Vector &target = probing ? inside : outside;
-                    const double position[6] = {target[0],     target[1],     target[2],
-                                                -direction[0], -direction[1], -direction[2]};
-                    moves.push_back({.reportCode = probing ? 1u : 0u,
-                                     .probing = probing,
-                                     .id = id,
-                                     .direction = direction});
-                    CC_MOVE(number, probing ? 2 : 0, position, id, 1, nullptr, nullptr, 0);
-                }
-                break;
-            }
-            case 3: {
-                const double step[6] = {away, random.Real(-0.1, 0.1), random.Real(0, 1)};
-                file(CC_REPORT_INCREMENTAL);
-                CC_MOVEINCR(number, step, 0, random.Chance(0.5));
-                break;
-            }
-            case 4: {
-                const bool incremental = random.Chance(0.5);
-                const double count = incremental ? kLinearScale : kWristScale;
-                const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
-                file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
-                (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
-                break;
-            }
-            case 5: {
-                const double angle[6] = {(own % 1000 + 0.5) * kLinearScale};
-                const bool incremental = random.Chance(0.5);
-                file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
-                (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
-                break;
-            }
-            case 6: {
-                const bool on = random.Chance(0.5);
-                file(on ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF);
-                CC_TFMODE(number, on);
-                break;
-            }
-            default:
-                file(CC_REPORT_FLY_LENGTH);
-                CC_FLYLEN(number, 0.001 + away);
-                break;
+        FileOne(arm, random, NextNumber());
+    }
+}
+
+// A probing move, with the ways there and back. own: makes each message the only one of its bytes.
+void Client::FileProbing(int arm, Random &random, int own) {
+    std::vector<FiledMove> &moves = AccountOf(arm).moves;
+    const SpherePart sphere;
+    const double away = own % 10000 * kLinearScale;
+    const Vector direction = RandomDirection(random);
+    const Vector outside = sphere.centre + (20 + away) * direction;
+    const Vector inside = sphere.centre + 12 * direction;
+    const auto id = static_cast<uint32_t>(own % kPointIds);
+    for (const bool probing : {false, true, false}) {
+        const Vector &target = probing ? inside : outside;
+        const double position[6] = {target[0],     target[1],     target[2],
+                                    -direction[0], -direction[1], -direction[2]};
+        moves.push_back(
+            {.reportCode = probing ? 1u : 0u, .probing = probing, .id = id, .direction = direction});
+        const int16_t mode = probing ? CC_MOVE_PROBING : CC_MOVE_PLAIN;
+        Use(arm, CC_MOVE, L2_MOVE, mode, position, id, uint8_t{1}, nullptr, nullptr, int16_t{0});
+    }
+}
+
+// Any message of the move buffer, with its ways if it is a probing move.
+void Client::FileOne(int arm, Random &random, int own) {
+    const auto number = static_cast<int16_t>(arm);
+    const double away = own % 10000 * kLinearScale;
+    const auto file = [&](uint32_t code) { AccountOf(arm).moves.push_back({.reportCode = code}); };
+    switch (random.Below(10)) {
+        case 0:
+        case 1:
+        case 2:
+            return FileProbing(arm, random, own);
+        case 3: {
+            const double step[6] = {away, random.Real(-0.1, 0.1), random.Real(0, 1)};
+            file(CC_REPORT_INCREMENTAL);
+            CC_MOVEINCR(number, step, 0, random.Chance(0.5));
+            break;
         }
+        case 4: {
+            const bool incremental = random.Chance(0.5);
+            const double count = incremental ? kLinearScale : WristScale(arm);
+            const double angles[6] = {(own % 100 + 0.5) * count, (own / 100 % 100 + 0.5) * count};
+            file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
+            (incremental ? CC_MOVEWRISTINCR : CC_MOVEWRIST)(number, angles, 0, 0);
+            break;
+        }
+        case 5: {
+            const double angle[6] = {(own % 1000 + 0.5) * kLinearScale};
+            const bool incremental = random.Chance(0.5);
+            file(incremental ? CC_REPORT_INCREMENTAL : CC_REPORT_MOVE);
+            (incremental ? CC_MOVEINCRRT : CC_MOVERT)(number, angle, 0, 0);
+            break;
+        }
+        case 6: {
+            const bool on = random.Chance(0.5);
+            file(on ? CC_REPORT_TF_ON : CC_REPORT_TF_OFF);
+            CC_TFMODE(number, on);
+            break;
+        }
+        case 7: {
+            const auto kind = static_cast<int16_t>(random.Below(3));
+            const auto speed = static_cast<int16_t>(200 + own % 10000);
+            file(CC_REPORT_SPEED_0 + static_cast<uint32_t>(kind));
+            Use(arm, CC_SPEED, L2_SPEED, kind, speed);
+            break;
+        }
+        case 8:
+            file(CC_REPORT_FLY);
+            Use(arm, CC_FLYONOFF, L2_FLYONOFF, static_cast<int16_t>(random.Below(2)));
+            break;
+        default:
+            file(CC_REPORT_FLY_LENGTH);
+            Use(arm, CC_FLYLEN, L2_FLYLEN, 0.001 + away);
+            break;
     }
 }
 
@@ -190,7 +207,7 @@ bool Client::Rest(int arm) {
         const cc::MessageQueues &queues = context.link.queues;
         return FarEndOf(arm).IsAtRest() && !queues.sendQueue[queues.sendRead].IsBusy() &&
                !queues.replyQueue[queues.replyRead].IsBusy() &&
-               (CC_MOVING(static_cast<int16_t>(arm)) == 0 || CC_GETSTATUS(static_cast<int16_t>(arm)) != 1);
+               (Use(arm, CC_MOVING, L2_MOVING) == 0 || Status(arm) != CC_STATUS_MEASURING);
     };
     for (int quiet = 0, waited = 0; quiet < 2; ++waited) {
         if (waited == 120) return false;
@@ -198,28 +215,26 @@ bool Client::Rest(int arm) {
         quiet = atRest() ? quiet + 1 : 0;
     }
     Arm &own = Of(arm);
-    if (OldestMove(arm) != nullptr && own.mayFile &&
-        CC_GETSTATUS(static_cast<int16_t>(arm)) == CC_STATUS_MEASURING)
+    if (OldestMove(arm) != nullptr && own.mayFile && Status(arm) == CC_STATUS_MEASURING)
         Misreported(arm, Words(*OldestMove(arm)) + " ended in nothing, the machine is at rest");
     return true;
 }
 
 bool Client::Prepare(int arm) {
-    const auto number = static_cast<int16_t>(arm);
     if (!IsOpen(arm)) return false;
     Arm &own = Of(arm);
-    if (own.mayFile && CC_GETSTATUS(number) == CC_STATUS_MEASURING) return true;
+    if (own.mayFile && Status(arm) == CC_STATUS_MEASURING) return true;
     own.mayFile = false;
     if (!Rest(arm)) return false;
     // Those of a lost link; the others have ended.
     EndOpenMoves(arm, FiledMove::End::Rejected);
     ResetMoves(arm);
     for (const int16_t status : {CC_ORDER_READY, CC_ORDER_MEASURING}) {
-        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Nothing,
-            kAckMs + CompletionMs(arm) + 2000, 0, [&] { return CC_SETSTATUS(number, status); });
+        Run(arm, "CC_SETSTATUS " + std::to_string(status), Promise::Sent, kAckMs + CompletionMs(arm) + 2000,
+            0, [&] { return Use(arm, CC_SETSTATUS, L2_SETSTATUS, status); });
     }
     Loop(500);
-    own.mayFile = CC_GETSTATUS(number) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();
+    own.mayFile = Status(arm) == CC_STATUS_MEASURING && FarEndOf(arm).IsAtRest();
     own.telling = own.mayFile;
     return own.mayFile;
 }

@@ -3,6 +3,8 @@
 #include <numeric>
 #include <sstream>
 
+#include "cc_interface.h"
+
 namespace campaign {
 namespace {
 
@@ -60,16 +62,23 @@ Plan MakePlan(uint64_t seed, int lineMode) {
     plan.faultShare = random.Pick({0.0, 0.05, 0.1, 0.2, 0.4});
     plan.steps.resize(static_cast<size_t>(random.Scaled(20, 400)));
     std::iota(plan.steps.begin(), plan.steps.end(), 0);
+    plan.loop =
+        random.Pick({LoopKind::Run, LoopKind::Run, LoopKind::Run, LoopKind::Dispatch, LoopKind::Procedure});
+    plan.arms[0].singleArm = random.Chance(0.3);
+    if (plan.arms[0].singleArm) plan.arms[0].startMode = CC_START_AUTOMATIC;
     return plan;
 }
 
 std::string InWords(const Plan &plan) {
     std::ostringstream text;
+    constexpr const char *kLoops[] = {"the library's loop", "a loop of its own", "a timer procedure"};
+    text << "the worker runs by " << kLoops[static_cast<int>(plan.loop)] << "\n";
     for (int i = 0; i < 2; ++i) {
         const ArmPlan &arm = plan.arms[i];
         if (!arm.used) continue;
         text << "arm " << i + 1 << ": " << (arm.simulated ? "simulation" : "line") << ", "
              << HeadWords(arm.head) << ", start mode " << arm.startMode
+             << (arm.singleArm ? ", single-arm entry points" : "")
              << (arm.extendedStart ? ", extended start" : "") << ", Lo Period " << arm.loPeriodMs
              << ", Hi Period " << arm.hiPeriodMs << ", timeout " << arm.timeoutS << ", controller type "
              << +arm.controller.type << " level " << +arm.controller.level << " option "

@@ -23,8 +23,13 @@ struct ArmPlan {
     int hiPeriodMs = 50;
     int timeoutS = 6;
     int headTimeoutS = 1;
+    bool singleArm =
+        false;  // its program was written for one arm, and calls the entry points that have no number
     emulator::ControllerOptions controller;
 };
+
+/// How the program runs the worker: by the library's loop, by a loop of its own, or as a timer procedure.
+enum class LoopKind { Run, Dispatch, Procedure };
 
 /// A session: two arms, and steps of which each is a call of the client or a fault. A step follows from the seed and its
 /// number alone, so that steps can be left out and the others stay what they are.
@@ -32,6 +37,7 @@ struct Plan {
     uint64_t seed = 0;
     int lineMode = 0;
     ArmPlan arms[2];
+    LoopKind loop = LoopKind::Run;
     double faultShare = 0;   // of the steps
     std::vector<int> steps;  // numbers of those that are taken
 

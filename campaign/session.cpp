@@ -18,13 +18,17 @@ using cc::platform::World;
 // say comes first.
 constexpr int kRecoveryMs = 20000;
 
+// A fault of the host begins within that time.
+constexpr int kHostFaultMs = 1000;
+
 void MakeFault(Client &client, Random &random) {
     World &world = World::Instance();
+    client.NoteFault();
     const int arm = random.Between(1, 2);
     const int kind = random.Below(10);
     if (kind == 0) {
         const int milliseconds = random.Scaled(10, 60000);
-        const int64_t begin = world.Now() + random.Scaled(1, 1000) * kMillisecond;
+        const int64_t begin = world.Now() + random.Scaled(1, kHostFaultMs) * kMillisecond;
         world.At(begin, [&world, milliseconds] { world.StandStill(milliseconds * kMillisecond); });
         client.Tell("fault: the host stands still for " + std::to_string(milliseconds) + " ms");
     } else if (kind == 1) {
@@ -48,6 +52,7 @@ void TakeStep(Client &client, const Plan &plan, int step) {
 void EndFaults(Client &client) {
     World::Instance().callsUntilFailure = -1;
     for (const int arm : {1, 2}) client.FarEndOf(arm).EndFaults();
+    client.ForgetEmergencies();
     client.Tell("all faults have ended");
 }
 
@@ -85,15 +90,15 @@ void Recover(Client &client, int arm) {
     while (!Works(client, arm) && account.tries < kMostTries) {
         ++account.tries;
         // It discards what the classic line is behind with.
-        client.Run(arm, "CC_SETSTATUS 0", Promise::Nothing, Client::kAckMs + client.CompletionMs(arm) + 2000,
-                   0, [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
+        client.Run(arm, "CC_SETSTATUS 0", Promise::Sent, Client::kAckMs + client.CompletionMs(arm) + 2000, 0,
+                   [arm] { return CC_SETSTATUS(static_cast<int16_t>(arm), CC_ORDER_READY); });
     }
     if (account.tries == kMostTries) return;
     client.Rest(arm);
     client.ResetMoves(arm);
     account.restsAtLast = client.Rest(arm);
     NoteLeftovers(client, arm);
-    CheckStatistics(client.TheAccount(), arm);
+    CheckLine(client.TheAccount(), arm);
 }
 
 }  // namespace
@@ -107,6 +112,7 @@ Account RunSession(const Plan &plan, bool tells) {
         }
         for (const int step : plan.steps) TakeStep(client, plan, step);
         EndFaults(client);
+        client.Loop(kHostFaultMs);  // a host that stands still by then goes on first
         client.Loop(kRecoveryMs);
         for (const int arm : {1, 2}) Recover(client, arm);
         for (const int arm : {1, 2}) {

@@ -158,8 +158,8 @@ void LinkPeer::ActOnFrame(const Bytes &frame) {
 
 void LinkPeer::ReceiveData(const Bytes &frame) {
     const std::optional<Bytes> message = MessageOf(frame);
-    // A piece of a frame has a right checksum once in 256 times; its length tells.
-    const bool whole = message && !message->empty() && size_t{message->front()} + 1 == message->size();
+    // A piece of a frame has a right checksum once in 256 times; its length tells. Nothing is not sent as a message.
+    const bool whole = message && message->size() > 1 && size_t{message->front()} + 1 == message->size();
     if (rxSequence_ == kDown || !whole) return Control(kLineError);
     const int sequence = frame[0] == kData[0] ? 0 : 1;
     // A repetition was taken before; only its acknowledgement was lost.

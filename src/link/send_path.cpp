@@ -41,10 +41,19 @@ MessageSlot *Place(LinkState &link, MessageSlot *queue, int32_t &writeIndex, int
     return BuildFrame(queue, writeIndex, slots, length, bytes) ? slot : nullptr;
 }
 
-MessageSlot *PlaceUrgent(LinkState &link, uint16_t length, const uint8_t *bytes) {
-    const platform::Guard guard(link.urgentLock);
+// Into the queue that two threads may fill.
+MessageSlot *PlaceUrgent(LinkState &link, uint16_t length, const uint8_t *bytes)
+    CC_REQUIRES(link.urgentLock) {
     MessageQueues &queues = link.queues;
     return Place(link, queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, length, bytes);
+}
+
+MessageSlot *PlaceByPriority(LinkState &link, Priority priority, uint16_t length, const uint8_t *bytes) {
+    MessageQueues &queues = link.queues;
+    if (priority == kNormal)
+        return Place(link, queues.sendQueue, queues.sendWrite, kSendSlots, length, bytes);
+    const platform::Guard guard(link.urgentLock);
+    return PlaceUrgent(link, length, bytes);
 }
 
 }  // namespace
@@ -55,10 +64,7 @@ bool QueueMessage(LinkState &link, Priority priority, int32_t length, const uint
     const auto messageLength = static_cast<uint16_t>(length);
     TraceCommand(link.trace, bytes, messageLength);
     if (link.simulationMode) return QueueForSimulator(link, priority, messageLength, bytes);
-    MessageQueues &queues = link.queues;
-    link.lastQueued = priority == kPriority
-                          ? PlaceUrgent(link, messageLength, bytes)
-                          : Place(link, queues.sendQueue, queues.sendWrite, kSendSlots, messageLength, bytes);
+    link.lastQueued = PlaceByPriority(link, priority, messageLength, bytes);
     if (link.lastQueued == nullptr) return false;
     SendPromptly(link);
     return true;
@@ -70,10 +76,7 @@ bool QueueEmergency(LinkState &link, const CommandMessage &message) {
     const auto length = static_cast<uint16_t>(message.Size());
     TraceCommand(link.trace, message.Data(), length);
     if (link.simulationMode) return QueueForSimulator(link, kPriority, length, message.Data());
-    MessageQueues &queues = link.queues;
-    if (Place(link, queues.prioritySendQueue, queues.priorityWrite, kPrioritySlots, length, message.Data()) ==
-        nullptr)
-        return false;
+    if (PlaceUrgent(link, length, message.Data()) == nullptr) return false;
     SendPromptly(link);
     return true;
 }

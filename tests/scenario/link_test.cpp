@@ -161,6 +161,7 @@ TEST_P(LinkInBothModes, ReceptionByFrame) {
         {"97 bytes, sum 20", "03" + longest + " 20 08", 0, "02 08", longest, 1},
         {"101 bytes", "03" + longest + " 20 00 08", 0, "01 08", "", 0},
         {"start-link", "09 08", 1, "06 08", "", 0},
+        {"sent before the start-link", "04 02 01 00 03 08", 0, "", "", 0},
         {"terminator alone", "08", 0, "01 08", "", 0},
         {"undefined", "07 08", 0, "01 08", "", 0},
         {"undefined", "FF 01 02 08", 0, "01 08", "", 0},
@@ -460,6 +461,27 @@ TEST_P(PromptLinkTest, ALateAnswerToAStartLinkBringsNoOtherLinkUp) {
     EXPECT_EQ(wire.Take(), Hexes("03 04 01 'N' '0' '0' 4B 08"));
 }
 
+TEST_P(PromptLinkTest, AMoveThatIsLostTakesAlongWhatWaitsBehindItUpToAReset) {
+    constexpr int32_t kBehindAReset = 1 << kMoveBits;
+    for (const auto &[message, move] : {std::pair{"04 01 'G' '3' '1'", 5},
+                                        {"04 01 'G' '3' '2'", 6},
+                                        {"04 01 'G' '3' '4'", kBehindAReset}}) {
+        ASSERT_TRUE(QueueMove(arm1.link, 5, Hex(message).data(), move));
+    }
+    ForceLinkDown(arm1.link);
+    EXPECT_FALSE(QueueMove(arm1.link, 5, Hex("04 01 'G' '3' '2'").data(), 7));
+    wire.Send("06 08");
+    EXPECT_EQ(wire.Take(), Hexes("03 04 01 'G' '3' '1' 40 08 | 03 04 01 'G' '3' '4' 45 08"));
+    wire.Send("02 08");
+    EXPECT_TRUE(wire.Take().empty());
+}
+
+TEST_P(PromptLinkTest, AnEmergencyOnAnIdleLineGoesOutAtOnce) {
+    EXPECT_EQ(CC_EMERGENCY(1, 7), 1);
+    World::Instance().Pass(1);
+    EXPECT_EQ(wire.Take(), Messages{Hex("03 05 01 'P' '0' '0' 07 53 08")});
+}
+
 TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
     const std::function<int()> kCalls[] = {[] { return CC_NCONOFF(1, 1); }, [] { return CC_OPBUF(1, 1); },
                                            [] { return CC_SETSTATUS(1, 5); }};
@@ -481,6 +503,15 @@ TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
         Pass(100);
         EXPECT_TRUE(wire.Take().empty());
     }
+}
+
+TEST_P(PromptLinkTest, ASlotThatIsUsedAnewIsNoLostOne) {
+    World &world = World::Instance();
+    world.At(world.Now() + 100 * platform::kMillisecond, [] { ForceLinkDown(SelectArm(1).link); });
+    EXPECT_EQ(CC_NCONOFF(1, 1), 0);
+    wire.Send("06 08");
+    wire.onFrame = [this](const Bytes &frame) { port.Send(Hex(frame[0] == 3 ? "02 08" : "05 08")); };
+    for (int i = 0; i < kPrioritySlots; ++i) EXPECT_EQ(CC_NCONOFF(1, 1), 1) << i;
 }
 
 TEST_P(LinkInBothModes, FramesThatFitNoSlotAreRefused) {

@@ -1,4 +1,5 @@
 // What the prompt line does better: it waits for nothing but the wire, gives nothing twice, and tells of a loss in order.
+#include "link/link_control.h"
 #include "support/emulated_session.h"
 
 namespace cc::test {
@@ -96,6 +97,23 @@ TEST_F(PromptLineTest, TheWireIsNeverIdleWhileAMoveMayBeSent) {
     EXPECT_LE(longest, 5 * kByteTimeController);
 }
 
+TEST_F(PromptLineTest, ALossAndAReturnAreToldAtOnce) {
+    Controller controller(WithSphere());
+    const VirtualPeer peer(kPort, controller);
+    ASSERT_NO_FATAL_FAILURE(Measure());
+    int64_t answered = 0;
+    controller.onFrame = [&](int64_t at, Direction, const Bytes &frame) {
+        if (frame[0] == 6) answered = at;
+    };
+    CC_LOOP_RUN(10);
+    ForceLinkDown(arm1.link);
+    CC_LOOP_RUN(1);
+    EXPECT_EQ(Story(), "1/257 ");
+    for (int i = 0; i < 3000 && Events(1).size() < 2; ++i) CC_LOOP_RUN(1);
+    EXPECT_EQ(Story(), "1/257 1/1 ");
+    EXPECT_LT(1e6 * Seconds() - static_cast<double>(answered), 2 * kByteTimeController + 2000);
+}
+
 // The controller is silent from a frame on, for longer than four transmissions.
 TEST_F(PromptLineTest, AMoveThatIsGivenUpTakesAllBehindItAlong) {
     int rejected = 0;
@@ -168,6 +186,7 @@ TEST_F(PromptLineTest, ADeviceThatComesBackIsTakenUp) {
     CC_LOOP_RUN(10000);
     EXPECT_TRUE(port.IsOpen());
     // What has broken off is ended before the start-link: "03 09" and "09 08" would be a frame.
+    EXPECT_EQ(frames.at(0), Hex("04 1D FF 'G' '0' '1' 'X' 0A 00 00 00 'Y' 00 00 00 08"));
     EXPECT_EQ(frames.at(1), Hex("09 08"));
     EXPECT_EQ(Story(), "1/257 8/257 1/1 ");
     uint16_t words[2];
@@ -207,6 +226,10 @@ TEST_F(PromptLineTest, ACommandThatTheLineNeverTookLeavesNothingBehind) {
     EXPECT_EQ(controller.Commands().at(734), 2);
     EXPECT_EQ(controller.Commands().count(900), 0u);
     EXPECT_EQ(arm1.link.statistics.framesRepeated, 0u);
+    port.writeSpace = 0;
+    EXPECT_EQ(CC_IO(1, 1, words), 0);
+    port.writeSpace = UINT32_MAX;
+    EXPECT_EQ(CC_IO(1, 1, words), 1);
 }
 
 TEST_F(PromptLineTest, ASystemThatRefusesTheEventOnlyMakesItWaitInSteps) {

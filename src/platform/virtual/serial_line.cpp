@@ -46,6 +46,7 @@ void VirtualPort::Arrive(uint8_t byte) {
     if (received_.size() == kInputBytes) received_.pop_front();
     received_.push_back(byte);
     if (byte == settings_.eventChar) eventPending_ = true;
+    if (onInput) onInput(byte);
 }
 
 bool VirtualPort::HoldsEventChar() const {

@@ -18,6 +18,8 @@ class VirtualPort {
 
     /// Takes each byte when it has arrived at the far end; replaced at will, null: bytes go nowhere.
     std::function<void(uint8_t)> farEnd;
+    /// Sees each byte that comes into the input of an open line; null: nobody looks.
+    std::function<void(uint8_t)> onInput;
 
     bool present = true;  // false: opening fails; an open line is unplugged
     bool refuseSettings = false;
