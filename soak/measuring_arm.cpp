@@ -17,7 +17,7 @@ using namespace emulator;
 constexpr double kOutside = 25;  // mm from the centre
 constexpr double kInside = 12;
 constexpr double kPointTolerance = 0.01;  // mm
-// The slowest seen took 7 s: waits for acknowledgements that were lost with the line, and the closing and opening of a
+// The slowest seen took 13 s: waits for acknowledgements that were lost with the line, and the closing and opening of a
 // classic line.
 constexpr int64_t kRecoveryLimit = 40 * soak::kSecond;
 constexpr double kParameter = 6;  // set 1 of the emulated controller
