@@ -152,7 +152,8 @@ bool ParseCommand(std::string_view line, Command &command, LineFault &fault) {
     const std::string_view tag = line.substr(0, 5);
     command.event = IsEventTag(tag);
     const bool tagged = command.event || IsTag(tag);
-    fault.tag = tagged ? tag : kUnasked;
+    command.tag = tagged ? tag : kUnasked;
+    fault.tag = command.tag;
     if (line.size() > kLongestLine) {
         fault.number = ErrorNumber::kProtocol;
         fault.cause = "line too long";
@@ -166,7 +167,6 @@ bool ParseCommand(std::string_view line, Command &command, LineFault &fault) {
         fault.number = ErrorNumber::kNoSpace;
         fault.cause = "line";
     } else {
-        command.tag = tag;
         Reader reader(line.substr(6));
         if (reader.TakeMethod(command.method)) return true;
         fault.number = ErrorNumber::kProtocol;

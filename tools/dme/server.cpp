@@ -1,0 +1,215 @@
+#include "dme/server.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace cmm::dme {
+namespace {
+
+struct TroubleEntry {
+    Trouble kind;
+    ErrorNumber number;
+    bool needsRecovery;  // ClearAllErrors has to bring the controller back
+};
+
+constexpr TroubleEntry kTroubles[] = {
+    {Trouble::kStopped, ErrorNumber::kAborted, true},
+    {Trouble::kAfterFailure, ErrorNumber::kAborted, false},
+    {Trouble::kSurfaceNotFound, ErrorNumber::kSurfaceNotFound, false},
+    {Trouble::kCollision, ErrorNumber::kCollision, true},
+    {Trouble::kEmergency, ErrorNumber::kEmergencyStop, true},
+    {Trouble::kHeld, ErrorNumber::kUnableToMove, true},
+    {Trouble::kLinkLost, ErrorNumber::kCommunication, true},
+    {Trouble::kZeroingFailed, ErrorNumber::kHome, true},
+    {Trouble::kRejected, ErrorNumber::kUnableToMove, true},
+    {Trouble::kHead, ErrorNumber::kHeadNotSeated, false},
+    {Trouble::kScan, ErrorNumber::kProcessing, true},
+    {Trouble::kNotFitted, ErrorNumber::kNotSupported, false},
+};
+
+const TroubleEntry &Find(Trouble kind) {
+    return *std::find_if(std::begin(kTroubles), std::end(kTroubles),
+                         [kind](const TroubleEntry &entry) { return entry.kind == kind; });
+}
+
+}  // namespace
+
+Server::Server(Machine &machine, const Setup &setup, std::function<void(const std::string &)> send)
+    : machine_(machine), send_(std::move(send)), setup_(setup), tools_(setup) {
+    machine_.SetListener(*this);
+    angleA_ = machine_.Position().a;
+    angleB_ = machine_.Position().b;
+}
+
+void Server::Receive(std::string_view line, bool early) {
+    const auto transaction = std::make_shared<Transaction>();
+    Command &command = transaction->command;
+    LineFault fault;
+    const bool isCommand = ParseCommand(line, command, fault);
+    if (!isCommand && fault.tag == kUnasked) return Raise({fault.number, fault.cause});
+    transaction->method = isCommand ? FindMethod(command.method.text) : nullptr;
+    transaction->fast = transaction->method && transaction->method->fast;
+    const bool used = transactions_.HasTag(command.tag) || (daemon_ && daemon_->tag == command.tag);
+    const bool wrongKind = transaction->method && command.event && !transaction->fast;
+    if (used || wrongKind) return Raise({ErrorNumber::kIllegalTag, command.tag});
+    if (!isCommand)
+        transaction->faults = {{fault.number, fault.cause}};
+    else if (early)
+        transaction->faults = {
+            {ErrorNumber::kProtocol, command.method.text + ": sent before the acknowledgement"}};
+    else if (!transaction->method)
+        transaction->faults = {{ErrorNumber::kUnsupportedCommand, command.method.text}};
+    transactions_.Add(transaction);
+}
+
+void Server::Advance(Time now) {
+    now_ = now;
+    machine_.Advance(now);
+    TellDaemon();
+}
+
+void Server::Leave() {
+    transactions_.Clear();
+    abort_ = nullptr;
+    daemon_.reset();
+    machine_.Watch(false);
+    inSession_ = false;
+    if (!orders_.empty()) StopAndAbort(nullptr);
+}
+
+Memory Server::Remember() const {
+    Memory memory{tools_.Active().name, coordinates_.Selected(), {}};
+    for (size_t i = 0; i < memory.transformations.size(); ++i)
+        memory.transformations[i] = coordinates_.Of(static_cast<Csy>(i));
+    return memory;
+}
+
+void Server::Recall(const Memory &memory) {
+    if (const Tool *tool = tools_.Find(memory.tool)) tools_.Activate(*tool);
+    for (size_t i = 1; i < memory.transformations.size(); ++i)
+        coordinates_.Set(static_cast<Csy>(i), memory.transformations[i]);
+    coordinates_.Select(memory.selected);
+}
+
+std::optional<Fault> Server::WhyNot(const Method &method, const Argument &call) const {
+    if (!inSession_ && !(method.allowed & kWithoutSession))
+        return Fault{ErrorNumber::kProtocol, call.text + ": no session"};
+    if (!method.start) return Fault{ErrorNumber::kUnsupportedCommand, call.text};
+    if (auto fault = CheckArguments(method, call)) return fault;
+    if ((method.needs & kMeasuringTool) && !tools_.Active().measures)
+        return Fault{ErrorNumber::kTypeOfProbe, call.text + ": " + tools_.Active().name};
+    if ((method.needs & kHomed) && !machine_.IsHomed())
+        return Fault{ErrorNumber::kUnableToMove, call.text + ": not homed"};
+    return std::nullopt;
+}
+
+void Server::Start(const TransactionPtr &transaction) {
+    const Method &method = *transaction->method;
+    const Argument &call = transaction->command.method;
+    if (inSession_ && blocked_ && !(method.allowed & kInError)) {
+        transaction->faults.push_back({ErrorNumber::kProcessing, call.text});
+        return Fail(transaction, ErrorNumber::kUseClearAllErrors);
+    }
+    if (auto fault = WhyNot(method, call)) return transactions_.Fail(transaction, *fault);
+    (this->*method.start)(transaction);
+}
+
+bool Server::MayRunAhead(const Transaction &transaction) {
+    const Method &method = *transaction.method;
+    return method.mayRunAhead && !blocked_ && (this->*method.mayRunAhead)(transaction.command.method);
+}
+
+void Server::OnBlocked(const Fault &fault) {
+    if (!blocked_) blocked_ = fault;
+    if (!orders_.empty()) StopAndAbort(nullptr);
+}
+
+void Server::Fail(const TransactionPtr &transaction, ErrorNumber number, const std::string &what) {
+    const std::string &method = transaction->command.method.text;
+    transactions_.Fail(transaction, {number, what.empty() ? method : method + ": " + what});
+}
+
+void Server::Raise(const Fault &fault) {
+    Send(std::string(kUnasked) + " ! " + fault.Format());
+    if (!fault.IsBlocking()) return;
+    if (!blocked_) blocked_ = fault;
+    StopAndAbort(nullptr);
+}
+
+OrderNumber Server::NewOrder(const TransactionPtr &transaction, std::function<void(const Outcome &)> then,
+                             bool takesTrouble) {
+    orders_.emplace(++lastOrder_, Order{transaction, std::move(then), takesTrouble});
+    return lastOrder_;
+}
+
+void Server::OnDone(OrderNumber number) {
+    Finish(number, std::nullopt);
+}
+
+void Server::OnFailed(OrderNumber number, const MachineTrouble &trouble) {
+    Finish(number, trouble);
+}
+
+void Server::OnTouched(OrderNumber number, const Eigen::Vector3d &point) {
+    const auto order = orders_.find(number);
+    if (order != orders_.end()) order->second.outcome.touched = point;
+}
+
+void Server::OnScanned(OrderNumber, const Eigen::Vector3d &) {}
+
+void Server::OnPosition(OrderNumber number, const MachinePosition &position) {
+    const auto order = orders_.find(number);
+    if (order != orders_.end()) order->second.outcome.position = position;
+    TellDaemon();
+}
+
+void Server::Finish(OrderNumber number, const std::optional<MachineTrouble> &trouble) {
+    auto node = orders_.extract(number);
+    if (node.empty()) return;
+    Order &order = node.mapped();
+    order.outcome.trouble = trouble;
+    if (trouble) {
+        place_.reset();
+        angleA_ = machine_.Position().a;
+        angleB_ = machine_.Position().b;
+        machineFailed_ = machineFailed_ || Find(trouble->kind).needsRecovery;
+        if (stopping_) return;  // it is aborted with the others when the machine stands
+        if (!order.takesTrouble) return FailBy(order.transaction, *trouble);
+    }
+    if (!order.transaction->HasEnded()) order.then(order.outcome);
+}
+
+void Server::FailBy(const TransactionPtr &transaction, const MachineTrouble &trouble) {
+    Fail(transaction, Find(trouble.kind).number, trouble.words);
+}
+
+void Server::OnTrouble(const MachineTrouble &trouble) {
+    machineFailed_ = machineFailed_ || Find(trouble.kind).needsRecovery;
+    Raise({Find(trouble.kind).number, trouble.words});
+}
+
+void Server::StopAndAbort(const TransactionPtr &abort) {
+    if (abort) abort_ = abort;
+    if (stopping_) return;
+    if (orders_.empty()) return FinishStop();
+    stopping_ = true;
+    machineFailed_ = true;
+    transactions_.Hold(true);
+    machine_.Stop();
+}
+
+void Server::OnStopped() {
+    if (stopping_) FinishStop();
+}
+
+void Server::FinishStop() {
+    const TransactionPtr abort = std::move(abort_);
+    stopping_ = false;
+    orders_.clear();
+    place_.reset();
+    transactions_.AbortBefore(abort);
+    if (abort) End(abort);
+    transactions_.Hold(false);
+}
+
+}  // namespace cmm::dme
