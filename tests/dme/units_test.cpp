@@ -140,7 +140,7 @@ TEST(DmeTools, PointWhereTheHeadTurnsThem) {
     for (const Case &c : {Case{0, 90, {0, 0, -100}}, Case{90, 0, {0, -100, 0}}, Case{90, 90, {100, 0, 0}}})
         EXPECT_NEAR((Toolbox::TipOf(tools.Active(), c.a, c.b).offset - c.offset).norm(), 0, 1e-9);
     EXPECT_EQ(tools.Aligned({0, 1, 0}, std::nullopt), std::pair(90.0, 0.0));
-    EXPECT_EQ(tools.Aligned({0, 0, 1}, Eigen::Vector3d(0, 1, 0)), std::pair(0.0, 90.0));
+    EXPECT_EQ(tools.Aligned({0, 0, 1}, Eigen::Vector3d(1, 0, 0)), std::pair(0.0, 90.0));
 }
 
 TEST(DmeProperties, AreReadSetAndEnumerated) {
@@ -164,14 +164,14 @@ TEST(DmeProperties, AreReadSetAndEnumerated) {
         {"Tool.GoToPar.Speed(30)", -1, "Tool.GoToPar.Speed(30)"},
         {"Tool.GoToPar.Speed.Act(31)", -1, "Tool.GoToPar.Speed(31)"},
         {"GoToPar.Speed(32)", -1, "Tool.GoToPar.Speed(32)"},
-        {"Tool.GoToPar.Speed(1000)", 0, "Tool.GoToPar.Speed(200)"},
-        {"Tool.GoToPar.Speed(-1e300)", 0, "Tool.GoToPar.Speed(0.1)"},
-        {"Tool.GoToPar.Speed.Max(1000)", 506, "Tool.GoToPar.Speed(0.1)"},
-        {"Tool.GoToPar.Speed()", 509, "Tool.GoToPar.Speed(0.1)"},
-        {"Tool.GoToPar.Approach(1)", 510, "Tool.GoToPar.Speed(0.1)"},
-        {"Tool.GoToPar.Speed.Act.Act(1)", 510, "Tool.GoToPar.Speed(0.1)"},
-        {"FoundTool.GoToPar.Speed(1)", 1503, "Tool.GoToPar.Speed(0.1)"},
-        {"Name(1)", 510, "Tool.GoToPar.Speed(0.1)"},
+        {"Tool.GoToPar.Speed(1000)", 0, "Tool.GoToPar.Speed(500)"},
+        {"Tool.GoToPar.Speed(-1e300)", 0, "Tool.GoToPar.Speed(1)"},
+        {"Tool.GoToPar.Speed.Max(1000)", 506, "Tool.GoToPar.Speed(1)"},
+        {"Tool.GoToPar.Speed()", 509, "Tool.GoToPar.Speed(1)"},
+        {"Tool.GoToPar.Approach(1)", 510, "Tool.GoToPar.Speed(1)"},
+        {"Tool.GoToPar.Speed.Act.Act(1)", 510, "Tool.GoToPar.Speed(1)"},
+        {"FoundTool.GoToPar.Speed(1)", 1503, "Tool.GoToPar.Speed(1)"},
+        {"Name(1)", 510, "Tool.GoToPar.Speed(1)"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.set);

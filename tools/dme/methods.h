@@ -10,25 +10,20 @@ namespace cmm::dme {
 
 class Server;
 
-/// Where a method may be called; bits.
-enum Allowed : unsigned {
-    kInSession = 0,
-    kWithoutSession = 1,
-    kInError = 2,
-};
-
-/// What must be true of the machine and its tool; bits.
-enum Needs : unsigned {
-    kNothing = 0,
-    kHomed = 1,
-    kMeasuringTool = 2,
-    kScanning = 4,
+/// How a method is taken, and what must be true for it; bits.
+enum Trait : unsigned {
+    kFast = 1,  // carried out as it comes, beside what runs
+    kWithoutSession = 2,
+    kInError = 4,  // allowed after a blocking error
+    kHomed = 8,
+    kMeasuringTool = 16,
+    kScanning = 32,  // by the controller
 };
 
 /// What the brackets hold.
 enum class Arguments {
     kNone,
-    kNumbers,  // `least` to `most` of them
+    kNumbers,
     kOneText,
     kOneWord,
     kList,  // calls, of which the method knows which
@@ -37,13 +32,13 @@ enum class Arguments {
 
 struct Method {
     const char *name;
-    bool fast;  // carried out as it comes
-    unsigned allowed;
-    unsigned needs;
+    void (Server::*start)(const TransactionPtr &);  // null: the machine has nothing for it
     Arguments arguments;
-    int least, most;                                      // how many
-    void (Server::*start)(const TransactionPtr &);        // null: the machine has nothing for it
-    bool (Server::*mayRunAhead)(const Argument &) const;  // null: it waits for those before it
+    int least, most;                                                // how many arguments; most -1: any number
+    unsigned traits = 0;                                            // Trait
+    bool (Server::*mayRunAhead)(const Argument &) const = nullptr;  // null: it waits for those before it
+
+    bool Has(Trait trait) const { return (traits & trait) != 0; }
 };
 
 /// Null: there is none of that name.

@@ -48,7 +48,7 @@ void Server::Receive(std::string_view line, bool early) {
     const bool isCommand = ParseCommand(line, command, fault);
     if (!isCommand && fault.tag == kUnasked) return Raise({fault.number, fault.cause});
     transaction->method = isCommand ? FindMethod(command.method.text) : nullptr;
-    transaction->fast = transaction->method && transaction->method->fast;
+    transaction->fast = transaction->method && transaction->method->Has(kFast);
     const bool used = transactions_.HasTag(command.tag) || (daemon_ && daemon_->tag == command.tag);
     const bool wrongKind = transaction->method && command.event && !transaction->fast;
     if (used || wrongKind) return Raise({ErrorNumber::kIllegalTag, command.tag});
@@ -92,13 +92,14 @@ void Server::Recall(const Memory &memory) {
 }
 
 std::optional<Fault> Server::WhyNot(const Method &method, const Argument &call) const {
-    if (!inSession_ && !(method.allowed & kWithoutSession))
+    if (!inSession_ && !method.Has(kWithoutSession))
         return Fault{ErrorNumber::kProtocol, call.text + ": no session"};
-    if (!method.start) return Fault{ErrorNumber::kUnsupportedCommand, call.text};
+    if (!method.start || (method.Has(kScanning) && !machine_.Fitted().scanning))
+        return Fault{ErrorNumber::kUnsupportedCommand, call.text};
     if (auto fault = CheckArguments(method, call)) return fault;
-    if ((method.needs & kMeasuringTool) && !tools_.Active().measures)
+    if (method.Has(kMeasuringTool) && !tools_.Active().measures)
         return Fault{ErrorNumber::kTypeOfProbe, call.text + ": " + tools_.Active().name};
-    if ((method.needs & kHomed) && !machine_.IsHomed())
+    if (method.Has(kHomed) && !machine_.IsHomed())
         return Fault{ErrorNumber::kUnableToMove, call.text + ": not homed"};
     return std::nullopt;
 }
@@ -106,7 +107,7 @@ std::optional<Fault> Server::WhyNot(const Method &method, const Argument &call) 
 void Server::Start(const TransactionPtr &transaction) {
     const Method &method = *transaction->method;
     const Argument &call = transaction->command.method;
-    if (inSession_ && blocked_ && !(method.allowed & kInError)) {
+    if (inSession_ && blocked_ && !method.Has(kInError)) {
         transaction->faults.push_back({ErrorNumber::kProcessing, call.text});
         return Fail(transaction, ErrorNumber::kUseClearAllErrors);
     }
@@ -155,7 +156,10 @@ void Server::OnTouched(OrderNumber number, const Eigen::Vector3d &point) {
     if (order != orders_.end()) order->second.outcome.touched = point;
 }
 
-void Server::OnScanned(OrderNumber, const Eigen::Vector3d &) {}
+void Server::OnScanned(OrderNumber number, const Eigen::Vector3d &point) {
+    const auto order = orders_.find(number);
+    if (order != orders_.end() && order->second.scanned) order->second.scanned(point);
+}
 
 void Server::OnPosition(OrderNumber number, const MachinePosition &position) {
     const auto order = orders_.find(number);

@@ -61,6 +61,7 @@ class Server : private TransactionHost, private MachineListener {
         std::function<void(const Outcome &)> then;
         bool takesTrouble;
         Outcome outcome{};
+        std::function<void(const Eigen::Vector3d &)> scanned{};  // a point of a scan
     };
     struct Daemon {
         std::string tag;
@@ -166,6 +167,19 @@ class Server : private TransactionHost, private MachineListener {
     void OnMoveReportE(const TransactionPtr &);
     void Hint(const TransactionPtr &);
     bool MayGoAhead(const Argument &call) const;
+    // of scanning
+    void ScanOnCircle(const TransactionPtr &);
+    void ScanOnLine(const TransactionPtr &);
+    void ScanInPlaneEndIsSphere(const TransactionPtr &);
+    void ScanInPlaneEndIsPlane(const TransactionPtr &);
+    void ScanInPlaneEndIsCyl(const TransactionPtr &);
+    void ScanUnknownDensity(const TransactionPtr &);
+
+    struct Scanning;
+    struct PathPoint;
+    void ScanByPoints(const TransactionPtr &, const std::vector<PathPoint> &path);
+    void ScanInPlane(const TransactionPtr &, const Scanning &scanning);
+    void RunScan(const TransactionPtr &, const Scanning &scanning, const Eigen::Vector3d &start);
 
     void Enumerate(const TransactionPtr &, bool all);
     void UseTool(const TransactionPtr &, bool change);
@@ -185,6 +199,7 @@ class Server : private TransactionHost, private MachineListener {
     std::optional<Daemon> daemon_;  // there is one at most
     Report pointReport_ = Report::OfPoint();
     Report scanReport_ = Report::OfScan();
+    double unknownStep_ = 1;  // mm between points of scans that are told none
 
     std::map<OrderNumber, Order> orders_;
     OrderNumber lastOrder_ = 0;

@@ -118,11 +118,11 @@ void Server::AlignTool(const TransactionPtr &transaction) {
     const Eigen::Matrix3d axes = Toolbox::TipOf(tools_.Active(), a, b).axes;
     const double alpha = numbers[two ? 6 : 3].number, beta = two ? numbers[7].number : 0;
     if ((alpha > 0 && AngleBetween(axes.col(2), *wanted[0]) > alpha) ||
-        (beta > 0 && AngleBetween(axes.col(0), *wanted[1]) > beta))
+        (beta > 0 && AngleBetween(-axes.col(1), *wanted[1]) > beta))
         return Fail(transaction, ErrorNumber::kToolNotFound, "no orientation near enough");
     const auto answer = [this, transaction, axes, two](const Outcome &) {
         const Eigen::Vector3d first = coordinates_.DirectionFromMachine(axes.col(2));
-        const Eigen::Vector3d second = coordinates_.DirectionFromMachine(axes.col(0));
+        const Eigen::Vector3d second = coordinates_.DirectionFromMachine(-axes.col(1));
         std::vector<double> reached(first.begin(), first.end());
         if (two) reached.insert(reached.end(), second.begin(), second.end());
         Data(transaction, FormatNumbers(reached));

@@ -24,6 +24,7 @@ Setup BuiltInSetup() {
     probe.collisionVolume = {Box{{0, 0, 50}, {2, 2, 51}}, Box{{0, 0, 350}, {50, 50, 250}}};
     Setup setup;
     setup.tools = {MakeTool("RefTool", "0"), none, probe};
+    setup.firstTool = "Probe1";
     return setup;
 }
 

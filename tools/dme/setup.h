@@ -16,10 +16,10 @@ struct Parameter {
 
 /// The blocks GoToPar, PtMeasPar and ScanPar of a tool.
 struct ToolParameters {
-    Parameter goToSpeed{0.1, 200, 80}, goToAccel{1, 1000, 200};
-    Parameter ptMeasSpeed{0.1, 20, 5}, ptMeasAccel{1, 500, 100};
+    Parameter goToSpeed{1, 500, 80}, goToAccel{1, 2000, 200};
+    Parameter ptMeasSpeed{0.1, 500, 5}, ptMeasAccel{1, 2000, 100};
     Parameter ptMeasApproach{0, 100, 3}, ptMeasSearch{0, 100, 5}, ptMeasRetract{-1, 100, 3};
-    Parameter scanSpeed{0.1, 50, 5}, scanAccel{1, 500, 100}, scanRetract{-1, 100, 3};
+    Parameter scanSpeed{0.1, 500, 5}, scanAccel{1, 2000, 100}, scanRetract{-1, 100, 3};
 };
 
 /// The tool at two angles of the head, degrees: where its tip is seen from the head's reference point in machine axes, and
@@ -57,6 +57,7 @@ struct Setup {
     Eigen::Vector3d sphereCentre{0, 0, 0};  // of the reference sphere, machine axes, mm
     double sphereRadius = 0;                // 0: there is none
     std::vector<Tool> tools;
+    std::string firstTool;  // the active one as long as no client has chosen another
 };
 
 /// RefTool, NoTool and Probe1, the last one on the head: a straight stylus of 100 mm with a tip of 1 mm radius.

@@ -37,8 +37,7 @@ Toolbox::Toolbox(const Setup &setup) : setup_(setup), tools_(setup.tools) {
     base.measures = false;
     base.orientations = {Orientation{}};
     tools_.push_back(base);
-    const Tool *none = Find("NoTool");
-    if (none) Activate(*none);
+    if (const Tool *first = Find(setup.firstTool)) Activate(*first);
 }
 
 std::vector<std::string> Toolbox::Names() const {
@@ -84,7 +83,7 @@ std::pair<double, double> Toolbox::Aligned(const Eigen::Vector3d &primary,
     const auto consider = [&](double a, double b) {
         const Eigen::Matrix3d axes = HeadAxes(a, b);
         // The second vector only chooses among positions that serve the first one alike.
-        const double match = axes.col(2).dot(primary) + (secondary ? 1e-6 * axes.col(0).dot(*secondary) : 0);
+        const double match = axes.col(2).dot(primary) + (secondary ? -1e-6 * axes.col(1).dot(*secondary) : 0);
         if (match <= bestMatch + 1e-12) return;
         bestMatch = match;
         best = {a, b};

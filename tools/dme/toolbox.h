@@ -53,7 +53,7 @@ class Toolbox {
     static Tip TipOf(const Tool &tool, double a, double b);
 
     /// The angles at which the active tool's primary direction, away from the surface, comes next to `primary`, and with
-    /// `secondary` its own x axis next to that one. All are of length 1, in machine axes.
+    /// `secondary` its secondary direction, its own -y, next to that one. All are of length 1, in machine axes.
     std::pair<double, double> Aligned(const Eigen::Vector3d &primary,
                                       const std::optional<Eigen::Vector3d> &secondary) const;
     bool IsWithinHead(double a, double b) const;
