@@ -27,7 +27,7 @@ class ScriptedMachine : public Machine {
         now_ = now;
     }
 
-    Fittings Fitted() const override { return {.head = true}; }
+    Fittings Fitted() const override { return {.head = true, .scanning = true}; }
     bool IsHomed() const override { return homed_; }
     bool IsUserEnabled() const override { return user_; }
     MachinePosition Position() const override { return position_; }
@@ -51,8 +51,16 @@ class ScriptedMachine : public Machine {
                 order.retract < 0 ? order.approach : order.nominal + order.retract * order.direction;
         });
     }
-    void Scan(OrderNumber number, const ScanOrder &) override {
-        Add(number, Time(100), [] {});
+    void Scan(OrderNumber number, const ScanOrder &order) override {
+        Add(number, Time(100), [this, number, order] {
+            const int steps = static_cast<int>(order.target.norm() / order.step);
+            for (int i = 0; i <= steps; ++i) {
+                const Eigen::Vector2d place = order.target * i / steps;
+                position_.point =
+                    order.origin + order.axes.transpose() * Eigen::Vector3d(place.x(), place.y(), 0);
+                listener_->OnScanned(number, position_.point);
+            }
+        });
     }
     void TurnHead(OrderNumber number, double a, double b) override {
         Add(number, Time(0), [this, a, b] { position_.a = a, position_.b = b; });

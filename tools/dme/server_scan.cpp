@@ -43,6 +43,25 @@ std::optional<size_t> CountPoints(double way, double step) {
     return static_cast<size_t>(steps) + 1;
 }
 
+/// Before version 1.4.3 the lists had no normal of the scan's plane, which then held the surface direction and the way to the
+/// direction point; nor did the sphere have a number of passages. Result: the list as it is now; empty: it is neither.
+std::vector<Argument> WithNormal(const std::vector<Argument> &numbers, size_t now, size_t passages = 0) {
+    if (numbers.size() == now) return numbers;
+    if (numbers.size() != now - (passages == 0 ? 3 : 4)) return {};
+    const Eigen::Vector3d way = VectorAt(numbers, 6) - VectorAt(numbers, 0);
+    const Eigen::Vector3d normal = way.cross(VectorAt(numbers, 3));
+    std::vector<Argument> list = numbers;
+    const auto insert = [&list](size_t at, double number) {
+        Argument argument;
+        argument.kind = Argument::Kind::kNumber;
+        argument.number = number;
+        list.insert(list.begin() + static_cast<std::ptrdiff_t>(at), argument);
+    };
+    for (int axis = 2; axis >= 0; --axis) insert(6, normal[axis]);
+    if (passages > 0) insert(passages, 1);
+    return list;
+}
+
 }  // namespace
 
 void Server::ScanOnCircle(const TransactionPtr &transaction) {
@@ -54,10 +73,11 @@ void Server::ScanOnCircle(const TransactionPtr &transaction) {
     if (!(arm.norm() > 0) || !(normal.norm() > 0)) return Fail(transaction, ErrorNumber::kNoNorm);
     const auto count = CountPoints(std::abs(delta), step);
     if (!IsSquare(arm, normal) || !count) return Fail(transaction, ErrorNumber::kBadArgument);
-    const double approach = tools_.Active().parameters.ptMeasApproach.actual + ActiveTip().radius;
-    // A chord between approach points of an outside circle stays outside by half the approach distance.
-    const double safe =
-        std::acos((arm.norm() + approach / 2) / (arm.norm() + approach)) * 360 / std::numbers::pi;
+    const double radius = ActiveTip().radius, clearance = tools_.Active().parameters.ptMeasApproach.actual;
+    const double approach = radius + clearance;
+    // A chord between approach points of an outside circle keeps half the clearance.
+    const double bent = (arm.norm() + radius + clearance / 2) / (arm.norm() + approach);
+    const double safe = std::acos(bent) * 360 / std::numbers::pi;
     const int pieces = static_cast<int>(std::ceil(std::min(step, 360.0) / std::max(safe, 1.0)));
     const auto at = [&](double degrees) {
         const Eigen::AngleAxisd turn(degrees * std::numbers::pi / 180, normal.stableNormalized());
@@ -132,7 +152,8 @@ void Server::ScanByPoints(const TransactionPtr &transaction, const std::vector<P
 }
 
 void Server::ScanInPlaneEndIsSphere(const TransactionPtr &transaction) {
-    const std::vector<Argument> &numbers = transaction->command.method.arguments;
+    const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 21, 17);
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
     if (numbers[17].number != 1)
         return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
     ScanInPlane(transaction, {VectorAt(numbers, 0), VectorAt(numbers, 3), VectorAt(numbers, 13),
@@ -141,7 +162,8 @@ void Server::ScanInPlaneEndIsSphere(const TransactionPtr &transaction) {
 
 /// The controller ends at a target, so that is where the way to the direction point meets the stop plane.
 void Server::ScanInPlaneEndIsPlane(const TransactionPtr &transaction) {
-    const std::vector<Argument> &numbers = transaction->command.method.arguments;
+    const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 23);
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
     if (numbers[19].number != 1)
         return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
     const Eigen::Vector3d start = VectorAt(numbers, 0), way = VectorAt(numbers, 9) - start;
@@ -155,7 +177,8 @@ void Server::ScanInPlaneEndIsPlane(const TransactionPtr &transaction) {
 
 /// The target is where the axis of the stop cylinder meets the plane of the scan.
 void Server::ScanInPlaneEndIsCyl(const TransactionPtr &transaction) {
-    const std::vector<Argument> &numbers = transaction->command.method.arguments;
+    const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 24);
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
     if (numbers[20].number != 1)
         return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
     const Eigen::Vector3d start = VectorAt(numbers, 0), normal = VectorAt(numbers, 6);
