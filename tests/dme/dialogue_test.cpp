@@ -15,6 +15,7 @@ namespace {
 //   <   the next line of the server
 //   .   milliseconds pass; no line of the server may be left before
 //   *   fail WORDS: the order that runs does not find the surface; emergency WORDS: it comes unasked; leave: the client is gone;
+//       shift X: all touches are so many mm to the right; touch X: the operator touches there;
 //       orders N: so many are with the machine; stops N: so often it was stopped
 //   #   a comment
 class Dialogue {
@@ -59,6 +60,11 @@ class Dialogue {
         const std::string rest = what.substr(std::min(what.size(), event.size() + 1));
         if (event == "fail") return machine_.FailNext(Trouble::kSurfaceNotFound, rest);
         if (event == "emergency") return machine_.Befall(Trouble::kEmergency, rest);
+        if (event == "shift") {
+            machine_.shift = {std::stod(rest), 0, 0};
+            return;
+        }
+        if (event == "touch") return machine_.TouchByHand({std::stod(rest), 0, 0});
         if (event == "leave") return server_.Leave();
         if (event == "orders") {
             EXPECT_EQ(machine_.Outstanding(), std::stoul(rest));

@@ -46,7 +46,7 @@ class ScriptedMachine : public Machine {
     }
     void Probe(OrderNumber number, const ProbeOrder &order) override {
         Add(number, Time(100), [this, order, number] {
-            listener_->OnTouched(number, order.nominal);
+            listener_->OnTouched(number, order.nominal + shift);
             position_.point =
                 order.retract < 0 ? order.approach : order.nominal + order.retract * order.direction;
         });
@@ -89,7 +89,10 @@ class ScriptedMachine : public Machine {
     void Befall(Trouble kind, const std::string &words) { listener_->OnTrouble({kind, words}); }
     size_t Outstanding() const { return orders_.size(); }
 
+    void TouchByHand(const Eigen::Vector3d &point) { listener_->OnManualTouch(point); }
+
     int stops = 0;
+    Eigen::Vector3d shift = Eigen::Vector3d::Zero();  // of what is touched, mm
 
   private:
     struct Order {

@@ -101,6 +101,8 @@ class MachineListener {
     virtual void OnPosition(OrderNumber, const MachinePosition &) = 0;
     /// After Stop: nothing moves any more, and every order that was given before it has ended.
     virtual void OnStopped() = 0;
+    /// The operator has touched something by hand: where the reference point was, mm.
+    virtual void OnManualTouch(const Eigen::Vector3d &) = 0;
     /// What befell the machine while no order was under way, or besides its failure.
     virtual void OnTrouble(const MachineTrouble &) = 0;
 };

@@ -34,7 +34,7 @@ const Method Server::kMethods[] = {
     {"SetTool", &Server::SetTool, Arguments::kOneText, 1, 1},
     {"GetChangeToolAction", &Server::GetChangeToolAction, Arguments::kOneText, 1, 1},
     {"AlignTool", &Server::AlignTool, Arguments::kNumbers, 4, 8},
-    {"ReQualify", nullptr, Arguments::kNone, 0, 0, kHomed},
+    {"ReQualify", &Server::ReQualify, Arguments::kNone, 0, 0, kProbes},
 
     {"SetCoordSystem", &Server::SetCoordSystem, Arguments::kOneWord, 1, 1},
     {"GetCoordSystem", &Server::GetCoordSystem, Arguments::kNone, 0, 0},

@@ -187,6 +187,12 @@ void Server::FailBy(const TransactionPtr &transaction, const MachineTrouble &tro
     Fail(transaction, Find(trouble.kind).number, trouble.words);
 }
 
+void Server::OnManualTouch(const Eigen::Vector3d &point) {
+    if (!inSession_ || !machine_.IsUserEnabled()) return;
+    const std::string report = pointReport_.Format(ReadingOf(point, machine_.Position()), coordinates_);
+    Send(std::string(kUnasked) + " # PtMeas(" + report + ")");
+}
+
 void Server::OnTrouble(const MachineTrouble &trouble) {
     machineFailed_ = machineFailed_ || Find(trouble.kind).needsRecovery;
     Raise({Find(trouble.kind).number, trouble.words});

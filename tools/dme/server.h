@@ -100,6 +100,7 @@ class Server : private TransactionHost, private MachineListener {
     void OnScanned(OrderNumber, const Eigen::Vector3d &) override;
     void OnPosition(OrderNumber, const MachinePosition &) override;
     void OnStopped() override;
+    void OnManualTouch(const Eigen::Vector3d &) override;
     void OnTrouble(const MachineTrouble &) override;
     /// A number for an order of the transaction. `then` is called when it is done; with `takesTrouble` when it failed too,
     /// else the transaction fails.
@@ -148,6 +149,7 @@ class Server : private TransactionHost, private MachineListener {
     void SetTool(const TransactionPtr &);
     void GetChangeToolAction(const TransactionPtr &);
     void AlignTool(const TransactionPtr &);
+    void ReQualify(const TransactionPtr &);
     // of coordinates
     void SetCoordSystem(const TransactionPtr &);
     void GetCoordSystem(const TransactionPtr &);
@@ -177,6 +179,9 @@ class Server : private TransactionHost, private MachineListener {
 
     struct Scanning;
     struct PathPoint;
+    struct Qualification;
+    void QualifyNext(const TransactionPtr &, const std::shared_ptr<Qualification> &);
+    void FinishQualification(const TransactionPtr &, const std::shared_ptr<Qualification> &);
     void ScanByPoints(const TransactionPtr &, const std::vector<PathPoint> &path);
     void ScanInPlane(const TransactionPtr &, const Scanning &scanning);
     void RunScan(const TransactionPtr &, const Scanning &scanning, const Eigen::Vector3d &start);
