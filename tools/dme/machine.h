@@ -82,7 +82,6 @@ struct Fittings {
     bool head = false;
     bool rotaryTable = false;
     bool scanning = false;
-    bool multipleArms = false;
 };
 
 /// What it tells. Called from inside Machine::Advance only, never from inside an order call. Each order ends with exactly

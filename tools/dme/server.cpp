@@ -122,7 +122,7 @@ bool Server::MayRunAhead(const Transaction &transaction) {
 
 void Server::OnBlocked(const Fault &fault) {
     if (!blocked_) blocked_ = fault;
-    if (!orders_.empty()) StopAndAbort(nullptr);
+    if (!orders_.empty() && !failing_) StopAndAbort(nullptr);
 }
 
 void Server::Fail(const TransactionPtr &transaction, ErrorNumber number, const std::string &what) {
@@ -178,9 +178,13 @@ void Server::Finish(OrderNumber number, const std::optional<MachineTrouble> &tro
         angleB_ = machine_.Position().b;
         machineFailed_ = machineFailed_ || Find(trouble->kind).needsRecovery;
         if (stopping_) return;  // it is aborted with the others when the machine stands
-        if (!order.takesTrouble) return FailBy(order.transaction, *trouble);
     }
-    if (!order.transaction->HasEnded()) order.then(order.outcome);
+    failing_ = trouble.has_value();
+    if (trouble && !order.takesTrouble)
+        FailBy(order.transaction, *trouble);
+    else if (!order.transaction->HasEnded())
+        order.then(order.outcome);
+    failing_ = false;
 }
 
 void Server::FailBy(const TransactionPtr &transaction, const MachineTrouble &trouble) {

@@ -208,6 +208,7 @@ class Server : private TransactionHost, private MachineListener {
 
     std::map<OrderNumber, Order> orders_;
     OrderNumber lastOrder_ = 0;
+    bool failing_ = false;  // the machine tells a failure: it has dropped the orders behind by itself
     bool stopping_ = false;
     TransactionPtr abort_;  // the AbortE that waits for the stop
     std::optional<Eigen::Vector3d>
