@@ -58,8 +58,8 @@ class Dialogue {
     void Befall(const std::string &what) {
         const std::string event = what.substr(0, what.find(' '));
         const std::string rest = what.substr(std::min(what.size(), event.size() + 1));
-        if (event == "fail") return machine_.FailNext(Trouble::kSurfaceNotFound, rest);
-        if (event == "emergency") return machine_.Befall(Trouble::kEmergency, rest);
+        if (event == "fail") return machine_.FailNext(Trouble::SurfaceNotFound, rest);
+        if (event == "emergency") return machine_.Befall(Trouble::Emergency, rest);
         if (event == "shift") {
             machine_.shift = {std::stod(rest), 0, 0};
             return;

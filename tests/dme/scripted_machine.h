@@ -117,13 +117,13 @@ class ScriptedMachine : public Machine {
         std::deque<Order> behind;
         behind.swap(orders_);
         listener_->OnFailed(order.number, failure);
-        for (const Order &each : behind) listener_->OnFailed(each.number, {Trouble::kAfterFailure, ""});
+        for (const Order &each : behind) listener_->OnFailed(each.number, {Trouble::AfterFailure, ""});
     }
     void FinishStop() {
         stopping_ = false;
         std::deque<Order> stopped;
         stopped.swap(orders_);
-        for (const Order &each : stopped) listener_->OnFailed(each.number, {Trouble::kStopped, ""});
+        for (const Order &each : stopped) listener_->OnFailed(each.number, {Trouble::Stopped, ""});
         listener_->OnStopped();
     }
 

@@ -42,7 +42,7 @@ TEST(DmeGrammar, TakesNumbersOfTheirFormOnly) {
         const bool parsed = ParseCommand("00001 GoTo(X(" + std::string(c.text) + "))", command, fault);
         const bool isNumber =
             parsed && (command.method.arguments[0].arguments.empty() ||
-                       command.method.arguments[0].arguments[0].kind == Argument::Kind::kNumber);
+                       command.method.arguments[0].arguments[0].kind == Argument::Kind::Number);
         ASSERT_EQ(isNumber, c.isNumber);
         if (isNumber && *c.text) {
             EXPECT_EQ(command.method.arguments[0].arguments[0].number, c.value);
@@ -118,15 +118,15 @@ TEST(DmeCoordinates, GoAlongTheChainAndBack) {
     };
     for (const Case &c : cases) {
         Coordinates coordinates;
-        ASSERT_TRUE(coordinates.Set(Csy::kMultipleArm, c.multipleArm));
-        ASSERT_TRUE(coordinates.Set(Csy::kPart, c.part));
-        coordinates.Select(Csy::kPart);
+        ASSERT_TRUE(coordinates.Set(Csy::MultipleArm, c.multipleArm));
+        ASSERT_TRUE(coordinates.Set(Csy::Part, c.part));
+        coordinates.Select(Csy::Part);
         EXPECT_NEAR((coordinates.FromMachine({2, 3, 4}) - c.inPart).norm(), 0, 1e-12);
         EXPECT_NEAR((coordinates.ToMachine(c.inPart) - Eigen::Vector3d(2, 3, 4)).norm(), 0, 1e-12);
     }
     Coordinates coordinates;
-    EXPECT_FALSE(coordinates.Set(Csy::kPart, {{1, 1, 1}, 180.001, 0, 0}));
-    EXPECT_EQ(coordinates.Of(Csy::kPart).zero.x(), 0);
+    EXPECT_FALSE(coordinates.Set(Csy::Part, {{1, 1, 1}, 180.001, 0, 0}));
+    EXPECT_EQ(coordinates.Of(Csy::Part).zero.x(), 0);
 }
 
 TEST(DmeTools, PointWhereTheHeadTurnsThem) {

@@ -21,7 +21,7 @@ struct Transformation {
 };
 
 /// The first four in the order of the chain. The last three only keep what the client gives them.
-enum class Csy { kMachine, kMultipleArm, kMoveableMachine, kPart, kJogDisplay, kJogMove, kSensor };
+enum class Csy { Machine, MultipleArm, MoveableMachine, Part, JogDisplay, JogMove, Sensor };
 constexpr int kCsyCount = 7;
 
 /// "PartCsy"; nothing for another name.
@@ -52,7 +52,7 @@ class Coordinates {
     };
     Chain Whole() const;
 
-    Csy selected_ = Csy::kMachine;
+    Csy selected_ = Csy::Machine;
     std::array<Transformation, kCsyCount> transformations_;
 };
 

@@ -83,12 +83,12 @@ class Reader {
         SkipSpaces();
         if (Here() == '(') return TakeBracket(argument.arguments, depth + 1);
         at_ = nameEnd;
-        argument.kind = Argument::Kind::kWord;
+        argument.kind = Argument::Kind::Word;
         return argument.text.find('.') == std::string::npos;
     }
 
     bool TakeText(Argument &argument) {
-        argument.kind = Argument::Kind::kText;
+        argument.kind = Argument::Kind::Text;
         const size_t end = text_.find('"', at_ + 1);
         if (end == std::string_view::npos || end == at_ + 1) return false;
         argument.text = text_.substr(at_ + 1, end - at_ - 1);
@@ -104,7 +104,7 @@ class Reader {
 
     /// The digits of the exponent do not count among the 16.
     bool TakeNumber(Argument &argument) {
-        argument.kind = Argument::Kind::kNumber;
+        argument.kind = Argument::Kind::Number;
         const bool plus = Here() == '+';
         const size_t begin = plus ? at_ + 1 : at_;
         if (plus || Here() == '-') ++at_;
@@ -155,21 +155,21 @@ bool ParseCommand(std::string_view line, Command &command, LineFault &fault) {
     command.tag = tagged ? tag : kUnasked;
     fault.tag = command.tag;
     if (line.size() > kLongestLine) {
-        fault.number = ErrorNumber::kProtocol;
+        fault.number = ErrorNumber::Protocol;
         fault.cause = "line too long";
     } else if (!std::all_of(line.begin(), line.end(), IsPrintable)) {
-        fault.number = ErrorNumber::kIllegalCharacter;
+        fault.number = ErrorNumber::IllegalCharacter;
         fault.cause = "line";
     } else if (!tagged) {
-        fault.number = ErrorNumber::kIllegalTag;
+        fault.number = ErrorNumber::IllegalTag;
         fault.cause = tag;
     } else if (line.size() < 6 || line[5] != ' ') {
-        fault.number = ErrorNumber::kNoSpace;
+        fault.number = ErrorNumber::NoSpace;
         fault.cause = "line";
     } else {
         Reader reader(line.substr(6));
         if (reader.TakeMethod(command.method)) return true;
-        fault.number = ErrorNumber::kProtocol;
+        fault.number = ErrorNumber::Protocol;
         fault.cause = "syntax at column " + std::to_string(6 + reader.Column());
     }
     return false;

@@ -14,8 +14,8 @@ constexpr size_t kLongestLine = 65536;
 
 /// A piece between brackets and commas. A call's `text` is its name, dots included.
 struct Argument {
-    enum class Kind { kNumber, kText, kWord, kCall };
-    Kind kind = Kind::kCall;
+    enum class Kind { Number, Text, Word, Call };
+    Kind kind = Kind::Call;
     double number = 0;
     std::string text;
     std::vector<Argument> arguments;  // of a call

@@ -16,18 +16,18 @@ using OrderNumber = uint64_t;
 
 /// Why an order failed, or what befell the machine.
 enum class Trouble {
-    kStopped,          // Machine::Stop came before the order was done
-    kAfterFailure,     // an order before it failed
-    kSurfaceNotFound,  // a probing order reached the end of its search
-    kCollision,        // the probe touched where nothing was searched for
-    kEmergency,        // the controller is in emergency
-    kHeld,             // the operator's hold, or a drive that is off: no move is possible
-    kLinkLost,         // the controller does not answer
-    kZeroingFailed,
-    kRejected,  // the controller refused the order, or reset its buffer
-    kHead,      // the probe head did not reach the angles, or does not answer
-    kScan,      // the scan ended before its target
-    kNotFitted  // the machine has no such axis, head or command
+    Stopped,          // Machine::Stop came before the order was done
+    AfterFailure,     // an order before it failed
+    SurfaceNotFound,  // a probing order reached the end of its search
+    Collision,        // the probe touched where nothing was searched for
+    Emergency,        // the controller is in emergency
+    Held,             // the operator's hold, or a drive that is off: no move is possible
+    LinkLost,         // the controller does not answer
+    ZeroingFailed,
+    Rejected,  // the controller refused the order, or reset its buffer
+    Head,      // the probe head did not reach the angles, or does not answer
+    Scan,      // the scan ended before its target
+    NotFitted  // the machine has no such axis, head or command
 };
 
 /// `words`: the controller's own words, or the library's, for the cause of an error line; without quotes.
@@ -108,7 +108,7 @@ class MachineListener {
 
 /// Nothing here waits or throws. Orders are carried out one after another, in the order given; how many may be outstanding
 /// is not limited, and moves go to the controller as far ahead as it has room, so that a chain of them runs without
-/// standing still. When one fails, those behind it fail with kAfterFailure, and the machine takes new ones at once.
+/// standing still. When one fails, those behind it fail with AfterFailure, and the machine takes new ones at once.
 /// Limits, tools and coordinate systems are the caller's business: what is ordered here is done.
 class Machine {
   public:
@@ -128,28 +128,28 @@ class Machine {
     /// As told last.
     virtual MachinePosition Position() const = 0;
 
-    /// Zeroing. Fails with kZeroingFailed, kEmergency, kHeld, kLinkLost.
+    /// Zeroing. Fails with ZeroingFailed, Emergency, Held, LinkLost.
     virtual void Home(OrderNumber) = 0;
     /// Lets the operator move the machine by hand, or no longer; every move does the latter by itself. Fails with
-    /// kEmergency, kLinkLost.
+    /// Emergency, LinkLost.
     virtual void EnableUser(OrderNumber, bool enable) = 0;
-    /// Fail with kCollision, kEmergency, kHeld, kLinkLost, kRejected; a probing order with kSurfaceNotFound too, after the
-    /// machine has gone back to the approach point; a scan with kScan and, where it is not fitted, kNotFitted.
+    /// Fail with Collision, Emergency, Held, LinkLost, Rejected; a probing order with SurfaceNotFound too, after the
+    /// machine has gone back to the approach point; a scan with Scan and, where it is not fitted, NotFitted.
     virtual void Move(OrderNumber, const MoveOrder &) = 0;
     virtual void Probe(OrderNumber, const ProbeOrder &) = 0;
     virtual void Scan(OrderNumber, const ScanOrder &) = 0;
-    /// Turns the head to angles in degrees, once the machine stands. Fails with kHead, kNotFitted, kLinkLost.
+    /// Turns the head to angles in degrees, once the machine stands. Fails with Head, NotFitted, LinkLost.
     virtual void TurnHead(OrderNumber, double a, double b) = 0;
-    /// Turns the table to an angle in degrees. Fails with kNotFitted and as Move.
+    /// Turns the table to an angle in degrees. Fails with NotFitted and as Move.
     virtual void TurnTable(OrderNumber, double angle) = 0;
-    /// Asks for the position, once the orders before it are done. Fails with kLinkLost.
+    /// Asks for the position, once the orders before it are done. Fails with LinkLost.
     virtual void AskPosition(OrderNumber) = 0;
     /// Ends once the orders before it are done: nothing is done.
     virtual void Await(OrderNumber) = 0;
 
     /// Whether positions are told as they come, some ten a second, manual moves too.
     virtual void Watch(bool) = 0;
-    /// Stops the machine at once; no order outstanding is carried on, each fails with kStopped. OnStopped ends it. A
+    /// Stops the machine at once; no order outstanding is carried on, each fails with Stopped. OnStopped ends it. A
     /// second one before that changes nothing.
     virtual void Stop() = 0;
     /// Brings a controller that is in emergency, or stopped, back to where it can move, if it can be; ends as an order, with

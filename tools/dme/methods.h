@@ -22,12 +22,12 @@ enum Trait : unsigned {
 
 /// What the brackets hold.
 enum class Arguments {
-    kNone,
-    kNumbers,
-    kOneText,
-    kOneWord,
-    kList,  // calls, of which the method knows which
-    kAny,   // the method looks for itself
+    None,
+    Numbers,
+    OneText,
+    OneWord,
+    List,  // calls, of which the method knows which
+    Any,   // the method looks for itself
 };
 
 struct Method {

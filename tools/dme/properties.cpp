@@ -139,20 +139,20 @@ struct Properties::Place {
 };
 
 std::optional<Fault> Properties::Locate(const Argument &argument, Place &place) const {
-    if (argument.kind != Argument::Kind::kCall) return Fault{ErrorNumber::kBadArgument, argument.text};
+    if (argument.kind != Argument::Kind::Call) return Fault{ErrorNumber::BadArgument, argument.text};
     std::vector<std::string> path = Split(argument.text);
-    const Fault unknown{ErrorNumber::kBadProperty, argument.text};
+    const Fault unknown{ErrorNumber::BadProperty, argument.text};
     const bool found = path[0] == "FoundTool";
     place.tool = found ? tools_.Found() : &tools_.Active();
     const bool rooted = path[0] == "Tool" || found;
     if (rooted) path.erase(path.begin());
-    if (!place.tool) return Fault{ErrorNumber::kToolNotDefined, argument.text};
+    if (!place.tool) return Fault{ErrorNumber::ToolNotDefined, argument.text};
     if (path.empty()) return std::nullopt;
     if (rooted) place.attribute = FindNamed(kAttributes, path[0]);
     if (place.attribute) {
         if (path.size() > 1) return unknown;
         if (place.attribute->needsHead && !place.tool->onHead)
-            return Fault{ErrorNumber::kBadArgument, argument.text};
+            return Fault{ErrorNumber::BadArgument, argument.text};
         return std::nullopt;
     }
     if (std::find(std::begin(kBlocks), std::end(kBlocks), path[0]) == std::end(kBlocks)) return unknown;
@@ -169,7 +169,7 @@ std::optional<Fault> Properties::Locate(const Argument &argument, Place &place) 
 std::optional<Fault> Properties::Get(const Argument &argument, std::string &data) const {
     Place place;
     if (auto fault = Locate(argument, place)) return fault;
-    if (!argument.arguments.empty()) return Fault{ErrorNumber::kBadArgument, argument.text};
+    if (!argument.arguments.empty()) return Fault{ErrorNumber::BadArgument, argument.text};
     std::string value;
     if (place.attribute) {
         value =
@@ -178,7 +178,7 @@ std::optional<Fault> Properties::Get(const Argument &argument, std::string &data
         const Parameter &parameter = place.tool->parameters.*place.parameter->parameter;
         value = FormatNumber(parameter.*(place.value ? place.value->value : &Parameter::actual));
     } else {
-        return Fault{ErrorNumber::kBadProperty, argument.text + ": no value"};
+        return Fault{ErrorNumber::BadProperty, argument.text + ": no value"};
     }
     data = argument.text + "(" + value + ")";
     return std::nullopt;
@@ -188,9 +188,9 @@ std::optional<Fault> Properties::Check(const Argument &argument) const {
     Place place;
     if (auto fault = Locate(argument, place)) return fault;
     if (!place.parameter || (place.value && place.value->value != &Parameter::actual))
-        return Fault{ErrorNumber::kNotSupported, argument.text + ": can't be set"};
-    if (argument.arguments.size() != 1 || argument.arguments[0].kind != Argument::Kind::kNumber)
-        return Fault{ErrorNumber::kBadArgument, argument.text + ": needs one number"};
+        return Fault{ErrorNumber::NotSupported, argument.text + ": can't be set"};
+    if (argument.arguments.size() != 1 || argument.arguments[0].kind != Argument::Kind::Number)
+        return Fault{ErrorNumber::BadArgument, argument.text + ": needs one number"};
     return std::nullopt;
 }
 
@@ -209,7 +209,7 @@ std::optional<Fault> Properties::Enumerate(const Argument &argument, bool all,
                                            std::vector<std::string> &lines) const {
     Place place;
     if (auto fault = Locate(argument, place)) return fault;
-    if (!argument.arguments.empty()) return Fault{ErrorNumber::kBadArgument, argument.text};
+    if (!argument.arguments.empty()) return Fault{ErrorNumber::BadArgument, argument.text};
     if (place.attribute || place.value) return std::nullopt;
     if (place.parameter) {
         for (const ValueEntry &value : kValues) lines.push_back(Line(value.name, "Number"));

@@ -19,26 +19,26 @@ namespace {
 
 // Angles that are not fitted are 0.
 constexpr Report::Item kItems[] = {
-    {"X", ErrorNumber::kBadProperty, false,
+    {"X", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.tip.x()); }},
-    {"Y", ErrorNumber::kBadProperty, false,
+    {"Y", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.tip.y()); }},
-    {"Z", ErrorNumber::kBadProperty, false,
+    {"Z", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.tip.z()); }},
-    {"R", ErrorNumber::kBadProperty, false,
+    {"R", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.table); }},
-    {"Tool.A", ErrorNumber::kBadProperty, false,
+    {"Tool.A", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.a); }},
-    {"Tool.B", ErrorNumber::kBadProperty, false,
+    {"Tool.B", ErrorNumber::BadProperty, false,
      [](const Reading &reading) { return FormatNumber(reading.b); }},
-    {"Tool.C", ErrorNumber::kBadProperty, false, [](const Reading &) { return FormatNumber(0); }},
-    {"IJK", ErrorNumber::kBadContext, true,
+    {"Tool.C", ErrorNumber::BadProperty, false, [](const Reading &) { return FormatNumber(0); }},
+    {"IJK", ErrorNumber::BadContext, true,
      [](const Reading &reading) {
          return FormatNumbers({reading.direction.x(), reading.direction.y(), reading.direction.z()});
      }},
-    {"ER", ErrorNumber::kBadArgument, true,
+    {"ER", ErrorNumber::BadArgument, true,
      [](const Reading &reading) { return FormatNumber(reading.radius); }},
-    {"Q", ErrorNumber::kBadArgument, true,
+    {"Q", ErrorNumber::BadArgument, true,
      [](const Reading &reading) { return FormatNumber(reading.quality); }},
 };
 
@@ -69,16 +69,16 @@ Report Report::OfScan() {
 }
 
 std::optional<Fault> Report::Parse(const std::vector<Argument> &arguments, size_t first, ReportUse use) {
-    if (arguments.size() <= first) return Fault{ErrorNumber::kIncorrectArguments, "nothing to report"};
+    if (arguments.size() <= first) return Fault{ErrorNumber::IncorrectArguments, "nothing to report"};
     std::vector<const Item *> items;
     for (size_t i = first; i < arguments.size(); ++i) {
         const Argument &argument = arguments[i];
-        const Item *item = argument.kind == Argument::Kind::kCall ? Find(argument.text) : nullptr;
-        if (!item) return Fault{ErrorNumber::kBadProperty, argument.text};
-        if (!argument.arguments.empty()) return Fault{ErrorNumber::kBadArgument, argument.text};
-        if (item->onlyOfPoints && use != ReportUse::kPoint) return Fault{item->elsewhere, argument.text};
+        const Item *item = argument.kind == Argument::Kind::Call ? Find(argument.text) : nullptr;
+        if (!item) return Fault{ErrorNumber::BadProperty, argument.text};
+        if (!argument.arguments.empty()) return Fault{ErrorNumber::BadArgument, argument.text};
+        if (item->onlyOfPoints && use != ReportUse::Point) return Fault{item->elsewhere, argument.text};
         if (std::find(items.begin(), items.end(), item) != items.end())
-            return Fault{ErrorNumber::kBadArgument, argument.text + " twice"};
+            return Fault{ErrorNumber::BadArgument, argument.text + " twice"};
         items.push_back(item);
     }
     items_ = items;

@@ -21,7 +21,7 @@ struct Reading {
 };
 
 /// Where a list is used; some items are told of measured points only.
-enum class ReportUse { kPosition, kPoint };
+enum class ReportUse { Position, Point };
 
 /// The items of a list, in the client's order.
 class Report {

@@ -13,18 +13,18 @@ struct TroubleEntry {
 };
 
 constexpr TroubleEntry kTroubles[] = {
-    {Trouble::kStopped, ErrorNumber::kAborted, true},
-    {Trouble::kAfterFailure, ErrorNumber::kAborted, false},
-    {Trouble::kSurfaceNotFound, ErrorNumber::kSurfaceNotFound, false},
-    {Trouble::kCollision, ErrorNumber::kCollision, true},
-    {Trouble::kEmergency, ErrorNumber::kEmergencyStop, true},
-    {Trouble::kHeld, ErrorNumber::kUnableToMove, true},
-    {Trouble::kLinkLost, ErrorNumber::kCommunication, true},
-    {Trouble::kZeroingFailed, ErrorNumber::kHome, true},
-    {Trouble::kRejected, ErrorNumber::kUnableToMove, true},
-    {Trouble::kHead, ErrorNumber::kHeadNotSeated, false},
-    {Trouble::kScan, ErrorNumber::kProcessing, true},
-    {Trouble::kNotFitted, ErrorNumber::kNotSupported, false},
+    {Trouble::Stopped, ErrorNumber::Aborted, true},
+    {Trouble::AfterFailure, ErrorNumber::Aborted, false},
+    {Trouble::SurfaceNotFound, ErrorNumber::SurfaceNotFound, false},
+    {Trouble::Collision, ErrorNumber::Collision, true},
+    {Trouble::Emergency, ErrorNumber::EmergencyStop, true},
+    {Trouble::Held, ErrorNumber::UnableToMove, true},
+    {Trouble::LinkLost, ErrorNumber::Communication, true},
+    {Trouble::ZeroingFailed, ErrorNumber::Home, true},
+    {Trouble::Rejected, ErrorNumber::UnableToMove, true},
+    {Trouble::Head, ErrorNumber::HeadNotSeated, false},
+    {Trouble::Scan, ErrorNumber::Processing, true},
+    {Trouble::NotFitted, ErrorNumber::NotSupported, false},
 };
 
 const TroubleEntry &Find(Trouble kind) {
@@ -51,14 +51,14 @@ void Server::Receive(std::string_view line, bool early) {
     transaction->fast = transaction->method && transaction->method->Has(kFast);
     const bool used = transactions_.HasTag(command.tag) || (daemon_ && daemon_->tag == command.tag);
     const bool wrongKind = transaction->method && command.event && !transaction->fast;
-    if (used || wrongKind) return Raise({ErrorNumber::kIllegalTag, command.tag});
+    if (used || wrongKind) return Raise({ErrorNumber::IllegalTag, command.tag});
     if (!isCommand)
         transaction->faults = {{fault.number, fault.cause}};
     else if (early)
         transaction->faults = {
-            {ErrorNumber::kProtocol, command.method.text + ": sent before the acknowledgement"}};
+            {ErrorNumber::Protocol, command.method.text + ": sent before the acknowledgement"}};
     else if (!transaction->method)
-        transaction->faults = {{ErrorNumber::kUnsupportedCommand, command.method.text}};
+        transaction->faults = {{ErrorNumber::UnsupportedCommand, command.method.text}};
     transactions_.Add(transaction);
 }
 
@@ -93,14 +93,14 @@ void Server::Recall(const Memory &memory) {
 
 std::optional<Fault> Server::WhyNot(const Method &method, const Argument &call) const {
     if (!inSession_ && !method.Has(kWithoutSession))
-        return Fault{ErrorNumber::kProtocol, call.text + ": no session"};
+        return Fault{ErrorNumber::Protocol, call.text + ": no session"};
     if (!method.start || (method.Has(kScanning) && !machine_.Fitted().scanning))
-        return Fault{ErrorNumber::kUnsupportedCommand, call.text};
+        return Fault{ErrorNumber::UnsupportedCommand, call.text};
     if (auto fault = CheckArguments(method, call)) return fault;
     if (method.Has(kMeasuringTool) && !tools_.Active().measures)
-        return Fault{ErrorNumber::kTypeOfProbe, call.text + ": " + tools_.Active().name};
+        return Fault{ErrorNumber::TypeOfProbe, call.text + ": " + tools_.Active().name};
     if (method.Has(kHomed) && !machine_.IsHomed())
-        return Fault{ErrorNumber::kUnableToMove, call.text + ": not homed"};
+        return Fault{ErrorNumber::UnableToMove, call.text + ": not homed"};
     return std::nullopt;
 }
 
@@ -108,8 +108,8 @@ void Server::Start(const TransactionPtr &transaction) {
     const Method &method = *transaction->method;
     const Argument &call = transaction->command.method;
     if (inSession_ && blocked_ && !method.Has(kInError)) {
-        transaction->faults.push_back({ErrorNumber::kProcessing, call.text});
-        return Fail(transaction, ErrorNumber::kUseClearAllErrors);
+        transaction->faults.push_back({ErrorNumber::Processing, call.text});
+        return Fail(transaction, ErrorNumber::UseClearAllErrors);
     }
     if (auto fault = WhyNot(method, call)) return transactions_.Fail(transaction, *fault);
     (this->*method.start)(transaction);

@@ -20,7 +20,7 @@ namespace cmm::dme {
 /// What outlives a session, and a server with a state file.
 struct Memory {
     std::string tool;
-    Csy selected = Csy::kMachine;
+    Csy selected = Csy::Machine;
     std::array<Transformation, kCsyCount> transformations;
 };
 

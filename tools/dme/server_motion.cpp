@@ -89,7 +89,7 @@ void Server::IsUserEnabled(const TransactionPtr &transaction) {
 
 void Server::Get(const TransactionPtr &transaction) {
     Report report;
-    if (auto fault = report.Parse(transaction->command.method.arguments, 0, ReportUse::kPosition))
+    if (auto fault = report.Parse(transaction->command.method.arguments, 0, ReportUse::Position))
         return transactions_.Fail(transaction, *fault);
     machine_.AskPosition(NewOrder(transaction, [this, transaction, report](const Outcome &outcome) {
         const Reading reading = ReadingOf(outcome.position.point, outcome.position);
@@ -102,19 +102,19 @@ void Server::GoTo(const TransactionPtr &transaction) {
     Target target;
     if (auto fault = ParseTarget(transaction->command.method, target))
         return transactions_.Fail(transaction, *fault);
-    if (target.direction) return Fail(transaction, ErrorNumber::kBadContext, "IJK");
+    if (target.direction) return Fail(transaction, ErrorNumber::BadContext, "IJK");
     const Fittings fitted = machine_.Fitted();
     const bool turns = target.a || target.b;
     if (target.c || (turns && !fitted.head) || (target.table && !fitted.rotaryTable))
-        return Fail(transaction, ErrorNumber::kNotSupported, "an axis that is not fitted");
+        return Fail(transaction, ErrorNumber::NotSupported, "an axis that is not fitted");
     const double a = target.a.value_or(angleA_), b = target.b.value_or(angleB_);
-    if (turns && !tools_.IsWithinHead(a, b)) return Fail(transaction, ErrorNumber::kAngleOutOfRange);
+    if (turns && !tools_.IsWithinHead(a, b)) return Fail(transaction, ErrorNumber::AngleOutOfRange);
 
     const auto go = [this, transaction, target, turns, a, b](const Eigen::Vector3d &place) {
         const Eigen::Vector3d tip = target.Over(coordinates_.FromMachine(place + ActiveTip().offset));
         const Eigen::Vector3d end =
             coordinates_.ToMachine(tip) - Toolbox::TipOf(tools_.Active(), a, b).offset;
-        if (!IsWithinLimits(end)) return Fail(transaction, ErrorNumber::kLimit);
+        if (!IsWithinLimits(end)) return Fail(transaction, ErrorNumber::Limit);
         const auto nothing = [](const Outcome &) {};
         if (turns) {
             angleA_ = a;
@@ -140,7 +140,7 @@ void Server::GoTo(const TransactionPtr &transaction) {
 std::optional<Fault> Server::PlanProbing(const Eigen::Vector3d &nominal, const Eigen::Vector3d &direction,
                                          Probing &plan) const {
     const Eigen::Vector3d unit = coordinates_.DirectionToMachine(direction).stableNormalized();
-    if (!(std::abs(unit.norm() - 1) < 1e-9)) return Fault{ErrorNumber::kNoNorm, "PtMeas"};
+    if (!(std::abs(unit.norm() - 1) < 1e-9)) return Fault{ErrorNumber::NoNorm, "PtMeas"};
     const Tip tip = ActiveTip();
     const ToolParameters &parameters = tools_.Active().parameters;
     const Eigen::Vector3d surface = coordinates_.ToMachine(nominal) - tip.offset;
@@ -148,7 +148,7 @@ std::optional<Fault> Server::PlanProbing(const Eigen::Vector3d &nominal, const E
     order.approach = surface + (parameters.ptMeasApproach.actual + tip.radius) * unit;
     order.nominal = surface + tip.radius * unit;
     if (!IsWithinLimits(order.approach) || !IsWithinLimits(order.nominal))
-        return Fault{ErrorNumber::kLimit, "PtMeas"};
+        return Fault{ErrorNumber::Limit, "PtMeas"};
     const double search = (order.approach - surface).norm() + parameters.ptMeasSearch.actual;
     const double allowed = WayToWalls(order.approach, -unit, setup_);
     plan.clipped = search > allowed;
@@ -167,8 +167,8 @@ void Server::Probe(const TransactionPtr &transaction, const Probing &plan,
         transaction,
         [this, transaction, plan, number = lastOrder_ + 1, then = std::move(then)](const Outcome &outcome) {
             if (outcome.trouble) {
-                if (plan.clipped && outcome.trouble->kind == Trouble::kSurfaceNotFound)
-                    return Fail(transaction, ErrorNumber::kLimit, outcome.trouble->words);
+                if (plan.clipped && outcome.trouble->kind == Trouble::SurfaceNotFound)
+                    return Fail(transaction, ErrorNumber::Limit, outcome.trouble->words);
                 return FailBy(transaction, *outcome.trouble);
             }
             if (number == lastOrder_ && plan.order.retract >= 0)
@@ -187,8 +187,8 @@ void Server::PtMeas(const TransactionPtr &transaction) {
     Target target;
     if (auto fault = ParseTarget(transaction->command.method, target))
         return transactions_.Fail(transaction, *fault);
-    if (target.HasAngle()) return Fail(transaction, ErrorNumber::kNotSupported, "angles");
-    if (!target.HasAxis()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "no axis");
+    if (target.HasAngle()) return Fail(transaction, ErrorNumber::NotSupported, "angles");
+    if (!target.HasAxis()) return Fail(transaction, ErrorNumber::IncorrectArguments, "no axis");
     const auto probe = [this, transaction, target](const Eigen::Vector3d &place) {
         const Eigen::Vector3d here = coordinates_.FromMachine(place + ActiveTip().offset);
         const Eigen::Vector3d nominal = target.Over(here);
@@ -207,13 +207,13 @@ void Server::PtMeas(const TransactionPtr &transaction) {
 }
 
 void Server::OnPtMeasReport(const TransactionPtr &transaction) {
-    if (auto fault = pointReport_.Parse(transaction->command.method.arguments, 0, ReportUse::kPoint))
+    if (auto fault = pointReport_.Parse(transaction->command.method.arguments, 0, ReportUse::Point))
         return transactions_.Fail(transaction, *fault);
     End(transaction);
 }
 
 void Server::OnScanReport(const TransactionPtr &transaction) {
-    if (auto fault = scanReport_.Parse(transaction->command.method.arguments, 0, ReportUse::kPoint))
+    if (auto fault = scanReport_.Parse(transaction->command.method.arguments, 0, ReportUse::Point))
         return transactions_.Fail(transaction, *fault);
     End(transaction);
 }

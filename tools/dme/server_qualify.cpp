@@ -46,7 +46,7 @@ struct Server::Qualification {
 
 void Server::ReQualify(const TransactionPtr &transaction) {
     if (!(setup_.sphereRadius > 0))
-        return Fail(transaction, ErrorNumber::kUnsupportedCommand, "no reference sphere");
+        return Fail(transaction, ErrorNumber::UnsupportedCommand, "no reference sphere");
     const auto qualification = std::make_shared<Qualification>();
     qualification->a = angleA_;
     qualification->b = angleB_;
@@ -92,7 +92,7 @@ void Server::QualifyNext(const TransactionPtr &transaction,
         probes.push_back(order);
         if (!IsWithinLimits(order.approach) || !IsWithinLimits(order.searchEnd) ||
             !IsWithinLimits(corners.back()))
-            return Fail(transaction, ErrorNumber::kLimit);
+            return Fail(transaction, ErrorNumber::Limit);
     }
     if (tool.onHead) machine_.TurnHead(NewOrder(transaction, nothing), orientation.a, orientation.b);
     angleA_ = orientation.a;
@@ -110,7 +110,7 @@ void Server::QualifyNext(const TransactionPtr &transaction,
     machine_.Await(NewOrder(transaction, [this, transaction, qualification, orientation](const Outcome &) {
         const auto sphere = FitSphere(qualification->touched);
         if (!sphere || !(sphere->radius > setup_.sphereRadius))
-            return Fail(transaction, ErrorNumber::kNotCalibrated);
+            return Fail(transaction, ErrorNumber::NotCalibrated);
         qualification->found.push_back({orientation.a, orientation.b, setup_.sphereCentre - sphere->centre,
                                         sphere->radius - setup_.sphereRadius});
         ++qualification->orientation;

@@ -53,7 +53,7 @@ std::vector<Argument> WithNormal(const std::vector<Argument> &numbers, size_t no
     std::vector<Argument> list = numbers;
     const auto insert = [&list](size_t at, double number) {
         Argument argument;
-        argument.kind = Argument::Kind::kNumber;
+        argument.kind = Argument::Kind::Number;
         argument.number = number;
         list.insert(list.begin() + static_cast<std::ptrdiff_t>(at), argument);
     };
@@ -70,9 +70,9 @@ void Server::ScanOnCircle(const TransactionPtr &transaction) {
                           normal = VectorAt(numbers, 6);
     const double delta = numbers[9].number, step = numbers[11].number;
     const double surface = numbers[10].number * std::numbers::pi / 180;
-    if (!(arm.norm() > 0) || !(normal.norm() > 0)) return Fail(transaction, ErrorNumber::kNoNorm);
+    if (!(arm.norm() > 0) || !(normal.norm() > 0)) return Fail(transaction, ErrorNumber::NoNorm);
     const auto count = CountPoints(std::abs(delta), step);
-    if (!IsSquare(arm, normal) || !count) return Fail(transaction, ErrorNumber::kBadArgument);
+    if (!IsSquare(arm, normal) || !count) return Fail(transaction, ErrorNumber::BadArgument);
     const double radius = ActiveTip().radius, clearance = tools_.Active().parameters.ptMeasApproach.actual;
     const double approach = radius + clearance;
     // A chord between approach points of an outside circle keeps half the clearance.
@@ -105,9 +105,9 @@ void Server::ScanOnLine(const TransactionPtr &transaction) {
                           direction = VectorAt(numbers, 6);
     const Eigen::Vector3d way = end - start;
     const double step = numbers[9].number;
-    if (!(way.norm() > 0) || !(direction.norm() > 0)) return Fail(transaction, ErrorNumber::kNoNorm);
+    if (!(way.norm() > 0) || !(direction.norm() > 0)) return Fail(transaction, ErrorNumber::NoNorm);
     const auto count = CountPoints(way.norm(), step);
-    if (!IsSquare(way, direction) || !count) return Fail(transaction, ErrorNumber::kBadArgument);
+    if (!IsSquare(way, direction) || !count) return Fail(transaction, ErrorNumber::BadArgument);
     if (machine_.Fitted().scanning)
         return ScanInPlane(transaction, {start, direction, end, direction.cross(way), direction, step});
     std::vector<PathPoint> path;
@@ -129,7 +129,7 @@ void Server::ScanByPoints(const TransactionPtr &transaction, const std::vector<P
         plans.push_back(plan);
         for (const Eigen::Vector3d &via : point.via) {
             vias.push_back(coordinates_.ToMachine(via) - tip.offset);
-            if (!IsWithinLimits(vias.back())) return Fail(transaction, ErrorNumber::kLimit);
+            if (!IsWithinLimits(vias.back())) return Fail(transaction, ErrorNumber::Limit);
         }
     }
     const auto line = std::make_shared<std::string>();
@@ -153,9 +153,8 @@ void Server::ScanByPoints(const TransactionPtr &transaction, const std::vector<P
 
 void Server::ScanInPlaneEndIsSphere(const TransactionPtr &transaction) {
     const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 21, 17);
-    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
-    if (numbers[17].number != 1)
-        return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::IncorrectArguments, "number of arguments");
+    if (numbers[17].number != 1) return Fail(transaction, ErrorNumber::NotSupported, "more than one passage");
     ScanInPlane(transaction, {VectorAt(numbers, 0), VectorAt(numbers, 3), VectorAt(numbers, 13),
                               VectorAt(numbers, 6), VectorAt(numbers, 18), numbers[12].number});
 }
@@ -163,13 +162,12 @@ void Server::ScanInPlaneEndIsSphere(const TransactionPtr &transaction) {
 /// The controller ends at a target, so that is where the way to the direction point meets the stop plane.
 void Server::ScanInPlaneEndIsPlane(const TransactionPtr &transaction) {
     const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 23);
-    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
-    if (numbers[19].number != 1)
-        return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::IncorrectArguments, "number of arguments");
+    if (numbers[19].number != 1) return Fail(transaction, ErrorNumber::NotSupported, "more than one passage");
     const Eigen::Vector3d start = VectorAt(numbers, 0), way = VectorAt(numbers, 9) - start;
     const Eigen::Vector3d point = VectorAt(numbers, 13), normal = VectorAt(numbers, 16);
     if (IsSquare(way, normal))
-        return Fail(transaction, ErrorNumber::kBadArgument, "the stop plane is not reached");
+        return Fail(transaction, ErrorNumber::BadArgument, "the stop plane is not reached");
     const Eigen::Vector3d target = start + way * ((point - start).dot(normal) / way.dot(normal));
     ScanInPlane(transaction, {start, VectorAt(numbers, 3), target, VectorAt(numbers, 6),
                               VectorAt(numbers, 20), numbers[12].number});
@@ -178,13 +176,12 @@ void Server::ScanInPlaneEndIsPlane(const TransactionPtr &transaction) {
 /// The target is where the axis of the stop cylinder meets the plane of the scan.
 void Server::ScanInPlaneEndIsCyl(const TransactionPtr &transaction) {
     const std::vector<Argument> numbers = WithNormal(transaction->command.method.arguments, 24);
-    if (numbers.empty()) return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
-    if (numbers[20].number != 1)
-        return Fail(transaction, ErrorNumber::kNotSupported, "more than one passage");
+    if (numbers.empty()) return Fail(transaction, ErrorNumber::IncorrectArguments, "number of arguments");
+    if (numbers[20].number != 1) return Fail(transaction, ErrorNumber::NotSupported, "more than one passage");
     const Eigen::Vector3d start = VectorAt(numbers, 0), normal = VectorAt(numbers, 6);
     const Eigen::Vector3d point = VectorAt(numbers, 13), axis = VectorAt(numbers, 16);
     if (IsSquare(axis, normal))
-        return Fail(transaction, ErrorNumber::kBadArgument, "the stop cylinder is not reached");
+        return Fail(transaction, ErrorNumber::BadArgument, "the stop cylinder is not reached");
     const Eigen::Vector3d target = point + axis * ((start - point).dot(normal) / axis.dot(normal));
     ScanInPlane(transaction,
                 {start, VectorAt(numbers, 3), target, normal, VectorAt(numbers, 21), numbers[12].number});
@@ -194,16 +191,16 @@ void Server::ScanInPlane(const TransactionPtr &transaction, const Scanning &scan
     Scanning checked = scanning;
     if (checked.step == 0) checked.step = unknownStep_;
     if (!CountPoints((scanning.target - scanning.start).norm(), checked.step))
-        return Fail(transaction, ErrorNumber::kBadArgument);
+        return Fail(transaction, ErrorNumber::BadArgument);
     if (!(scanning.endDirection.norm() > 0) ||
         !(scanning.normal.cross(scanning.target - scanning.start).norm() > 0))
-        return Fail(transaction, ErrorNumber::kNoNorm);
+        return Fail(transaction, ErrorNumber::NoNorm);
     const Tip tip = ActiveTip();
     Probing plan;
     if (auto fault = PlanProbing(scanning.start, scanning.startDirection, plan))
         return transactions_.Fail(transaction, *fault);
     if (!IsWithinLimits(coordinates_.ToMachine(scanning.target) - tip.offset))
-        return Fail(transaction, ErrorNumber::kLimit);
+        return Fail(transaction, ErrorNumber::Limit);
     plan.order.retract = 0;
     Probe(transaction, plan, [this, transaction, checked, tip](const Reading &reading) {
         RunScan(transaction, checked, reading.tip - tip.offset);
@@ -248,9 +245,9 @@ void Server::ScanUnknownDensity(const TransactionPtr &transaction) {
     for (const Argument &argument : transaction->command.method.arguments) {
         const bool isKnown = argument.text == "Dis" || argument.text == "Angle";
         const bool isNumber =
-            argument.arguments.size() == 1 && argument.arguments[0].kind == Argument::Kind::kNumber;
+            argument.arguments.size() == 1 && argument.arguments[0].kind == Argument::Kind::Number;
         if (!isKnown || !isNumber || !(argument.arguments[0].number > 0))
-            return Fail(transaction, ErrorNumber::kBadArgument, argument.text);
+            return Fail(transaction, ErrorNumber::BadArgument, argument.text);
         if (argument.text == "Dis") unknownStep_ = argument.arguments[0].number;
     }
     End(transaction);

@@ -12,7 +12,7 @@ constexpr double kMoved = 0.0005;  // mm: less is no motion
 }  // namespace
 
 void Server::StartSession(const TransactionPtr &transaction) {
-    if (inSession_) return Fail(transaction, ErrorNumber::kProtocol, "there is a session");
+    if (inSession_) return Fail(transaction, ErrorNumber::Protocol, "there is a session");
     inSession_ = true;
     pointReport_ = Report::OfPoint();
     scanReport_ = Report::OfScan();
@@ -29,29 +29,29 @@ void Server::EndSession(const TransactionPtr &transaction) {
 
 void Server::StopDaemon(const TransactionPtr &transaction) {
     const std::string &tag = transaction->command.method.arguments[0].text;
-    if (!IsEventTag(tag)) return Fail(transaction, ErrorNumber::kBadArgument, tag);
-    if (!daemon_ || daemon_->tag != tag) return Fail(transaction, ErrorNumber::kNoSuchDaemon, tag);
+    if (!IsEventTag(tag)) return Fail(transaction, ErrorNumber::BadArgument, tag);
+    if (!daemon_ || daemon_->tag != tag) return Fail(transaction, ErrorNumber::NoSuchDaemon, tag);
     daemon_.reset();
     machine_.Watch(false);
     End(transaction);
 }
 
 void Server::StopAllDaemons(const TransactionPtr &transaction) {
-    if (!daemon_) return Fail(transaction, ErrorNumber::kNoDaemons);
+    if (!daemon_) return Fail(transaction, ErrorNumber::NoDaemons);
     daemon_.reset();
     machine_.Watch(false);
     End(transaction);
 }
 
 void Server::AbortE(const TransactionPtr &transaction) {
-    if (!blocked_) blocked_ = Fault{ErrorNumber::kAborted, "AbortE"};
+    if (!blocked_) blocked_ = Fault{ErrorNumber::Aborted, "AbortE"};
     StopAndAbort(transaction);
 }
 
 void Server::GetErrorInfo(const TransactionPtr &transaction) {
     const double number = transaction->command.method.arguments[0].number;
     const std::string_view text = TextOfNumber(number);
-    if (text.empty()) return Fail(transaction, ErrorNumber::kBadArgument, FormatNumber(number));
+    if (text.empty()) return Fail(transaction, ErrorNumber::BadArgument, FormatNumber(number));
     Data(transaction, FormatText(text));
     End(transaction);
 }
@@ -89,8 +89,8 @@ void Server::GetMachineClass(const TransactionPtr &transaction) {
 
 void Server::OnMoveReportE(const TransactionPtr &transaction) {
     const std::string &tag = transaction->command.tag;
-    if (!transaction->command.event) return Fail(transaction, ErrorNumber::kIllegalTag, tag);
-    if (daemon_) return Fail(transaction, ErrorNumber::kDaemonExists, daemon_->tag);
+    if (!transaction->command.event) return Fail(transaction, ErrorNumber::IllegalTag, tag);
+    if (daemon_) return Fail(transaction, ErrorNumber::DaemonExists, daemon_->tag);
     Daemon daemon{tag, {}, kShortestInterval, 0, now_};
     std::vector<Argument> items;
     bool timed = false;
@@ -101,11 +101,11 @@ void Server::OnMoveReportE(const TransactionPtr &transaction) {
             continue;
         }
         const bool isNumber =
-            argument.arguments.size() == 1 && argument.arguments[0].kind == Argument::Kind::kNumber;
+            argument.arguments.size() == 1 && argument.arguments[0].kind == Argument::Kind::Number;
         const double value = isNumber ? argument.arguments[0].number : -1;
         const bool given = isTime ? timed : daemon.distance > 0;
         if (given || value < 0 || (isTime && value < 0.1))
-            return Fail(transaction, ErrorNumber::kBadArgument, argument.text);
+            return Fail(transaction, ErrorNumber::BadArgument, argument.text);
         if (!isTime) {
             daemon.distance = value;
         } else {
@@ -114,7 +114,7 @@ void Server::OnMoveReportE(const TransactionPtr &transaction) {
         }
     }
     if (!timed && daemon.distance > 0) daemon.interval = Time::max();
-    if (auto fault = daemon.report.Parse(items, 0, ReportUse::kPosition))
+    if (auto fault = daemon.report.Parse(items, 0, ReportUse::Position))
         return transactions_.Fail(transaction, *fault);
     daemon.lastTip = coordinates_.FromMachine(machine_.Position().point + ActiveTip().offset);
     daemon_ = daemon;

@@ -41,7 +41,7 @@ void Server::SetProp(const TransactionPtr &transaction) {
         bool outOfRange = false;
         PropertyTree().Set(argument, outOfRange);
         if (outOfRange)
-            transactions_.Warn(transaction, {ErrorNumber::kOutOfRange, "SetProp: " + argument.text});
+            transactions_.Warn(transaction, {ErrorNumber::OutOfRange, "SetProp: " + argument.text});
     }
     End(transaction);
 }
@@ -69,7 +69,7 @@ void Server::EnumTools(const TransactionPtr &transaction) {
 
 void Server::FindTool(const TransactionPtr &transaction) {
     const std::string &name = transaction->command.method.arguments[0].text;
-    if (!tools_.Search(name)) return Fail(transaction, ErrorNumber::kToolNotFound, name);
+    if (!tools_.Search(name)) return Fail(transaction, ErrorNumber::ToolNotFound, name);
     End(transaction);
 }
 
@@ -85,7 +85,7 @@ void Server::SetTool(const TransactionPtr &transaction) {
 void Server::UseTool(const TransactionPtr &transaction, bool change) {
     const std::string &name = transaction->command.method.arguments[0].text;
     const Tool *tool = tools_.Find(name);
-    if (!tool || (change && name == kBaseTool)) return Fail(transaction, ErrorNumber::kToolNotFound, name);
+    if (!tool || (change && name == kBaseTool)) return Fail(transaction, ErrorNumber::ToolNotFound, name);
     tools_.Activate(*tool);
     TellChangedPlace();
     if (change && machine_.IsUserEnabled()) return SwitchUser(transaction, false);
@@ -95,7 +95,7 @@ void Server::UseTool(const TransactionPtr &transaction, bool change) {
 void Server::GetChangeToolAction(const TransactionPtr &transaction) {
     const std::string &name = transaction->command.method.arguments[0].text;
     const Tool *tool = tools_.Find(name);
-    if (!tool || name == kBaseTool) return Fail(transaction, ErrorNumber::kToolNotFound, name);
+    if (!tool || name == kBaseTool) return Fail(transaction, ErrorNumber::ToolNotFound, name);
     const Eigen::Vector3d way = coordinates_.DirectionFromMachine(
         Toolbox::TipOf(*tool, angleA_, angleB_).offset - ActiveTip().offset);
     Data(transaction, "ChangeToolAction(Switch, X(" + FormatNumber(way.x()) + "), Y(" +
@@ -107,11 +107,11 @@ void Server::AlignTool(const TransactionPtr &transaction) {
     const std::vector<Argument> &numbers = transaction->command.method.arguments;
     const bool two = numbers.size() == 8;
     if (numbers.size() != 4 && !two)
-        return Fail(transaction, ErrorNumber::kIncorrectArguments, "number of arguments");
+        return Fail(transaction, ErrorNumber::IncorrectArguments, "number of arguments");
     std::array<std::optional<Eigen::Vector3d>, 2> wanted;
     for (size_t i = 0; i <= (two ? 1 : 0); ++i) {
         const auto direction = DirectionFrom(numbers, 3 * i);
-        if (!direction) return Fail(transaction, ErrorNumber::kNoNorm);
+        if (!direction) return Fail(transaction, ErrorNumber::NoNorm);
         wanted[i] = coordinates_.DirectionToMachine(*direction);
     }
     const auto [a, b] = tools_.Aligned(*wanted[0], wanted[1]);
@@ -119,7 +119,7 @@ void Server::AlignTool(const TransactionPtr &transaction) {
     const double alpha = numbers[two ? 6 : 3].number, beta = two ? numbers[7].number : 0;
     if ((alpha > 0 && AngleBetween(axes.col(2), *wanted[0]) > alpha) ||
         (beta > 0 && AngleBetween(-axes.col(1), *wanted[1]) > beta))
-        return Fail(transaction, ErrorNumber::kToolNotFound, "no orientation near enough");
+        return Fail(transaction, ErrorNumber::ToolNotFound, "no orientation near enough");
     const auto answer = [this, transaction, axes, two](const Outcome &) {
         const Eigen::Vector3d first = coordinates_.DirectionFromMachine(axes.col(2));
         const Eigen::Vector3d second = coordinates_.DirectionFromMachine(-axes.col(1));
@@ -137,7 +137,7 @@ void Server::AlignTool(const TransactionPtr &transaction) {
 void Server::SetCoordSystem(const TransactionPtr &transaction) {
     const std::string &name = transaction->command.method.arguments[0].text;
     const auto csy = CsyByName(name);
-    if (!csy || *csy > Csy::kPart) return Fail(transaction, ErrorNumber::kBadArgument, name);
+    if (!csy || *csy > Csy::Part) return Fail(transaction, ErrorNumber::BadArgument, name);
     coordinates_.Select(*csy);
     TellChangedPlace();
     End(transaction);
@@ -150,15 +150,15 @@ void Server::GetCoordSystem(const TransactionPtr &transaction) {
 
 void Server::SetCsyTransformation(const TransactionPtr &transaction) {
     const std::vector<Argument> &arguments = transaction->command.method.arguments;
-    const auto csy = arguments[0].kind == Argument::Kind::kWord ? CsyByName(arguments[0].text) : std::nullopt;
-    if (!csy || *csy == Csy::kMachine) return Fail(transaction, ErrorNumber::kBadArgument, arguments[0].text);
+    const auto csy = arguments[0].kind == Argument::Kind::Word ? CsyByName(arguments[0].text) : std::nullopt;
+    if (!csy || *csy == Csy::Machine) return Fail(transaction, ErrorNumber::BadArgument, arguments[0].text);
     for (size_t i = 1; i < arguments.size(); ++i)
-        if (arguments[i].kind != Argument::Kind::kNumber) return Fail(transaction, ErrorNumber::kBadArgument);
+        if (arguments[i].kind != Argument::Kind::Number) return Fail(transaction, ErrorNumber::BadArgument);
     const Transformation transformation{{arguments[1].number, arguments[2].number, arguments[3].number},
                                         arguments[4].number,
                                         arguments[5].number,
                                         arguments[6].number};
-    if (!coordinates_.Set(*csy, transformation)) return Fail(transaction, ErrorNumber::kTheta);
+    if (!coordinates_.Set(*csy, transformation)) return Fail(transaction, ErrorNumber::Theta);
     TellChangedPlace();
     End(transaction);
 }
@@ -166,7 +166,7 @@ void Server::SetCsyTransformation(const TransactionPtr &transaction) {
 void Server::GetCsyTransformation(const TransactionPtr &transaction) {
     const std::string &name = transaction->command.method.arguments[0].text;
     const auto csy = CsyByName(name);
-    if (!csy || *csy == Csy::kMachine) return Fail(transaction, ErrorNumber::kBadArgument, name);
+    if (!csy || *csy == Csy::Machine) return Fail(transaction, ErrorNumber::BadArgument, name);
     const Transformation &is = coordinates_.Of(*csy);
     Data(transaction, "GetCsyTransformation(" +
                           FormatNumbers({is.zero.x(), is.zero.y(), is.zero.z(), is.theta, is.psi, is.phi}) +

@@ -11,8 +11,8 @@ std::optional<double> *SlotOf(Target &target, std::string_view name) {
         std::string_view name;
         std::optional<double> *value;
     };
-    const Slot slots[] = {{"X", &target.axes[0]}, {"Y", &target.axes[1]}, {"Z", &target.axes[2]},
-                          {"R", &target.table},   {"Tool.A", &target.a},  {"Tool.B", &target.b},
+    const Slot slots[] = {{"X", target.axes.data()}, {"Y", &target.axes[1]}, {"Z", &target.axes[2]},
+                          {"R", &target.table},      {"Tool.A", &target.a},  {"Tool.B", &target.b},
                           {"Tool.C", &target.c}};
     for (const Slot &slot : slots)
         if (slot.name == name) return slot.value;
@@ -29,8 +29,8 @@ std::optional<Fault> ParseTarget(const Argument &call, Target &target) {
     for (const Argument &item : call.arguments) {
         const bool areNumbers =
             std::all_of(item.arguments.begin(), item.arguments.end(),
-                        [](const Argument &value) { return value.kind == Argument::Kind::kNumber; });
-        const Fault bad{ErrorNumber::kBadArgument, call.text + ": " + item.text};
+                        [](const Argument &value) { return value.kind == Argument::Kind::Number; });
+        const Fault bad{ErrorNumber::BadArgument, call.text + ": " + item.text};
         if (item.text == "IJK") {
             if (item.arguments.size() != 3 || !areNumbers || target.direction) return bad;
             target.direction =
@@ -38,7 +38,7 @@ std::optional<Fault> ParseTarget(const Argument &call, Target &target) {
             continue;
         }
         std::optional<double> *slot = SlotOf(target, item.text);
-        if (!slot) return Fault{ErrorNumber::kNotRecognized, call.text + ": " + item.text};
+        if (!slot) return Fault{ErrorNumber::NotRecognized, call.text + ": " + item.text};
         if (item.arguments.size() != 1 || !areNumbers || slot->has_value()) return bad;
         *slot = item.arguments[0].number;
     }

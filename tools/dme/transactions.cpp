@@ -6,10 +6,10 @@ namespace cmm::dme {
 
 void Transactions::Add(const TransactionPtr &transaction) {
     host_.Send(transaction->command.tag + " &");
-    if (!transaction->faults.empty()) transaction->state = Transaction::State::kEnded;
+    if (!transaction->faults.empty()) transaction->state = Transaction::State::Ended;
     open_.push_back(transaction);
     if (transaction->fast && !transaction->HasEnded()) {
-        transaction->state = Transaction::State::kRunning;
+        transaction->state = Transaction::State::Running;
         host_.Start(transaction);
     }
     Pump();
@@ -35,7 +35,7 @@ void Transactions::Warn(const TransactionPtr &transaction, const Fault &fault) {
 
 void Transactions::End(const TransactionPtr &transaction) {
     if (transaction->HasEnded()) return;
-    transaction->state = Transaction::State::kEnded;
+    transaction->state = Transaction::State::Ended;
     Pump();
 }
 
@@ -60,8 +60,8 @@ void Transactions::Pump() {
 void Transactions::Step() {
     while (!open_.empty()) {
         const TransactionPtr first = open_.front();
-        if (first->state == Transaction::State::kWaiting && !held_) {
-            first->state = Transaction::State::kRunning;
+        if (first->state == Transaction::State::Waiting && !held_) {
+            first->state = Transaction::State::Running;
             host_.Start(first);
         }
         if (open_.empty() || open_.front() != first) continue;
@@ -79,9 +79,9 @@ void Transactions::StartAhead() {
     for (size_t i = 1; i < open_.size(); ++i) {
         const TransactionPtr transaction = open_[i];
         if (!open_[i - 1]->faults.empty()) return;
-        if (transaction->state != Transaction::State::kWaiting) continue;
+        if (transaction->state != Transaction::State::Waiting) continue;
         if (!host_.MayRunAhead(*transaction)) return;
-        transaction->state = Transaction::State::kRunning;
+        transaction->state = Transaction::State::Running;
         host_.Start(transaction);
     }
 }
@@ -109,8 +109,8 @@ void Transactions::AbortBefore(const TransactionPtr &last) {
         if (completed)
             for (const std::string &line : transaction->held) host_.Send(line);
         else if (!transaction->fast)
-            host_.Send(tag + " ! " + FormatError(ErrorNumber::kAborted, transaction->command.method.text));
-        transaction->state = Transaction::State::kEnded;
+            host_.Send(tag + " ! " + FormatError(ErrorNumber::Aborted, transaction->command.method.text));
+        transaction->state = Transaction::State::Ended;
         host_.Send(tag + " %");
     }
     Pump();

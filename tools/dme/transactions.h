@@ -15,16 +15,16 @@ struct Method;
 
 /// A command from its acknowledgement to its completion.
 struct Transaction {
-    enum class State { kWaiting, kRunning, kEnded };
+    enum class State { Waiting, Running, Ended };
 
     Command command;
     const Method *method = nullptr;  // null: the line was no command; faults tells why
     bool fast = false;               // started as it comes
-    State state = State::kWaiting;
+    State state = State::Waiting;
     std::vector<std::string> held;  // lines that may not be sent before its turn
     std::vector<Fault> faults;      // what it failed with
 
-    bool HasEnded() const { return state == State::kEnded; }
+    bool HasEnded() const { return state == State::Ended; }
 };
 using TransactionPtr = std::shared_ptr<Transaction>;
 
