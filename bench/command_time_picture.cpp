@@ -1,12 +1,14 @@
 #include "command_time_picture.h"
+#include "format.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 
 namespace bench {
 namespace {
+
+using emulator::Format;
 
 constexpr double kWidth = 760, kLeft = 190, kRight = 690, kTop = 92, kStep = 46, kBar = 28;
 
@@ -19,13 +21,6 @@ constexpr struct {
               {"wire", &CommandParts::wire, "#9ecae9"},
               {"library", &CommandParts::reception, "#222222"},
               {"completion poll", &CommandParts::completion, "#b03a5b"}};
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[256];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 double Total(const CommandParts &parts) {
     double total = 0;

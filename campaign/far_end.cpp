@@ -242,7 +242,8 @@ void FarEnd::EndFaults() {
     port.refuseSettings = false;
     // Noise that lies unread would spoil the next frame, whenever it comes.
     port.Send({8});
-    line_.Ask([this] { controller_.Receive(8); });
+    // A frame that is on its way ends it by itself; torn in two, its second half might be a frame too.
+    if (incoming_.empty()) line_.Ask([this] { controller_.Receive(8); });
     if (head_ != nullptr) head_->options = HeadOptions{.speed = 720};
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <string>
 
 namespace emulator {
@@ -20,14 +21,23 @@ CLI::Validator Parses(Parse parse) {
             ""};
 }
 
-/// A number above 0.
-inline CLI::Validator AboveZero() {
-    return {[](const std::string &text) -> std::string {
+/// A finite number that passes, as CLI11's own checks print limits of 300 digits; `words` is what is asked for: "a number above 0".
+inline CLI::Validator Number(const std::string &words, bool (*isRight)(double)) {
+    return {[words, isRight](const std::string &text) {
                 double value = 0;
-                if (CLI::detail::lexical_cast(text, value) && value > 0 && value <= 1e12) return {};
-                return "'" + text + "' is no number above 0";
+                const bool right =
+                    CLI::detail::lexical_cast(text, value) && std::isfinite(value) && isRight(value);
+                return right ? std::string() : text + " is not " + words;
             },
-            "> 0"};
+            ""};
+}
+
+inline CLI::Validator Positive() {
+    return Number("a number above 0", [](double value) { return value > 0; });
+}
+
+inline CLI::Validator NotNegative() {
+    return Number("a number of 0 or more", [](double value) { return value >= 0; });
 }
 
 }  // namespace emulator

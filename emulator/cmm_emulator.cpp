@@ -101,14 +101,14 @@ void AddController(CLI::App &app, Arguments &arguments) {
     invented(app.add_option("--level", arguments.level, "Controller level")->check(byte));
     invented(app.add_option("--option", arguments.option, "Option code")->check(byte));
     invented(app.add_flag("--wants-table", controller.wantsTable, "Ask for the table at the first start"));
-    invented(app.add_option("--speed", controller.speed, "Speed of moves, mm/s")->check(AboveZero()));
+    invented(app.add_option("--speed", controller.speed, "Speed of moves, mm/s")->check(Positive()));
     invented(app.add_option("--probing-speed", controller.probingSpeed, "Speed of probing, mm/s")
-                 ->check(AboveZero()));
+                 ->check(Positive()));
     invented(app.add_option("--event", arguments.events,
                             "Controller event CODE@SECONDS: 30, 31, 32, 48, 50, 51 to 55")
                  ->check(Parses(ParseEvent)));
     app.add_option("--scale", controller.mmPerCount, "Length of a count, mm")
-        ->check(AboveZero())
+        ->check(Positive())
         ->capture_default_str();
     app.add_option("--reply-delay", arguments.replyDelay,
                    "Time from a command to its reply, ms; in a replay where no times are known")
@@ -145,7 +145,7 @@ int main(int argc, char **argv) {
     AddLink(app, arguments);
     HeadOptions &head = arguments.options.headOptions;
     app.add_option("--head-speed", head.speed, "Speed of the head, degrees a second")
-        ->check(AboveZero())
+        ->check(Positive())
         ->capture_default_str();
     app.add_flag("--head-silent", head.silent, "The head answers nothing");
     try {

@@ -42,6 +42,7 @@ size_t WriteDevice(int descriptor, const uint8_t *bytes, size_t count) {
 
 void AwaitInput(const std::vector<int> &descriptors, int64_t microseconds) {
     std::vector<pollfd> waits;
+    waits.reserve(descriptors.size());
     for (const int descriptor : descriptors) waits.push_back({descriptor, POLLIN, 0});
     const int64_t wait = std::max<int64_t>(microseconds, 0);
     const timespec limit{static_cast<time_t>(wait / 1000000), static_cast<long>(wait % 1000000 * 1000)};

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string_view>
 
 #include "command.h"
+#include "format.h"
 
 namespace emulator {
 namespace {
@@ -134,13 +134,6 @@ constexpr std::pair<int, std::string_view> kStates[] = {
     {7, "emergency"}, {8, "stopped"}, {9, "stopped"}, {10, "wants its table"},
 };
 
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[128];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
 const CommandWords *FindCommand(const Bytes &message) {
     const CommandName name = Command{message}.Name();
     const auto *const known = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const auto &c) {
@@ -194,7 +187,7 @@ std::string RawText(const Bytes &message, size_t from) {
 std::string CommandText(const Bytes &message, double mmPerCount) {
     const CommandWords *const known = FindCommand(message);
     if (known == nullptr) return "unknown" + RawText(message, at::kPayload);
-    const std::string words(known->words);
+    std::string words(known->words);
     switch (known->fields) {
         case Fields::Lengths:
             return words + FieldsText(message, true, mmPerCount);
@@ -240,7 +233,7 @@ std::string ReplyText(const Bytes &message, double mmPerCount) {
     const ReplyWords *const known = FindReply(message[at::kReplyCode]);
     if (known == nullptr) return "unknown" + RawText(message, at::kReplyPayload);
     const Command fields{message};
-    const std::string words(known->words);
+    std::string words(known->words);
     switch (known->payload) {
         case Payload::State:
             return words + StateText(message);

@@ -328,23 +328,24 @@ CC_API void CC_CDECL LEV2_MANSOM(void *armRecord);
 
 /* Numeric control on or off; only in measuring state. Priority message; waits for link acknowledgement.
    Result: 1 sent (also without acknowledgement), 0 wrong state, queue full or, on a prompt line, lost with the
-   link. */
+   link, or never sent. */
 CC_API int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on);
 
 /* Buffer operation n, CC_OPBUF_...; only in measuring state. CC_OPBUF_RESET also empties the move buffer,
    before anything is sent. Waits for link acknowledgement and completion. Result: 1 also without link
-   acknowledgement, but 0 when a prompt line lost it with the link. */
+   acknowledgement, but 0 when a prompt line lost it with the link, or never sent it. */
 CC_API int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n);
 
 /* Orders controller status s, CC_ORDER_...; any other value is refused. Returns at once when the controller
    is there already. Waits for link acknowledgement and completion. Result: 1 also without link
-   acknowledgement, so ask CC_GETSTATUS, but 0 when a prompt line lost it with the link. CC_ORDER_READY first discards what lies unread in the port. */
+   acknowledgement, so ask CC_GETSTATUS, but 0 when a prompt line lost it with the link, or never sent it. On a
+   classic line CC_ORDER_READY first discards what lies unread in the port. */
 CC_API int16_t CC_CALL CC_SETSTATUS(int16_t arm, int16_t s);
 
 /* Emergency stop. code: its low byte is sent, by P01 when code / 256 is not 0 and the controller knows P01,
    else by P00. Priority message, no wait. With a code of 0 to 255 callable from any thread between CC_INIT and
-   the end of CC_DONE, also while another call of the arm waits. Result: 1 queued, or not needed: in emergency already, with
-   extendedStart. */
+   the end of CC_DONE, also while another call of the arm waits. Result: 1 queued, or not needed: in emergency
+   already, with extendedStart; 0 when ten urgent messages wait already, as on a line that is dead. */
 CC_API int16_t CC_CALL CC_EMERGENCY(int16_t arm, int16_t code);
 
 /* Starts zeroing of the machine axes. Waits for completion of the first step; the end arrives later

@@ -28,6 +28,16 @@ string(TIMESTAMP CC_RELEASE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(packaging/changelog.in ${PROJECT_BINARY_DIR}/changelog @ONLY)
 execute_process(COMMAND gzip -9nf changelog WORKING_DIRECTORY ${PROJECT_BINARY_DIR} COMMAND_ERROR_IS_FATAL ANY)
 
+# Manual pages are compressed, as everywhere on a system.
+foreach(page cmm.1 cmm-emulator.1 cc_interface.3)
+  configure_file(docs/man/${page} ${PROJECT_BINARY_DIR}/man/${page} COPYONLY)
+  execute_process(COMMAND gzip -9nf ${page} WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/man COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/man/cmm.1.gz ${PROJECT_BINARY_DIR}/man/cmm-emulator.1.gz
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/man/cc_interface.3.gz
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+
 set(library libcc-interface${PROJECT_VERSION_MAJOR})
 cc_debian_package(library ${library} libs "" "host-side interface of a coordinate-measuring machine"
   "Measuring software loads this library to open, start and move one or two arms,\nto probe and scan with them, and to drive a motorised probe head, over serial\nlines or in simulation.")

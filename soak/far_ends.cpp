@@ -135,13 +135,13 @@ class FarEnds {
         std::vector<bool> had = std::vector<bool>(kSerials);
     };
 
-    // A message with a serial number must not come twice on a prompt line.
+    // A message with a serial number must not come twice on a prompt line. The M of G34 is a length.
     void Take(Arm &arm, const Bytes &message) {
         const Command command{message};
         uint32_t serial = 0;
         if (command.Number() == cc::CommandNumber(cc::command::O00)) {
             serial = command.Word(cc::at::kPayload) | uint32_t{command.Word(cc::at::kPayload + 2)} << 16;
-        } else if (command.Name().letter == 'G') {
+        } else if (command.Name().letter == 'G' && command.Number() != cc::CommandNumber(cc::command::G34)) {
             serial = static_cast<uint32_t>(command.Field('M').value_or(0));
         }
         if (serial % kSerials == 0 || serial >= 2 * kPromptSerial) return;

@@ -1,13 +1,16 @@
 // The command-line program: its commands, and how their failures end it.
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 
+#include "config/config_command.h"
+#include "machine/background_call.h"
 #include "machine/console.h"
 #include "machine/failure.h"
-#include "machine/probe_head.h"
+#include "machine/temporaries.h"
 #include "measure/measure_command.h"
+#include "ports/ports_command.h"
 #include "trace/trace_command.h"
+#include "watch/watch_command.h"
 
 namespace {
 
@@ -23,7 +26,10 @@ int Run(int argc, char **argv) {
     app.footer(kStatuses);
     cmm::AddDemoCommand(app);
     cmm::AddMeasureCommand(app);
+    cmm::AddPortsCommand(app);
+    cmm::AddWatchCommand(app);
     cmm::AddTraceCommand(app);
+    cmm::AddConfigCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
@@ -47,7 +53,7 @@ int Run(int argc, char **argv) {
 int main(int argc, char **argv) {
     const int status = Run(argc, argv);
     std::fflush(nullptr);
-    // The library cannot be unloaded under a call that still waits for a mute head.
-    if (cmm::ProbeHead::HasLeftThread()) std::_Exit(status);
+    // The library cannot be unloaded under a call that still waits, as for a mute head.
+    if (cmm::BackgroundCall::HasLeftThread()) cmm::EndAtOnce(status);
     return status;
 }

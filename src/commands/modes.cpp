@@ -48,14 +48,14 @@ const StatusOrder *FindStatusOrder(int16_t status) {
 }
 
 // Waits for the answer to the message queued last. Without an acknowledgement it stays queued, and the call succeeds all
-// the same; what was given up with the link is no longer awaited.
+// the same; what is lost is no longer awaited.
 bool CompleteOrLeaveQueued(ArmContext &context, int16_t arm) {
     switch (WaitForAckOrLoss(context)) {
         case Delivery::Acknowledged:
             return WaitForCompletion(context, arm);
         case Delivery::Queued:
             return true;
-        case Delivery::GivenUp:
+        case Delivery::Lost:
             break;
     }
     context.replies.awaitedReply = awaited::kNothing;
@@ -124,7 +124,7 @@ int16_t CC_CALL CC_NCONOFF(int16_t arm, int16_t on) {
     if (context == nullptr || !IsMeasuring(*context)) return 0;
     const CommandMessage message(on != 0 ? command::P02 : command::P03);
     if (!QueueMessage(context->link, kPriority, message)) return 0;
-    return WaitForAckOrLoss(*context) != Delivery::GivenUp;
+    return WaitForAckOrLoss(*context) != Delivery::Lost;
 }
 
 int16_t CC_CALL CC_OPBUF(int16_t arm, int16_t n) {

@@ -64,13 +64,14 @@ bool WaitFor(ArmContext &context, const MessageSlot *slot, uint32_t timeoutMs) {
     return false;
 }
 
-// Of the message queued last.
+// Of the message queued last. On a prompt line nothing stays behind that was never sent: hours later it would run.
 Delivery AwaitDelivery(ArmContext &context, uint32_t timeoutMs) {
-    const LinkState &link = context.link;
-    const MessageSlot *const command = link.lastQueued;
-    if (!WaitFor(context, command, timeoutMs)) return Delivery::Queued;
+    LinkState &link = context.link;
+    MessageSlot *const command = link.lastQueued;
+    if (!WaitFor(context, command, timeoutMs))
+        return Withdraw(link, command) ? Delivery::Lost : Delivery::Queued;
     const bool givenUp = command != nullptr && link.lostSlot.load(std::memory_order_acquire) == command;
-    return givenUp ? Delivery::GivenUp : Delivery::Acknowledged;
+    return givenUp ? Delivery::Lost : Delivery::Acknowledged;
 }
 
 bool SendAndComplete(ArmContext &context, int16_t arm, const CommandMessage &message, bool &queued) {
@@ -93,10 +94,7 @@ Delivery WaitForAckOrLoss(ArmContext &context) {
 }
 
 bool WaitForAck(ArmContext &context, uint32_t timeoutMs) {
-    MessageSlot *const command = context.link.lastQueued;
-    const Delivery delivery = AwaitDelivery(context, timeoutMs);
-    if (delivery == Delivery::Queued) Withdraw(context.link, command);
-    return delivery == Delivery::Acknowledged;
+    return AwaitDelivery(context, timeoutMs) == Delivery::Acknowledged;
 }
 
 bool WaitForAckOf(ArmContext &context, const MessageSlot &slot) {

@@ -10,9 +10,9 @@ namespace cc {
 
 inline constexpr uint32_t kAckTimeoutMs = 3000;
 
-/// How the wait for an acknowledgement ended: it came, it is still to come, or the message was given up with a prompt
-/// line's link.
-enum class Delivery { Acknowledged, Queued, GivenUp };
+/// How the wait for an acknowledgement ended: it came; it is still to come; or it never will, as a prompt line gave the
+/// message up with its link, or took it back before it was ever sent.
+enum class Delivery { Acknowledged, Queued, Lost };
 
 /// Waits on a prompt line until something has come that a wait may be for, at most `milliseconds`; where the system
 /// refused the event, until it is time to look again.
@@ -26,7 +26,7 @@ void AwaitProgress(LinkState &link, uint32_t milliseconds);
 /// however long its call has failed.
 bool WaitForAck(ArmContext &context, uint32_t timeoutMs = kAckTimeoutMs);
 
-/// The same, for calls that succeed with what they leave queued: nothing is taken back.
+/// The same, for calls that succeed with a message that is still to be acknowledged.
 Delivery WaitForAckOrLoss(ArmContext &context);
 
 /// The same for the message in `slot` of the send queue. Result: whether it was acknowledged.

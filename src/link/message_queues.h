@@ -7,8 +7,8 @@
 namespace cc {
 
 /// Which message of the move buffer a slot holds: any number that its sender gives, or this. The numbers of what one
-/// reset of the move buffer separates differ above kMoveBits.
-inline constexpr int32_t kNoMove = -1;
+/// reset of the move buffer separates differ above kMoveBits. 0, so that the queues need no place in the library's file.
+inline constexpr int32_t kNoMove = 0;
 inline constexpr int kMoveBits = 8;
 
 /// One message, or in a send queue of a real port its frame. The length is the hand-over between the ring's

@@ -94,10 +94,11 @@ bool QueueMove(LinkState &link, int32_t length, const uint8_t *bytes, int32_t mo
     return true;
 }
 
-void Withdraw(LinkState &link, MessageSlot *command) {
-    if (!link.promptLine || command == nullptr) return;
+bool Withdraw(LinkState &link, MessageSlot *command) {
+    if (!link.promptLine || command == nullptr) return false;
     const LinkGuard guard(link);
-    if (command->IsBusy() && command->data[0] == kNotTransmitted) command->dropped = true;
+    command->dropped = command->IsBusy() && command->data[0] == kNotTransmitted;
+    return command->dropped;
 }
 
 uint16_t LinkFault(const LinkState &link) {

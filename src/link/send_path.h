@@ -31,7 +31,7 @@ bool QueueMove(LinkState &link, int32_t length, const uint8_t *bytes, int32_t mo
 
 /// Prompt line: takes a command back out of its queue, if it has never been sent, so that a call that failed is not
 /// executed later. Null is no command.
-void Withdraw(LinkState &link, MessageSlot *command) CC_EXCLUDES(link.lock);
+bool Withdraw(LinkState &link, MessageSlot *command) CC_EXCLUDES(link.lock);
 
 /// awaitingPeerStart in bits 8 to 15 and awaitingStartAck in bits 0 to 7.
 uint16_t LinkFault(const LinkState &link);

@@ -69,11 +69,11 @@ void FileMessage(MoveBuffer &moves, const uint8_t *bytes, int32_t length) {
 
 int32_t MoveNumber(const MoveBuffer &moves, const MoveSlot &slot) {
     return static_cast<int32_t>((moves.resets << kMoveBits & INT32_MAX) |
-                                static_cast<uint32_t>(slot.firstEntry));
+                                static_cast<uint32_t>(slot.firstEntry + 1));
 }
 
 bool RejectFrom(MoveBuffer &moves, int32_t number) {
-    const MoveSlot lost{.firstEntry = number & ((1 << kMoveBits) - 1)};
+    const MoveSlot lost{.firstEntry = (number & ((1 << kMoveBits) - 1)) - 1};
     if (MoveNumber(moves, lost) != number) return false;
     const int32_t end = moves.unclaimedEntry;
     int32_t entry = lost.firstEntry;

@@ -2,11 +2,9 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -19,65 +17,12 @@
 #include "line_host.h"
 #include "pseudo_terminal.h"
 #include "support/port_folder.h"
+#include "support/program.h"
 
 namespace cc::test {
 namespace {
 
 using namespace emulator;
-
-constexpr uid_t kNobody = 65534;
-
-/// cmm with its output in a pipe. A test has one thread when it forks.
-class Program {
-  public:
-    explicit Program(const std::vector<std::string> &arguments, bool asNobody = false) {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0) return;
-        fcntl(ends[0], F_SETFL, O_NONBLOCK);
-        output_ = ends[0];
-        process_ = fork();
-        if (process_ == 0) {
-            const int input = open("/dev/null", O_RDONLY);
-            for (const auto &[from, to] : {std::pair(input, 0), {ends[1], 1}, {ends[1], 2}}) dup2(from, to);
-            std::vector<char *> argv = {const_cast<char *>(CMM_PROGRAM)};
-            for (const std::string &argument : arguments)
-                argv.push_back(const_cast<char *>(argument.c_str()));
-            argv.push_back(nullptr);
-            const bool changed =
-                !asNobody || (setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0);
-            if (changed) execv(CMM_PROGRAM, argv.data());
-            _exit(99);
-        }
-        close(ends[1]);
-    }
-    ~Program() { close(output_); }
-    Program(const Program &) = delete;
-    Program &operator=(const Program &) = delete;
-
-    void Signal(int number) const { kill(process_, number); }
-    /// Takes what has been said, or waits so long for it. Result: whether the program runs.
-    bool Runs(int milliseconds = 0) {
-        pollfd spoken{output_, POLLIN, 0};
-        poll(&spoken, 1, milliseconds);
-        char text[4096];
-        ssize_t count = 0;
-        while ((count = read(output_, text, sizeof text)) > 0)
-            said += std::string(text, static_cast<size_t>(count));
-        return count != 0;
-    }
-    /// Its exit status, once it has ended; -1 when a signal killed it.
-    int Status() const {
-        int status = 0;
-        waitpid(process_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    std::string said;
-
-  private:
-    pid_t process_ = -1;
-    int output_ = -1;
-};
 
 /// Something that is done to the work when the wire has said something.
 struct Deed {
@@ -96,6 +41,7 @@ struct Case {
     bool headIsMute = false;
     bool withPart = true;
     std::string lastTouch = "S72, to state 2";  // no touch comes behind this frame
+    bool byPath = false;                        // the ports are named by their devices
 };
 
 std::function<void(Program &, Controller &)> Send(int number) {
@@ -108,7 +54,15 @@ std::function<void(Program &, Controller &)> Give(uint8_t code) {
 class CmmProcess : public testing::Test {
   protected:
     void SetUp() override {
+        setenv("TMPDIR", temporaries.c_str(), 1);
+        mkdir(temporaries.c_str(), 0777);
         std::ofstream(ini) << "[Timers]\nLo Period=5\nHi Period=5\ntimeout=2\nPH9 timeout=6\nLine mode=1\n";
+    }
+
+    // However the program ends, nothing of it is left.
+    void TearDown() override {
+        EXPECT_EQ(rmdir(temporaries.c_str()), 0);
+        unsetenv("TMPDIR");
     }
 
     std::vector<std::string> Arguments(const std::string &port, const std::vector<std::string> &more) const {
@@ -121,6 +75,7 @@ class CmmProcess : public testing::Test {
 
     PortFolder folder;
     std::string ini = folder.path + "/machine.ini";
+    std::string temporaries = folder.path + "/temporaries";
 };
 
 class CmmStops : public CmmProcess, public testing::WithParamInterface<Case> {};
@@ -146,9 +101,11 @@ TEST_P(CmmStops, AndTheMachineToo) {
     controller.onFrame = [&words](int64_t now, Direction direction, const Bytes &frame) {
         words.emplace_back(now, FrameWords(direction, frame));
     };
-    std::vector<std::string> arguments = Arguments("COM3", {"--centre", "100", "80", "50"});
+    std::vector<std::string> arguments =
+        Arguments(test.byPath ? terminal.Path() : "COM3", {"--centre", "100", "80", "50"});
     if (test.arguments.empty()) arguments.insert(arguments.end(), {"--radius", "15"});
     arguments.insert(arguments.end(), test.arguments.begin(), test.arguments.end());
+    if (test.byPath) arguments.insert(arguments.end(), {"--head-port", headTerminal.Path()});
     Program program(arguments);
     size_t done = 0;
     std::optional<int64_t> lastDeed;
@@ -179,7 +136,7 @@ TEST_P(CmmStops, AndTheMachineToo) {
         EXPECT_LT(time - lastDeed.value_or(0), kSecond / 2);
     }
     const auto hasEmergency = [](const auto &entry) { return entry.second.find("P00") != std::string::npos; };
-    const bool wanted = test.deeds.size() == 2;
+    const bool wanted = test.deeds.size() >= 2;
     EXPECT_EQ(std::any_of(words.begin(), words.end(), hasEmergency), wanted);
     EXPECT_TRUE(controller.IsAtRest() || !test.fault.empty());
 }
@@ -203,6 +160,16 @@ const Case kCases[] = {
      {"while the probe head turned", "it ends its turn by itself", "EMERGENCY is ordered"},
      {{"A45", 1, Send(SIGINT)}, {"S25, reset buffer", 2, Send(SIGINT)}},
      {"--radius", "15", "--head-port", "COM4"}},
+    {"ByPathThrice",
+     4,
+     {"Arm 1 is open on /dev/pts/", "probe head on /dev/pts/", "The program ends; the emergency was ordered"},
+     {{"reply 9", 5, Send(SIGINT)}, {"S71, to state 1", 2, Send(SIGINT)}, {"P00", 1, Send(SIGINT)}},
+     {"--radius", "15"},
+     "",
+     false,
+     true,
+     "S72, to state 2",
+     true},
     {"HangUp", 4, {"The machine is stopped"}, {{"reply 9", 2, Send(SIGHUP)}}},
     {"NothingThere",
      1,
@@ -270,11 +237,13 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
         bool asNobody = false;
     } kWrong[] = {
         {"COM4", with({}), 3, "com4): there is no such device"},
+        {"/nowhere/ttyUSB0", with({}), 3, "the controller's port /nowhere/ttyUSB0: there is no such device"},
+        {busy.Path(), with({}), 3, busy.Path() + " is busy: cmm_tests"},
         {"COM5", with({}), 3, "run 'sudo adduser nobody dialout'", true},
         {"COM6", with({}), 3, "is busy: cmm_tests (process " + std::to_string(getpid())},
         {"COMX", with({}), 2, "'COMX' is no port of a controller"},
         {"COM5", {"--centre", "1", "2", "3"}, 2, "a sphere on a machine needs --radius"},
-        {"COM5", {"--radius", "-1"}, 2, "-1 is not a length above 0"},
+        {"COM5", {"--radius", "-1"}, 2, "-1 is not a number above 0"},
         {"COM5", with({"--axis", "0", "0", "0"}), 2, "--axis has no direction"},
         {"COM5", with({"--csv", "/nowhere/there.csv"}), 2, "cannot write /nowhere/there.csv"},
         {"COM5", with({"--bore"}), 2, "--bore is for a circle or a cylinder"},
@@ -292,6 +261,28 @@ TEST_F(CmmProcess, TellsWhatIsWrongBeforeItMoves) {
                                                                     << program.said;
     }
     close(held);
+}
+
+TEST_F(CmmProcess, MovesNothingUnlessTheAnswerIsYes) {
+    PseudoTerminal operatorsTerminal;
+    for (const bool answers : {true, false}) {
+        std::vector<std::string> arguments = Arguments("COM5", {"--centre", "1", "2", "3", "--radius", "4"});
+        arguments.erase(std::find(arguments.begin(), arguments.end(), "--yes"));
+        Program program(arguments, false, operatorsTerminal.Path());
+        const auto isAsked = [&program] { return program.said.find("[y/N]") != std::string::npos; };
+        while (!isAsked() && program.Runs(1000)) {
+        }
+        if (answers) {
+            operatorsTerminal.Write(reinterpret_cast<const uint8_t *>("n\n"), 2);
+        } else {
+            program.Signal(SIGINT);
+        }
+        while (program.Runs(1000)) {
+        }
+        EXPECT_EQ(program.Status(), 4) << program.said;
+        const char *const reason = answers ? "the answer was no" : "no order is left with the machine";
+        EXPECT_NE(program.said.find(reason), std::string::npos) << program.said;
+    }
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ check '--axis' "$1/cmm" measure --emulate --ax
 check '--normal' "$1/cmm" demo plane --no
 check 'circle cylinder' "$1/cmm" measure --yes c
 check 'COM7' "$1/cmm" measure --head-port co
+check '/dev/null' "$1/cmm" watch --port /dev/nul
 check "$2" "$1/cmm" measure --csv "${2%sh}"
 check "$2" "$1/cmm" demo --ini "${2%sh}"
-check '--link-dir --log --level' "$1/cmm-emulator" --l
+check '--link-dir --level --log' "$1/cmm-emulator" --l
 check 'plate plane' "$1/cmm-emulator" --part pl

@@ -25,7 +25,8 @@ grep -q '\[-Wpadded\]' "$folder/log"
 sed -n 's/^ *"command": "[^ ]* *\(.*\) -o .*client\.c.*/\1/p' "$folder/build/compile_commands.json" > "$folder/flags"
 echo "-I$1/include -Wpadded -Werror" | diff - "$folder/flags"
 # What was built, and what an installation takes.
-find "$folder/build" -path '*/CMakeFiles' -prune -o -type f \( -perm -u+x -o -name '*.a' \) -printf '%P\n' | sort > "$folder/built"
-printf 'client\nembedded/src/libCC_Interface.so\n' | diff - "$folder/built"
+find "$folder/build" -path '*/CMakeFiles' -prune -o -type f \( -perm -u+x -o -name '*.a' \) -printf '%P\n' |
+  sed 's/\.so\.[0-9.]*$/.so.VERSION/' | sort > "$folder/built"
+printf 'client\nembedded/src/libCC_Interface.so.VERSION\n' | diff - "$folder/built"
 cmake --install "$folder/build" --prefix "$folder/usr" > /dev/null
 [ ! -e "$folder/usr" ]

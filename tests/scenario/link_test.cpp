@@ -356,7 +356,8 @@ TEST_P(LinkInBothModes, WithoutAcknowledgementTheOperatorSeesABox) {
     for (const auto &[call, result] : kCases) {
         World::Instance().messageBoxes.clear();
         const double before = Seconds();
-        EXPECT_EQ(call(), result);
+        // The first one's message is on its way for 4 s; the next ones are never sent.
+        EXPECT_EQ(call(), IsPrompt() && &result != &kCases[0].second ? 0 : result);
         EXPECT_EQ(World::Instance().messageBoxes, std::vector<std::string>{" No ACK Received "});
         EXPECT_NEAR(Seconds() - before, 3, IsPrompt() ? 0.051 : 1e-6);
     }
@@ -452,6 +453,15 @@ TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
         wire.Take();
     }
     EXPECT_TRUE(World::Instance().messageBoxes.empty());
+    // Never sent: it does not run when the link is back.
+    for (const auto &call : kCalls) {
+        ForceLinkDown(arm1.link);
+        EXPECT_EQ(call(), 0);
+        wire.Take();
+        wire.Send("06 08");
+        Pass(100);
+        EXPECT_TRUE(wire.Take().empty());
+    }
 }
 
 TEST_P(LinkInBothModes, FramesThatFitNoSlotAreRefused) {

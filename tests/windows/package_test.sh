@@ -7,7 +7,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 unzip -q "$build"/CC_Interface-*-windows"$3".zip -d "$folder"
 cd "$folder"/CC_Interface-*-windows"$3"
-for file in README.txt windows.md protocol.md bin/CC_Interface.dll bin/demo.ini \
+for file in README.txt windows.md protocol.md bin/CC_Interface.dll bin/cmm-emulator.exe bin/demo.ini \
   lib/cmake/CC_Interface/CC_InterfaceConfig.cmake; do
   [ -s "$file" ]
 done

@@ -9,7 +9,11 @@ _cmm_value() {
       for link in "${CC_PORT_DIR:-/dev/null}"/com*; do
         [ -e "$link" ] && names+=" ${link##*/}"
       done
-      mapfile -t COMPREPLY < <(compgen -W "${names^^}" -- "${2^^}")
+      if [[ $2 == */* ]]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "$2")
+      else
+        mapfile -t COMPREPLY < <(compgen -W "${names^^}" -- "${2^^}")
+      fi
       ;;
     --picture | --csv | --json) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
     *) return 1 ;;

@@ -1,12 +1,14 @@
 #include "machine/arm.h"
 
-#include <cstdio>
-
+#include "format.h"
 #include "machine/machine_words.h"
+#include "machine/port_names.h"
 #include "machine/worker_loop.h"
 
 namespace cmm {
 namespace {
+
+using emulator::Format;
 
 using std::chrono::seconds;
 
@@ -32,13 +34,6 @@ void OnBox(const char *, void *) {
     acknowledgementMissed = true;
 }
 
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
 // Events that come with every point or in answer to a question, and are not news.
 bool IsUsual(int32_t event, uint32_t info) {
     return event == CC_EVENT_MOVE_DONE || event == CC_EVENT_COORDINATES ||
@@ -51,7 +46,7 @@ bool IsUsual(int32_t event, uint32_t info) {
 // ---- opening
 
 Arm::Arm(const ArmOptions &options, Console &console, OperatorStop &operatorStop)
-    : console_(console), operatorStop_(operatorStop), port_(options.port), doing_(kResting) {
+    : console_(console), operatorStop_(operatorStop), port_(PortName(options.port)), doing_(kResting) {
     current = this;
     acknowledgementMissed = false;
     TakeBoxes(OnBox);
@@ -81,7 +76,7 @@ void Arm::Open(const ArmOptions &options) {
     Check();
     console_.Say("Arm 1 is open " + (options.simulation ? "in simulation" : "on " + port_) +
                  Format(": controller type %u, level %u", info.controllerType, info.controllerLevel) +
-                 (head_ ? ", probe head on " + options.headPort : ""));
+                 (head_ ? ", probe head on " + PortName(options.headPort) : ""));
 }
 
 Arm::~Arm() {
@@ -189,7 +184,7 @@ void Arm::Run() {
 
 void Arm::Check() {
     if (operatorStop_.IsWanted()) throw Failure(kStopped, "stopped by the operator while " + WhatRuns());
-    if (failure_) throw *failure_;
+    if (failure_) throw Failure(*failure_);
     if (acknowledgementMissed) {
         linkLost_ = true;
         throw Failure(kNotReached, kNoAcknowledgement, kLookAtLine);

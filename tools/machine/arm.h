@@ -21,7 +21,7 @@ namespace cmm {
 
 struct ArmOptions {
     std::string iniFile;
-    std::string port;      // "COM3"; unused in simulation
+    std::string port;      // for CC_INIT, "COM3"; unused in simulation
     std::string headPort;  // empty: no head
     bool simulation = false;
     double linearScale = 0.0001;  // mm per count
@@ -91,7 +91,7 @@ class Arm {
 
     Console &console_;
     OperatorStop &operatorStop_;
-    std::string port_;
+    const std::string port_;  // as the operator names it
     std::unique_ptr<ProbeHead> head_;
     bool open_ = false;
     bool closing_ = false;

@@ -1,5 +1,6 @@
 #include "machine/console.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "machine/terminal.h"
@@ -14,8 +15,8 @@ void Write(std::FILE *stream, const std::string &text) {
 
 std::string Minutes(double seconds) {
     char text[32];
-    const int whole = static_cast<int>(seconds + 0.5);
-    std::snprintf(text, sizeof text, "%d:%02d", whole / 60, whole % 60);
+    const long whole = std::lround(seconds);
+    std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
     return text;
 }
 

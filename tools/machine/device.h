@@ -11,7 +11,8 @@ namespace cmm {
 /// what to do about it. portText: as given to CC_INIT, "COM3:9600,e,8,1"; `whose`: "controller" or "head".
 Failure PortFailure(const std::string &portText, const std::string &whose);
 
-/// Where a port text leads on this system: "COM3" or "/dev/ttyS2".
-std::string DeviceOf(const std::string &portText);
+/// What uses a serial device, "cmm-emulator (process 4711)", as far as the system tells without opening it; empty: nothing
+/// is known to. Windows tells nothing.
+std::string UserOf(const std::string &device);
 
 }  // namespace cmm

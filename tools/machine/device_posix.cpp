@@ -13,6 +13,7 @@
 #include <fstream>
 
 #include "machine/device.h"
+#include "machine/port_names.h"
 
 namespace cmm {
 namespace {
@@ -27,10 +28,8 @@ std::string ProgramName(int process) {
 }
 
 // Who holds a file lock on the device: lines of the system are "3: FLOCK ADVISORY WRITE 4711 00:19:5 0 EOF", with the
-// last part of the third number as its inode.
-std::string Holder(int device) {
-    struct stat status {};
-    if (fstat(device, &status) != 0) return "another program";
+// last part of the third number as its inode. Empty: nobody is found.
+std::string Holder(const struct stat &status) {
     std::ifstream locks("/proc/locks");
     std::string number, kind, mode, access, file, rest;
     int process = 0;
@@ -39,7 +38,7 @@ std::string Holder(int device) {
         if (kind == "FLOCK" && process > 0 && file.substr(inode) == std::to_string(status.st_ino))
             return ProgramName(process);
     }
-    return "another program";
+    return {};
 }
 
 Failure PermissionFailure(const std::string &device, const std::string &subject) {
@@ -61,38 +60,33 @@ Failure PermissionFailure(const std::string &device, const std::string &subject)
 
 }  // namespace
 
-std::string DeviceOf(const std::string &portText) {
-    const int number = std::atoi(portText.c_str() + 3);
-    const char *const folder = std::getenv("CC_PORT_DIR");
-    if (folder != nullptr && *folder != '\0') return std::string(folder) + "/com" + std::to_string(number);
-    return "/dev/ttyS" + std::to_string(number - 1);
+std::string UserOf(const std::string &device) {
+    struct stat status {};
+    return stat(device.c_str(), &status) == 0 ? Holder(status) : "";
 }
 
 Failure PortFailure(const std::string &portText, const std::string &whose) {
     const std::string device = DeviceOf(portText);
-    const std::string subject = "the " + whose + "'s port " + portText + " (" + device + ")";
+    const std::string subject = "the " + whose + "'s port " + PortWords(portText);
     const int descriptor = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     const int error = errno;
     if (descriptor < 0 && error == EACCES) return PermissionFailure(device, subject);
     if (descriptor < 0 && error == EBUSY)
         return {kNotReached, subject + " is busy", "Close the program that uses it."};
     if (descriptor < 0) {
-        const char *const folder = std::getenv("CC_PORT_DIR");
-        const bool links = folder != nullptr && *folder != '\0';
         return {kNotReached,
                 subject + ": " + (error == ENOENT ? "there is no such device" : std::strerror(error)),
-                links ? "CC_PORT_DIR is the folder of links comN to devices: set the link, or another port."
-                      : "Name another port, or set CC_PORT_DIR to a folder of links, such as com3 to "
-                        "/dev/ttyUSB0."};
+                "'cmm ports' lists the serial devices: name one of them by its path."};
     }
     termios mode{};
     const bool isSerial = tcgetattr(descriptor, &mode) == 0;
     const bool isFree = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
-    const std::string holder = isFree ? "" : Holder(descriptor);
+    const std::string holder = isFree ? "" : UserOf(device);
     close(descriptor);
     if (!isSerial) return {kNotReached, subject + " has no serial line behind it", "Is it the right port?"};
     if (!isFree)
-        return {kNotReached, subject + " is busy: " + holder + " uses it",
+        return {kNotReached,
+                subject + " is busy: " + (holder.empty() ? "another program" : holder) + " uses it",
                 "Close that program, or wait for it."};
     return {kNotReached, subject + " was not opened, but can be now", "Try once more."};
 }

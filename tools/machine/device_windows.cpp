@@ -1,13 +1,12 @@
 #include <windows.h>
 
-#include <cstdlib>
-
 #include "machine/device.h"
+#include "machine/port_names.h"
 
 namespace cmm {
 
-std::string DeviceOf(const std::string &portText) {
-    return "COM" + std::to_string(std::atoi(portText.c_str() + 3));
+std::string UserOf(const std::string &) {
+    return {};
 }
 
 Failure PortFailure(const std::string &portText, const std::string &whose) {
@@ -21,8 +20,7 @@ Failure PortFailure(const std::string &portText, const std::string &whose) {
         return {kNotReached, subject + " was not opened, but can be now", "Try once more."};
     }
     if (error == ERROR_FILE_NOT_FOUND)
-        return {kNotReached, subject + ": there is no such device",
-                "The device manager shows which there are."};
+        return {kNotReached, subject + ": there is no such device", "'cmm ports' lists the serial devices."};
     if (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION)
         return {kNotReached, subject + " is busy, or may not be used", "Close the program that uses it."};
     return {kNotReached, subject + " cannot be opened: error " + std::to_string(error) + " of the system",

@@ -16,6 +16,9 @@ class EmulatedLine {
     EmulatedLine(std::shared_ptr<const emulator::Part> part, double mmPerCount);
     ~EmulatedLine();
 
+    /// Whether the system has what it needs.
+    static bool IsPossible();
+
     /// Port name of the controller.
     std::string Port() const;
     /// Port name of the head.

@@ -9,6 +9,7 @@
 #include "head.h"
 #include "line_host.h"
 #include "machine/emulated_line.h"
+#include "machine/port_folder.h"
 #include "pseudo_terminal.h"
 
 namespace cmm {
@@ -16,12 +17,6 @@ namespace {
 
 constexpr int kControllerPort = 3;
 constexpr int kHeadPort = 4;
-
-std::string MakeFolder() {
-    std::string folder = "/tmp/cmm_ports_XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder for the emulated port");
-    return folder;
-}
 
 emulator::ControllerOptions Options(std::shared_ptr<const emulator::Part> part, double mmPerCount) {
     emulator::ControllerOptions options;
@@ -36,11 +31,10 @@ emulator::ControllerOptions Options(std::shared_ptr<const emulator::Part> part, 
 struct EmulatedLine::Running {
     Running(std::shared_ptr<const emulator::Part> part, double mmPerCount)
         : controller(Options(std::move(part), mmPerCount)) {
-        terminal.LinkAs(folder, kControllerPort);
-        setenv("CC_PORT_DIR", folder.c_str(), 1);
+        terminal.LinkAs(folder.Path(), kControllerPort);
         host.Add(controller, terminal.Descriptor(), emulator::kByteTimeController,
                  [this] { terminal.Unplug(); });
-        headTerminal.LinkAs(folder, kHeadPort);
+        headTerminal.LinkAs(folder.Path(), kHeadPort);
         host.Add(head, headTerminal.Descriptor(), emulator::kByteTimeHead, [this] { headTerminal.Unplug(); });
         thread = std::thread([this] { host.Run(stop); });
     }
@@ -49,10 +43,9 @@ struct EmulatedLine::Running {
         thread.join();
         terminal.Unplug();
         headTerminal.Unplug();
-        rmdir(folder.c_str());
     }
 
-    std::string folder = MakeFolder();
+    const PortFolder folder;
     emulator::Controller controller;
     emulator::Head head{emulator::HeadOptions{}};
     emulator::PseudoTerminal terminal;
@@ -66,6 +59,10 @@ EmulatedLine::EmulatedLine(std::shared_ptr<const emulator::Part> part, double mm
     : running_(std::make_unique<Running>(std::move(part), mmPerCount)) {}
 
 EmulatedLine::~EmulatedLine() = default;
+
+bool EmulatedLine::IsPossible() {
+    return true;
+}
 
 std::string EmulatedLine::Port() const {
     return "COM" + std::to_string(kControllerPort);

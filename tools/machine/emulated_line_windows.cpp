@@ -13,6 +13,10 @@ EmulatedLine::EmulatedLine(std::shared_ptr<const emulator::Part>, double) {
 
 EmulatedLine::~EmulatedLine() = default;
 
+bool EmulatedLine::IsPossible() {
+    return false;
+}
+
 std::string EmulatedLine::Port() const {
     return {};
 }

@@ -1,22 +1,17 @@
 #include "machine/machine_words.h"
 
-#include <cstdio>
-
 #include "cc_interface.h"
+#include "format.h"
 #include "machine/device.h"
+#include "machine/port_names.h"
 
 namespace cmm {
 namespace {
 
+using emulator::Format;
+
 // Codes of the head's errors are its letter and this; CC_EMERGENCY passes them on.
 constexpr int kHeadErrors = 100;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 unsigned Word(const void *data) {
     const auto *const bytes = static_cast<const uint8_t *>(data);
@@ -126,12 +121,13 @@ Failure OpeningFailure(uint16_t result, const std::string &portText, const std::
         case CC_BAD_PORT:
         case CC_BAD_HEAD_PORT:
             return {kBadArguments, "'" + portText + "' is no port of a " + whose,
-                    "Write COM and a number from 1 to 256, such as COM3."};
+                    "Write COM and a number from 1 to 256, such as COM3, or the path of a device; 'cmm "
+                    "ports' lists them."};
         case CC_PORT_NOT_OPENED:
             return PortFailure(portText, whose);
         case CC_LINK_START_FAILED:
             return {
-                kNotReached, "nothing answers on " + portText + " (" + DeviceOf(portText) + ")",
+                kNotReached, "nothing answers on " + PortWords(portText),
                 "Is the controller switched on, its cable in this port, and its line set to 9600 baud, even "
                 "parity?"};
         case CC_TIMER_FAILED:

@@ -1,10 +1,8 @@
 #include "machine/operator_stop.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "cc_interface.h"
 #include "machine/failure.h"
+#include "machine/temporaries.h"
 
 namespace cmm {
 namespace {
@@ -25,8 +23,7 @@ void OperatorStop::OnSignal() {
     if (leaves) {
         console_.Say(emergency_ ? "The program ends; the emergency was ordered."
                                 : "The program ends; no order is left with the machine.");
-        std::fflush(nullptr);
-        std::_Exit(kStopped);
+        EndAtOnce(kStopped);
     }
     if (phase == Phase::Opening) {
         console_.Say("Stop, as soon as the arm has answered. Once more: the program ends at once.");

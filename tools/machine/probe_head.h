@@ -1,10 +1,10 @@
 // The probe head, without letting anybody wait for it who must act.
 #pragma once
 
-#include <atomic>
 #include <functional>
-#include <memory>
 #include <string>
+
+#include "machine/background_call.h"
 
 namespace cmm {
 
@@ -18,7 +18,7 @@ class ProbeHead {
 
     /// Opens the head's port, once arm 1 is open. Failures are thrown as Failure, so are those of the other functions.
     ProbeHead(const std::string &port, const std::string &iniFile, const Meanwhile &meanwhile);
-    /// A head that does not answer is left alone: see HasLeftThread.
+    /// A head that does not answer is left alone: see BackgroundCall.
     ~ProbeHead();
     ProbeHead(const ProbeHead &) = delete;
     ProbeHead &operator=(const ProbeHead &) = delete;
@@ -32,17 +32,12 @@ class ProbeHead {
 
     /// Code of the emergency that an error of the head asks for; 0: there was none. Known once the worker has run.
     static int ErrorCode();
-    /// Whether a thread is left that waits for a mute head. The program must then end without unloading the library.
-    static bool HasLeftThread();
 
   private:
-    struct Thread;
-
-    void LeaveOrJoin();
     int Await(std::function<int()> call, double seconds, const Meanwhile &meanwhile);
 
     std::string port_;
-    std::shared_ptr<Thread> thread_;
+    BackgroundCall call_;
     bool closing_ = false;
 };
 

@@ -1,7 +1,10 @@
 // The initialisation file of a program that was given none.
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "machine/temporaries.h"
 
 namespace cmm {
 
@@ -9,17 +12,15 @@ namespace cmm {
 /// object. The library reads it in CC_INIT only. Failures are thrown as std::runtime_error.
 class SettingsFile {
   public:
-    /// `given`: a file of the operator's, which is used instead; empty: there is none.
-    explicit SettingsFile(const std::string &given);
-    ~SettingsFile();
-    SettingsFile(const SettingsFile &) = delete;
-    SettingsFile &operator=(const SettingsFile &) = delete;
+    /// `given`: a file of the operator's, which is used instead; empty: there is none. `timeouts`: lines of its section
+    /// "Timers" that say how long is waited.
+    explicit SettingsFile(const std::string &given, const std::string &timeouts = "timeout=2\n");
 
     const std::string &Path() const { return path_; }
 
   private:
     std::string path_;
-    bool own_;
+    std::optional<Temporary> own_;
 };
 
 }  // namespace cmm

@@ -104,7 +104,7 @@ Fit FitPlane(const std::vector<Vector3d> &points, const Vector3d &normal) {
     fit.centre = Mean(points);
     const MatrixXd arms = InFrame(points, fit.centre, Vector3d::UnitZ());
     const Eigen::JacobiSVD<MatrixXd> decomposition(arms, Eigen::ComputeFullU);
-    const VectorXd extents = decomposition.singularValues();
+    const VectorXd &extents = decomposition.singularValues();
     if (!(extents(1) > kFlat * extents(0)))
         throw std::invalid_argument("the points do not determine a plane");
     fit.axis = decomposition.matrixU().col(2);

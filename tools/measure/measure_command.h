@@ -1,9 +1,7 @@
 // cmm demo and cmm measure.
 #pragma once
 
-namespace CLI {
-class App;
-}
+#include <CLI/App.hpp>
 
 namespace cmm {
 

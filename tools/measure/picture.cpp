@@ -1,12 +1,14 @@
 #include "measure/picture.h"
+#include "format.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 
 namespace cmm {
 namespace {
+
+using emulator::Format;
 
 using Eigen::Vector2d;
 using Eigen::Vector3d;
@@ -20,13 +22,6 @@ constexpr double kMapLeft = 75, kMapSize = 430;
 constexpr double kBarsLeft = 600, kBarsWidth = 300;
 constexpr double kWidth = 940;
 constexpr double kShortestRow = 11;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[400];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 std::string Escaped(const std::string &text) {
     std::string escaped;
@@ -123,10 +118,12 @@ struct Scale {
 std::string Ticks(const Scale &scale, bool horizontal, double across, double end, double wanted = 0) {
     std::string svg;
     const double step = wanted > 0 ? wanted : NiceStep(scale.high - scale.low);
-    for (double value = std::ceil(scale.low / step) * step; value <= scale.high + step * 1e-6;
-         value += step) {
+    const auto first = static_cast<int>(std::ceil(scale.low / step));
+    const auto last = static_cast<int>(std::floor(scale.high / step + 1e-6));
+    for (int i = first; i <= last; ++i) {
+        const double value = i * step;
         const double place = scale(value);
-        const std::string label = Format("%g", std::abs(value) < step / 1e6 ? 0.0 : value);
+        const std::string label = Format("%g", value);
         svg += horizontal ? Line(place, across, place, end, "#e4e4e4")
                           : Line(across, place, end, place, "#e4e4e4");
         svg += horizontal ? Text(place, across + 16, 12, "middle", label)
@@ -202,8 +199,10 @@ std::string Picture(const Result &result) {
         kWidth, whole, kWidth, whole);
     svg += Text(20, 28, 18, "start", result.title);
     std::string summary;
-    for (const auto &[name, value] : Summary(result))
-        summary += (summary.empty() ? "" : ",  ") + name + " " + value;
+    for (const auto &[name, value] : Summary(result)) {
+        if (!summary.empty()) summary += ",  ";
+        summary.append(name).append(" ").append(value);
+    }
     svg += Text(20, 50, 13, "start", summary);
     return svg + Map(result, largest) + Bars(result, largest, height) + "</svg>\n";
 }

@@ -20,6 +20,8 @@ constexpr struct {
 
 constexpr double kCylinderRings[] = {0.4, 0, -0.4};  // of the length, from its middle
 
+constexpr size_t kMostPoints = 65000;  // below the ids that the library takes
+
 double Radians(double degrees) {
     return degrees * std::numbers::pi / 180;
 }
@@ -83,6 +85,14 @@ std::vector<double> Numbers(const std::string &line) {
     return numbers;
 }
 
+[[noreturn]] void RefuseLine(const std::string &path, int number, const std::string &line) {
+    std::string cause = path;
+    cause.append(", line ").append(std::to_string(number)).append(": '").append(line).append("'");
+    throw Failure(
+        kBadArguments, cause,
+        "A line is six numbers: X Y Z of the point, and I J K of the direction out of the material.");
+}
+
 // Bends the straight way away from the material, as often as it takes.
 void Bend(const Geometry &geometry, double clearance, const Vector3d &from, const Vector3d &to, int depth,
           std::vector<Vector3d> &way) {
@@ -142,15 +152,14 @@ std::vector<ProbingPoint> ReadPoints(const std::string &path) {
         if (first == std::string::npos || line[first] == '#') continue;
         const std::vector<double> values = Numbers(line);
         if (values.empty() && points.empty() && number == 1) continue;
-        const Vector3d direction =
-            values.size() == 6 ? Vector3d(values[3], values[4], values[5]) : Vector3d::Zero();
-        if (!(direction.norm() > 0) || !direction.allFinite())
-            throw Failure(kBadArguments, path + ", line " + std::to_string(number) + ": '" + line + "'",
-                          "A line is six numbers: X Y Z of the point, and I J K of the direction out of the "
-                          "material.");
-        Add(points, Vector3d(values[0], values[1], values[2]), direction.normalized());
+        if (values.size() != 6) RefuseLine(path, number, line);
+        const Vector3d nominal(values[0], values[1], values[2]), direction(values[3], values[4], values[5]);
+        if (!nominal.allFinite() || !direction.allFinite() || direction.norm() == 0)
+            RefuseLine(path, number, line);
+        Add(points, nominal, direction.normalized());
     }
     if (points.empty()) throw Failure(kBadArguments, path + " holds no points");
+    if (points.size() > kMostPoints) throw Failure(kBadArguments, path + " holds too many points");
     return points;
 }
 

@@ -1,27 +1,22 @@
 #include "measure/report.h"
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "format.h"
 #include "machine/failure.h"
 
 namespace cmm {
 namespace {
 
+using emulator::Format;
+
 using Eigen::Vector3d;
 
 constexpr double kMicrometres = 1000;
 constexpr int kWideColumns = 96;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[256];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 std::string Triple(const char *format, Vector3d v) {
     constexpr double kNothing = 5e-7;  // would be shown as 0 with a sign

@@ -1,22 +1,17 @@
 #include "trace/explanation.h"
+#include "format.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <nlohmann/json.hpp>
 
 namespace cmm {
 namespace {
 
+using emulator::Format;
+
 using emulator::Direction;
 using emulator::RecordedLine;
-
-template <typename... Values>
-std::string Format(const char *format, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 std::string Counted(size_t count, const char *what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");

@@ -114,7 +114,7 @@ void AddTraceCommand(CLI::App &app) {
     command
         .add_option("--scale", options->mmPerCount,
                     "Length of one controller count, mm; without it lengths are in counts")
-        ->check(emulator::AboveZero());
+        ->check(emulator::Positive());
     command.add_flag("--json", options->json, "As JSON: one object, with --follow one a line");
     command.add_flag("--follow", options->follow, "Go on with what is written to the file, until Ctrl-C");
     command.callback([options] { options->follow ? Follow(*options) : Explain(*options); });

@@ -1,9 +1,7 @@
 // cmm trace.
 #pragma once
 
-namespace CLI {
-class App;
-}
+#include <CLI/App.hpp>
 
 namespace cmm {
 

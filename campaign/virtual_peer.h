@@ -37,8 +37,7 @@ class VirtualPeer {
     /// Passes on what the peer has to say and plans its next time.
     void Serve() {
         peer_.AdvanceTo(world_.Now());
-        for (Bytes bytes = peer_.TakeOutput(); !bytes.empty(); bytes = peer_.TakeOutput())
-            port_.Send(bytes);
+        for (Bytes bytes = peer_.TakeOutput(); !bytes.empty(); bytes = peer_.TakeOutput()) port_.Send(bytes);
         if (peer_.IsUnplugged()) port_.present = false;
         world_.Cancel(next_);
         if (peer_.NextDue() != Agenda::kNever) {

@@ -1,0 +1,11 @@
+// cmm ports.
+#pragma once
+
+#include <CLI/App.hpp>
+
+namespace cmm {
+
+/// Its work runs while the program's arguments are parsed; failures are thrown as Failure.
+void AddPortsCommand(CLI::App &app);
+
+}  // namespace cmm
