@@ -50,7 +50,8 @@ void LibraryMachine::Advance(Time now) {
 
 void LibraryMachine::CarryOn() {
     while (!orders_.empty() && !stopping_ && !returning_ && !IsMotion(orders_.front().work)) {
-        const Progress progress = std::visit([this](auto &work) { return Carry(work); }, orders_.front().work);
+        const Progress progress =
+            std::visit([this](auto &work) { return Carry(work); }, orders_.front().work);
         if (progress == Progress::Open) return;
         if (progress == Progress::Done) FinishFirst();
     }
@@ -153,8 +154,8 @@ void LibraryMachine::FileMove(int16_t mode, const Eigen::Vector3d &target, uint3
     const bool search = mode == CC_MOVE_PROBING;
     CC_MOVE(kArm, mode, position, pointId, 1, nullptr, nullptr, 0);
     filed_.push_back({search ? Filed::Kind::Search : Filed::Kind::Move, last});
-    options_.log(Format("%s to X %.4f Y %.4f Z %.4f", search ? "search" : "move", target.x(), target.y(),
-                        target.z()));
+    options_.log(
+        Format("%s to X %.4f Y %.4f Z %.4f", search ? "search" : "move", target.x(), target.y(), target.z()));
 }
 
 /// From the touch on: known beforehand only as a way, not as a place.
@@ -188,8 +189,9 @@ LibraryMachine::Progress LibraryMachine::Carry(HomeWork &work) {
         options_.log("zeroing");
         userEnabled_ = false;
         zeroing_ = CC_ZEROES(kArm) != 0;
-        if (!zeroing_) return FailAll({Trouble::ZeroingFailed, "zeroing was refused; the controller is " +
-                                                                   StatusWord(CC_GETSTATUS(kArm))});
+        if (!zeroing_)
+            return FailAll({Trouble::ZeroingFailed,
+                            "zeroing was refused; the controller is " + StatusWord(CC_GETSTATUS(kArm))});
         work = {true, now_};
         return Progress::Open;
     }
@@ -228,7 +230,8 @@ LibraryMachine::Progress LibraryMachine::Carry(ScanWork &work) {
     L2S_SetTreshold(&none);
     options_.log(Format("scan to %.4f %.4f in its plane", order.target[0], order.target[1]));
     if (L2S_StartScan() == 0)
-        return orders_.empty() ? Progress::Failed : FailAll({Trouble::Scan, "the controller refused the scan"});
+        return orders_.empty() ? Progress::Failed
+                               : FailAll({Trouble::Scan, "the controller refused the scan"});
     work.begun = scanning_ = true;
     lastNews_ = now_;
     return Progress::Open;
@@ -256,8 +259,7 @@ LibraryMachine::Progress LibraryMachine::Carry(HeadWork &work) {
         headKnown_ = true;
         return Progress::Done;
     }
-    if (now_ - work.since > kLongestTurn)
-        return FailAll({Trouble::Head, "the probe head does not answer"});
+    if (now_ - work.since > kLongestTurn) return FailAll({Trouble::Head, "the probe head does not answer"});
     return Progress::Open;
 }
 

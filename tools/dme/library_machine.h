@@ -17,11 +17,12 @@
 namespace cmm::dme {
 
 struct LibraryMachineOptions {
-    ArmOptions arm;             // with simulation the head is simulated too
-    double speedUnit = 1;       // of the controller's speed settings, mm/s
+    ArmOptions arm;                 // with simulation the head is simulated too
+    double speedUnit = 1;           // of the controller's speed settings, mm/s
     double tableUnit = 1.0 / 3600;  // of the rotary table's counts, degrees
-    bool waitsForHead = false;  // the head is that of arm 1, and its turn is waited for: in virtual time
-    std::function<void(const std::string &)> log = [](const std::string &) {};  // what is ordered, and what comes of it
+    bool waitsForHead = false;      // the head is that of arm 1, and its turn is waited for: in virtual time
+    std::function<void(const std::string &)> log = [](const std::string &) {
+    };  // what is ordered, and what comes of it
 };
 
 /// Arm 1 from its opening to its closing; one at a time, on one thread. Opening waits, for seconds. After that the library's
@@ -175,10 +176,10 @@ class LibraryMachine : public Machine {
     bool open_ = false;
     Time now_{0};
 
-    std::deque<Order> orders_;  // the oldest first
-    size_t filedOrders_ = 0;    // so many of them are in the library's buffer
-    std::deque<Filed> filed_;   // what has not been done
-    int16_t speed_[2] = {-1, -1};  // as the controller was told; -1: not known
+    std::deque<Order> orders_;                 // the oldest first
+    size_t filedOrders_ = 0;                   // so many of them are in the library's buffer
+    std::deque<Filed> filed_;                  // what has not been done
+    int16_t speed_[2] = {-1, -1};              // as the controller was told; -1: not known
     std::optional<MachineTrouble> returning_;  // the machine goes back to where a failed search began
     bool stopping_ = false;
     bool stopOrdered_ = false;

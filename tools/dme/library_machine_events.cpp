@@ -288,11 +288,12 @@ void LibraryMachine::Check() {
 
 /// Asks for the position when it is due. Sent without waiting: the answer comes as an event.
 void LibraryMachine::Ask() {
-    const bool wanted = stopping_ || (!orders_.empty() && std::holds_alternative<PositionWork>(orders_.front().work));
-    const Time period = wanted                        ? Time(0)
-                        : watched_ || userEnabled_    ? kWatchPeriod
-                        : orders_.empty()             ? Time(kRestingPeriod)
-                                                      : Time(kMovingPeriod);
+    const bool wanted =
+        stopping_ || (!orders_.empty() && std::holds_alternative<PositionWork>(orders_.front().work));
+    const Time period = wanted                     ? Time(0)
+                        : watched_ || userEnabled_ ? kWatchPeriod
+                        : orders_.empty()          ? Time(kRestingPeriod)
+                                                   : Time(kMovingPeriod);
     if (linkLost_ || emergency_ || zeroing_ || asked_ != answered_ || now_ - askedAt_ < period) return;
     if (!MayRunLoop()) return;
     static constexpr uint8_t kTable[] = {2, 1, 'B'}, kPosition[] = {2, 1, 'A'};

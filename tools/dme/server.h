@@ -40,6 +40,10 @@ class Server : private TransactionHost, private MachineListener {
     /// Whether so much is open that no line may be taken for now: who sends more waits for his acknowledgement.
     bool IsFull() const { return transactions_.Count() >= kMostOpen; }
 
+    /// Where the active tool's tip is, seen from the reference point in machine axes, mm; with the angles that the head
+    /// has once all orders are done.
+    Eigen::Vector3d TipOffset() const { return ActiveTip().offset; }
+
     Memory Remember() const;
     /// A tool that is gone is forgotten.
     void Recall(const Memory &memory);

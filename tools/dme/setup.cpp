@@ -24,7 +24,7 @@ Setup BuiltInSetup() {
     probe.collisionVolume = {Box{{0, 0, 50}, {2, 2, 51}}, Box{{0, 0, 350}, {50, 50, 250}}};
     Setup setup;
     setup.sphereCentre = {100, 80, 50};
-    setup.sphereRadius = 15;
+    setup.sphereRadius = 14;
     setup.tools = {MakeTool("RefTool", "0"), none, probe};
     setup.firstTool = "Probe1";
     return setup;
