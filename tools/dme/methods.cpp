@@ -11,13 +11,13 @@ constexpr unsigned kProbes = kHomed | kMeasuringTool;
 
 const Method Server::kMethods[] = {
     // name, start, arguments, least, most, traits, mayRunAhead
-    {"StartSession", &Server::StartSession, Arguments::None, 0, 0, kWithoutSession | kInError},
-    {"EndSession", &Server::EndSession, Arguments::None, 0, 0, kWithoutSession | kInError},
+    {"StartSession", &Server::StartSession, Arguments::None, 0, 0, kWithoutSession | kInError | kClears},
+    {"EndSession", &Server::EndSession, Arguments::None, 0, 0, kWithoutSession | kInError | kClears},
     {"StopDaemon", &Server::StopDaemon, Arguments::OneWord, 1, 1},
     {"StopAllDaemons", &Server::StopAllDaemons, Arguments::None, 0, 0},
     {"AbortE", &Server::AbortE, Arguments::None, 0, 0, kFast | kInError},
     {"GetErrorInfo", &Server::GetErrorInfo, Arguments::Numbers, 1, 1},
-    {"ClearAllErrors", &Server::ClearAllErrors, Arguments::None, 0, 0, kInError},
+    {"ClearAllErrors", &Server::ClearAllErrors, Arguments::None, 0, 0, kInError | kClears},
     {"GetErrStatusE", &Server::GetErrStatusE, Arguments::None, 0, 0, kFast | kInError},
     {"GetXtdErrStatus", &Server::GetXtdErrStatus, Arguments::None, 0, 0, kInError},
     {"GetDMEVersion", &Server::GetDMEVersion, Arguments::None, 0, 0},

@@ -18,6 +18,7 @@ enum Trait : unsigned {
     kHomed = 8,
     kMeasuringTool = 16,
     kScanning = 32,  // by the controller
+    kClears = 64,    // ends what an error bars
 };
 
 /// What the brackets hold.

@@ -59,6 +59,8 @@ void Server::Receive(std::string_view line, bool early) {
             {ErrorNumber::Protocol, command.method.text + ": sent before the acknowledgement"}};
     else if (!transaction->method)
         transaction->faults = {{ErrorNumber::UnsupportedCommand, command.method.text}};
+    transaction->clears =
+        transaction->faults.empty() && transaction->method && transaction->method->Has(kClears);
     transactions_.Add(transaction);
 }
 

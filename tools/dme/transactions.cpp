@@ -96,13 +96,14 @@ void Transactions::Complete() {
     }
     host_.Send(ended->command.tag + " %");
     if (!blocking) return;
-    AbortAll();
+    AbortPending();
     host_.OnBlocked(*blocking);
 }
 
 void Transactions::AbortBefore(const TransactionPtr &last) {
     while (!open_.empty() && open_.front() != last) {
         const TransactionPtr transaction = open_.front();
+        if (!last && transaction->clears && transaction->state == Transaction::State::Waiting) break;
         open_.pop_front();
         const std::string &tag = transaction->command.tag;
         const bool completed = transaction->HasEnded() && transaction->faults.empty();

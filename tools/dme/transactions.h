@@ -20,6 +20,7 @@ struct Transaction {
     Command command;
     const Method *method = nullptr;  // null: the line was no command; faults tells why
     bool fast = false;               // started as it comes
+    bool clears = false;             // ends what an error bars, so that the error does not abort it
     State state = State::Waiting;
     std::vector<std::string> held;  // lines that may not be sent before its turn
     std::vector<Fault> faults;      // what it failed with
@@ -56,8 +57,9 @@ class Transactions {
     void End(const TransactionPtr &);
     void Fail(const TransactionPtr &, const Fault &);
 
-    /// Ends all that are open, or those before one: each that did not reach its end is told to be aborted.
-    void AbortAll() { AbortBefore(nullptr); }
+    /// Ends those before one, or all before the first that clears errors: each that did not reach its end is told to be
+    /// aborted.
+    void AbortPending() { AbortBefore(nullptr); }
     void AbortBefore(const TransactionPtr &);
     /// While on, nothing more is started.
     void Hold(bool on);
