@@ -143,14 +143,22 @@ void LibraryMachine::File(const Order &order) {
                  PointId(order.number), false);
         FileRetract(*probe);
     } else if (const auto *const table = std::get_if<TableWork>(&order.work)) {
-        const double position[6] = {table->angle / options_.tableUnit * options_.arm.linearScale};
+        const double position[6] = {ForCounts(table->angle / options_.tableUnit)};
         CC_MOVERT(kArm, position, 0, 0);
         filed_.push_back({Filed::Kind::Move, true, {}});
     }
 }
 
+/// The library cuts off what is less than a count, of a whole one too when it lies a hair below.
+double LibraryMachine::ForCounts(double counts) const {
+    const double whole = std::round(counts);
+    return (whole + std::copysign(0.25, whole)) * options_.arm.linearScale;
+}
+
 void LibraryMachine::FileMove(int16_t mode, const Eigen::Vector3d &target, uint32_t pointId, bool last) {
-    const double position[6] = {target.x(), target.y(), target.z()};
+    const double scale = options_.arm.linearScale;
+    const double position[6] = {ForCounts(target.x() / scale), ForCounts(target.y() / scale),
+                                ForCounts(target.z() / scale)};
     const bool search = mode == CC_MOVE_PROBING;
     CC_MOVE(kArm, mode, position, pointId, 1, nullptr, nullptr, 0);
     filed_.push_back({search ? Filed::Kind::Search : Filed::Kind::Move, last, {}});
@@ -165,7 +173,9 @@ void LibraryMachine::FileRetract(const ProbeOrder &order) {
     const Eigen::Vector3d way = order.retract * order.direction;
     // The simulator does not answer moves by a way. It has touched at the nominal place.
     if (options_.arm.simulation) return FileMove(CC_MOVE_PLAIN, order.nominal + way, 0, true);
-    const double position[6] = {way.x(), way.y(), way.z()};
+    const double scale = options_.arm.linearScale;
+    const double position[6] = {ForCounts(way.x() / scale), ForCounts(way.y() / scale),
+                                ForCounts(way.z() / scale)};
     CC_MOVEINCR(kArm, position, 0, 0);
     filed_.push_back({Filed::Kind::Move, true, {}});
     options_.log(Format("retract by X %.4f Y %.4f Z %.4f", way.x(), way.y(), way.z()));

@@ -132,6 +132,7 @@ class LibraryMachine : public Machine {
     void FileAhead();
     bool HasRoom() const;
     void File(const Order &order);
+    double ForCounts(double counts) const;
     void FileMove(int16_t mode, const Eigen::Vector3d &target, uint32_t pointId, bool last);
     void FileRetract(const ProbeOrder &order);
     void FileSpeed(int16_t kind, double speed);

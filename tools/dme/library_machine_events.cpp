@@ -174,6 +174,7 @@ void LibraryMachine::Take(const News &news) {
 
 void LibraryMachine::TakePosition(const News &news) {
     if (news.point.tag == CC_TAG_WRIST) {
+        if (news.point.position[0] != position_.table) lastNews_ = now_;
         position_.table = news.point.position[0];
         return;
     }

@@ -70,7 +70,7 @@ const Method Server::kMethods[] = {
     {"ScanInCylEndIsSphere", nullptr, Arguments::Numbers, 24, 24},
     {"ScanInCylEndIsPlane", nullptr, Arguments::Numbers, 26, 26},
 
-    {"AlignPart", nullptr, Arguments::Numbers, 7, 14},
+    {"AlignPart", &Server::AlignPart, Arguments::Numbers, 7, 14, kHomed | kTable},
     {"CenterPart", nullptr, Arguments::Numbers, 4, 4},
     {"TiltPart", nullptr, Arguments::Numbers, 4, 4},
     {"TiltCenterPart", nullptr, Arguments::Numbers, 7, 7},

@@ -19,6 +19,7 @@ enum Trait : unsigned {
     kMeasuringTool = 16,
     kScanning = 32,  // by the controller
     kClears = 64,    // ends what an error bars
+    kTable = 128,    // the rotary table
 };
 
 /// What the brackets hold.

@@ -80,13 +80,19 @@ void Server::Leave() {
 }
 
 Memory Server::Remember() const {
-    Memory memory{tools_.Active().name, coordinates_.Selected(), {}};
+    Memory memory{tools_.Active().name, coordinates_.Selected(), {}, qualified_};
     for (size_t i = 0; i < memory.transformations.size(); ++i)
         memory.transformations[i] = coordinates_.Of(static_cast<Csy>(i));
     return memory;
 }
 
 void Server::Recall(const Memory &memory) {
+    for (const auto &[name, orientations] : memory.qualified) {
+        Tool *const tool = tools_.Find(name);
+        if (!tool || orientations.empty()) continue;
+        tool->orientations = orientations;
+        qualified_[name] = orientations;
+    }
     if (const Tool *tool = tools_.Find(memory.tool)) tools_.Activate(*tool);
     for (size_t i = 1; i < memory.transformations.size(); ++i)
         coordinates_.Set(static_cast<Csy>(i), memory.transformations[i]);
@@ -96,7 +102,9 @@ void Server::Recall(const Memory &memory) {
 std::optional<Fault> Server::WhyNot(const Method &method, const Argument &call) const {
     if (!inSession_ && !method.Has(kWithoutSession))
         return Fault{ErrorNumber::Protocol, call.text + ": no session"};
-    if (!method.start || (method.Has(kScanning) && !machine_.Fitted().scanning))
+    const Fittings fitted = machine_.Fitted();
+    if (!method.start || (method.Has(kScanning) && !fitted.scanning) ||
+        (method.Has(kTable) && !fitted.rotaryTable))
         return Fault{ErrorNumber::UnsupportedCommand, call.text};
     if (auto fault = CheckArguments(method, call)) return fault;
     if (method.Has(kMeasuringTool) && !tools_.Active().measures)

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "dme/coordinates.h"
 #include "dme/machine.h"
@@ -22,6 +23,7 @@ struct Memory {
     std::string tool;
     Csy selected = Csy::Machine;
     std::array<Transformation, kCsyCount> transformations;
+    std::map<std::string, std::vector<Orientation>> qualified;  // by ReQualify, by the tool's name
 };
 
 class Server : private TransactionHost, private MachineListener {
@@ -154,6 +156,7 @@ class Server : private TransactionHost, private MachineListener {
     void GetChangeToolAction(const TransactionPtr &);
     void AlignTool(const TransactionPtr &);
     void ReQualify(const TransactionPtr &);
+    void AlignPart(const TransactionPtr &);
     // of coordinates
     void SetCoordSystem(const TransactionPtr &);
     void GetCoordSystem(const TransactionPtr &);
@@ -208,6 +211,7 @@ class Server : private TransactionHost, private MachineListener {
     std::optional<Daemon> daemon_;  // there is one at most
     Report pointReport_ = Report::OfPoint();
     Report scanReport_ = Report::OfScan();
+    std::map<std::string, std::vector<Orientation>> qualified_;
     double unknownStep_ = 1;  // mm between points of scans that are told none
 
     std::map<OrderNumber, Order> orders_;

@@ -121,7 +121,7 @@ void Server::QualifyNext(const TransactionPtr &transaction,
 /// The tool is changed only when all its orientations are known.
 void Server::FinishQualification(const TransactionPtr &transaction,
                                  const std::shared_ptr<Qualification> &qualification) {
-    tools_.Active().orientations = qualification->found;
+    tools_.Active().orientations = qualified_[tools_.Active().name] = qualification->found;
     TellChangedPlace();
     if (!tools_.Active().onHead || (qualification->a == angleA_ && qualification->b == angleB_))
         return End(transaction);

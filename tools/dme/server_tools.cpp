@@ -9,6 +9,8 @@
 namespace cmm::dme {
 namespace {
 
+constexpr double kLeastAcross = 1e-6;  // of a vector across the table's axis
+
 double AngleBetween(const Eigen::Vector3d &one, const Eigen::Vector3d &other) {
     return std::atan2(one.cross(other).norm(), one.dot(other)) * 180 / std::numbers::pi;
 }
@@ -132,6 +134,26 @@ void Server::AlignTool(const TransactionPtr &transaction) {
     angleA_ = a;
     angleB_ = b;
     machine_.TurnHead(NewOrder(transaction, answer), a, b);
+}
+
+/// The table turns about the machine's z, so only what both vectors have across it counts. The part's system is taken as it
+/// was set, with the table at 0.
+void Server::AlignPart(const TransactionPtr &transaction) {
+    const std::vector<Argument> &numbers = transaction->command.method.arguments;
+    if (numbers.size() == 14) return Fail(transaction, ErrorNumber::NotSupported, "a second table");
+    if (numbers.size() != 7) return Fail(transaction, ErrorNumber::IncorrectArguments, "number of arguments");
+    const auto part = DirectionFrom(numbers, 0), wanted = DirectionFrom(numbers, 3);
+    if (!part || !wanted) return Fail(transaction, ErrorNumber::NoNorm);
+    const Eigen::Vector2d from = coordinates_.DirectionToMachine(*part).head<2>(), to = wanted->head<2>();
+    if (!(from.norm() > kLeastAcross) || !(to.norm() > kLeastAcross))
+        return Fail(transaction, ErrorNumber::NoNorm, "along the table's axis");
+    const double turn = std::atan2(from.x() * to.y() - from.y() * to.x(), from.dot(to));
+    const Eigen::Vector2d reached = to.normalized();
+    const auto answer = [this, transaction, reached](const Outcome &) {
+        Data(transaction, FormatNumbers({reached.x(), reached.y(), 0}));
+        End(transaction);
+    };
+    machine_.TurnTable(NewOrder(transaction, answer), turn * 180 / std::numbers::pi);
 }
 
 void Server::SetCoordSystem(const TransactionPtr &transaction) {
