@@ -28,8 +28,8 @@ LibraryMachineOptions Options() {
     LibraryMachineOptions options;
     options.arm.port = "COM3";
     options.arm.headPort = "COM4";
-    options.arm.iniFile = cc::test::IniFile(
-        "[Timers]\nLo Period=10\nHi Period=10\nLine mode=1\ntimeout=2\nPH9 timeout=1\n");
+    options.arm.iniFile =
+        cc::test::IniFile("[Timers]\nLo Period=10\nHi Period=10\nLine mode=1\ntimeout=2\nPH9 timeout=1\n");
     options.waitsForHead = true;
     return options;
 }
