@@ -145,7 +145,7 @@ void LibraryMachine::File(const Order &order) {
     } else if (const auto *const table = std::get_if<TableWork>(&order.work)) {
         const double position[6] = {table->angle / options_.tableUnit * options_.arm.linearScale};
         CC_MOVERT(kArm, position, 0, 0);
-        filed_.push_back({Filed::Kind::Move, true});
+        filed_.push_back({Filed::Kind::Move, true, {}});
     }
 }
 
@@ -153,7 +153,8 @@ void LibraryMachine::FileMove(int16_t mode, const Eigen::Vector3d &target, uint3
     const double position[6] = {target.x(), target.y(), target.z()};
     const bool search = mode == CC_MOVE_PROBING;
     CC_MOVE(kArm, mode, position, pointId, 1, nullptr, nullptr, 0);
-    filed_.push_back({search ? Filed::Kind::Search : Filed::Kind::Move, last});
+    filed_.push_back({search ? Filed::Kind::Search : Filed::Kind::Move, last, {}});
+    if (!search) filed_.back().target = target;
     options_.log(
         Format("%s to X %.4f Y %.4f Z %.4f", search ? "search" : "move", target.x(), target.y(), target.z()));
 }
@@ -166,7 +167,7 @@ void LibraryMachine::FileRetract(const ProbeOrder &order) {
     if (options_.arm.simulation) return FileMove(CC_MOVE_PLAIN, order.nominal + way, 0, true);
     const double position[6] = {way.x(), way.y(), way.z()};
     CC_MOVEINCR(kArm, position, 0, 0);
-    filed_.push_back({Filed::Kind::Move, true});
+    filed_.push_back({Filed::Kind::Move, true, {}});
     options_.log(Format("retract by X %.4f Y %.4f Z %.4f", way.x(), way.y(), way.z()));
 }
 
@@ -176,7 +177,7 @@ void LibraryMachine::FileSpeed(int16_t kind, double speed) {
     if (speed_[kind] == value) return;
     speed_[kind] = value;
     CC_SPEED(kArm, kind, value);
-    filed_.push_back({Filed::Kind::Setting, false});
+    filed_.push_back({Filed::Kind::Setting, false, {}});
 }
 
 // ---- what needs a machine that stands
@@ -215,10 +216,11 @@ LibraryMachine::Progress LibraryMachine::Carry(const UserWork &work) {
 }
 
 LibraryMachine::Progress LibraryMachine::Carry(ScanWork &work) {
-    if (work.begun) return Progress::Open;
+    if (work.begun && !options_.arm.simulation) return Progress::Open;
     if (!fitted_.scanning) return FailAll({Trouble::NotFitted, "scanning"});
     const Progress measuring = EnsureMeasuring();
     if (measuring != Progress::Done) return measuring;
+    if (options_.arm.simulation) return Simulate(work);
     const ScanOrder &order = work.order;
     double matrix[9];
     for (int i = 0; i < 9; ++i) matrix[i] = order.axes(i / 3, i % 3);
@@ -234,6 +236,20 @@ LibraryMachine::Progress LibraryMachine::Carry(ScanWork &work) {
                                : FailAll({Trouble::Scan, "the controller refused the scan"});
     work.begun = scanning_ = true;
     lastNews_ = now_;
+    return Progress::Open;
+}
+
+/// The simulator ends a scan at once, without a point. It does touch where it is told to.
+LibraryMachine::Progress LibraryMachine::Simulate(ScanWork &work) {
+    work.begun = true;
+    const ScanOrder &order = work.order;
+    const int steps = std::max(1, static_cast<int>(std::ceil(order.target.norm() / order.step - 1e-9)));
+    for (; work.filed <= steps && HasRoom(); ++work.filed) {
+        const Eigen::Vector2d place = order.target * work.filed / steps;
+        const Eigen::Vector3d seen(place.x(), place.y(), 0);
+        FileMove(CC_MOVE_PROBING, order.origin + order.axes.transpose() * seen,
+                 PointId(orders_.front().number), work.filed == steps);
+    }
     return Progress::Open;
 }
 

@@ -75,6 +75,7 @@ class LibraryMachine : public Machine {
     struct ScanWork {
         ScanOrder order;
         bool begun = false;
+        int filed = 0;  // points that a simulated scan has told to be touched
         std::optional<Eigen::Vector3d> last{};
     };
     struct HeadWork {
@@ -107,7 +108,8 @@ class LibraryMachine : public Machine {
     /// A message in the library's move buffer.
     struct Filed {
         enum class Kind { Setting, Move, Search } kind;
-        bool last;  // of its order
+        bool last;                                // of its order
+        std::optional<Eigen::Vector3d> target{};  // where it ends, if that is known beforehand
     };
     /// What the library told, kept until Advance.
     struct News {
@@ -134,6 +136,7 @@ class LibraryMachine : public Machine {
     void FileRetract(const ProbeOrder &order);
     void FileSpeed(int16_t kind, double speed);
     Progress EnsureMeasuring();
+    Progress Simulate(ScanWork &scan);
     Progress Carry(const MoveOrder &) { return Progress::Open; }
     Progress Carry(const ProbeOrder &) { return Progress::Open; }
     Progress Carry(const TableWork &) { return Progress::Open; }

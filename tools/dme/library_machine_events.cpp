@@ -191,9 +191,12 @@ void LibraryMachine::TakePoint(const News &news) {
         FailAll({Trouble::Collision, "the probe touched on a plain move"});
         return;
     }
-    const bool expected = !orders_.empty() && std::holds_alternative<ProbeOrder>(orders_.front().work) &&
-                          PointId(orders_.front().number) == news.point.tag;
-    if (expected) listener_->OnTouched(orders_.front().number, PlaceOf(news.point));
+    if (orders_.empty() || PointId(orders_.front().number) != news.point.tag) return;
+    position_.point = PlaceOf(news.point);
+    if (std::holds_alternative<ProbeOrder>(orders_.front().work))
+        listener_->OnTouched(orders_.front().number, position_.point);
+    else if (std::holds_alternative<ScanWork>(orders_.front().work))
+        listener_->OnScanned(orders_.front().number, position_.point);
 }
 
 void LibraryMachine::TakeScanPoint(const News &news) {
@@ -201,7 +204,7 @@ void LibraryMachine::TakeScanPoint(const News &news) {
     if (orders_.empty()) return;
     auto *const scan = std::get_if<ScanWork>(&orders_.front().work);
     if (scan == nullptr || !scan->begun) return;
-    scan->last = PlaceOf(news.point);
+    scan->last = position_.point = PlaceOf(news.point);
     listener_->OnScanned(orders_.front().number, *scan->last);
 }
 
@@ -224,6 +227,10 @@ void LibraryMachine::TakeEndOfMove() {
     lastNews_ = now_;
     if (filed_.empty()) return;  // of what was dropped
     const bool last = filed_.front().last;
+    if (filed_.front().target) {
+        position_.point = *filed_.front().target;
+        if (watched_) listener_->OnPosition(0, position_);
+    }
     filed_.pop_front();
     if (!last || stopping_) return;
     if (!returning_) return FinishFirst();

@@ -69,7 +69,8 @@ struct ProbeOrder {
 
 /// A scan from where the machine stands, touching, to a target in a plane.
 struct ScanOrder {
-    Eigen::Matrix3d axes;    // rows: the scan's x, y and z in machine axes. It runs in the plane of x and y
+    Eigen::Matrix3d
+        axes;  // rows: the scan's x, y and z in machine axes. It runs in x and y, and z is away from the surface
     Eigen::Vector3d origin;  // mm, machine axes
     Eigen::Vector2d target;  // mm, the scan's x and y
     double tipRadius;        // mm

@@ -215,10 +215,13 @@ void Server::RunScan(const TransactionPtr &transaction, const Scanning &scanning
     const Eigen::Vector3d normal = coordinates_.DirectionToMachine(scanning.normal).stableNormalized();
     const Eigen::Vector3d way = coordinates_.DirectionToMachine(scanning.target - scanning.start);
     const Eigen::Vector3d along = (way - way.dot(normal) * normal).stableNormalized();
+    const Eigen::Vector3d across = normal.cross(along);
+    const Eigen::Vector3d away = coordinates_.DirectionToMachine(scanning.startDirection);
+    const Eigen::Vector3d up = away.dot(across) < 0 ? Eigen::Vector3d(-across) : across;
     const Eigen::Vector3d retract = coordinates_.DirectionToMachine(scanning.endDirection).stableNormalized();
 
     ScanOrder order;
-    order.axes << along.transpose(), normal.cross(along).transpose(), normal.transpose();
+    order.axes << along.transpose(), up.cross(along).transpose(), up.transpose();
     order.origin = start;
     order.target = {way.dot(along), 0};
     order.tipRadius = tip.radius;
