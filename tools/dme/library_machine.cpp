@@ -237,7 +237,7 @@ LibraryMachine::Progress LibraryMachine::Carry(ScanWork &work) {
     const double none = 0;
     L2S_SetRotMatrix(matrix, order.origin.data());
     L2S_SetTipRad(&order.tipRadius);
-    L2S_SetTargetPoint(&order.target[0], &order.target[1]);
+    L2S_SetTargetPoint(order.target.data(), order.target.data() + 1);
     L2S_SetMaxMinStep(&order.step, &none);
     L2S_SetTreshold(&none);
     options_.log(Format("scan to %.4f %.4f in its plane", order.target[0], order.target[1]));

@@ -137,7 +137,7 @@ class LibraryMachine : public Machine {
     void FileRetract(const ProbeOrder &order);
     void FileSpeed(int16_t kind, double speed);
     Progress EnsureMeasuring();
-    Progress Simulate(ScanWork &scan);
+    Progress Simulate(ScanWork &work);
     Progress Carry(const MoveOrder &) { return Progress::Open; }
     Progress Carry(const ProbeOrder &) { return Progress::Open; }
     Progress Carry(const TableWork &) { return Progress::Open; }
