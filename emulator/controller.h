@@ -1,6 +1,7 @@
 // The emulated controller: a machine behind the link.
 #pragma once
 
+#include <array>
 #include <map>
 #include <memory>
 
@@ -70,6 +71,7 @@ class Controller final : public LinkPeer {
     void GiveTemperatures(const Command &command);
     void SwitchMessages(const Command &command);
     void TakeScanParameters(const Command &command);
+    void TakeScanAxes(const Command &command);
     void SwitchAxes(const Command &command);
     void StopAtOnce(const Command &command);
     void WaitForOperator(const Command &command);
@@ -119,7 +121,10 @@ class Controller final : public LinkPeer {
     Agenda::Entry stateEnd_ = Agenda::kNone;
     Agenda::Entry streaming_ = Agenda::kNone;
     int64_t streamPeriod_ = 0;
-    Vector scanTarget_{};
+    std::array<Vector, 3> scanAxes_{
+        {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};  // in the machine's, as the host told them
+    Vector scanOrigin_{};
+    Vector scanTarget_{};  // along the scan's axes
     double scanStep_ = 1;
 };
 

@@ -15,6 +15,9 @@ using namespace cc;
 constexpr uint8_t kNothingTouched = 2;
 constexpr uint8_t kCollision = 3;
 
+constexpr size_t kScanMatrix =
+    6;  // behind the letter: nine elements in billionths, then the offset in counts
+constexpr double kSquare = 1e-6;
 constexpr double kScanReach = 50;  // mm above and below in which a scan looks for the part
 
 }  // namespace
@@ -128,9 +131,25 @@ void Controller::SetSpeed(const Command &command) {
     if (command.Number() == CommandNumber(command::G37)) probingSpeed_ = value;
 }
 
-// ---- scanning: along a line in X and Y, Z following the part from above
+// ---- scanning: along a line in the scan's X and Y, its Z following the part from above
+
+/// A matrix that is none of right angles, as before the host has set one, leaves the axes as they are.
+void Controller::TakeScanAxes(const Command &command) {
+    std::array<Vector, 3> axes{};
+    for (size_t i = 0; i < 9; ++i) axes[i / 3][i % 3] = command.Long(kScanMatrix + 4 * i) * 1e-9;
+    bool square = true;
+    for (size_t i = 0; i < 3; ++i) {
+        for (size_t j = 0; j < 3; ++j)
+            square = square && std::abs(Dot(axes[i], axes[j]) - (i == j ? 1 : 0)) < kSquare;
+    }
+    if (!square) return;
+    scanAxes_ = axes;
+    for (size_t i = 0; i < 3; ++i)
+        scanOrigin_[i] = command.Long(kScanMatrix + 36 + 4 * i) * options_.mmPerCount;
+}
 
 void Controller::TakeScanParameters(const Command &command) {
+    if (command.Number() == CommandNumber(command::S50)) TakeScanAxes(command);
     if (command.Number() == CommandNumber(command::S52)) {
         scanTarget_[0] = command.Field('X').value_or(0) * options_.mmPerCount;
         scanTarget_[1] = command.Field('Y').value_or(0) * options_.mmPerCount;
@@ -142,15 +161,16 @@ void Controller::TakeScanParameters(const Command &command) {
 
 void Controller::ScanStep() {
     const Vector here = Position().linear;
-    Vector way = scanTarget_ - here;
-    way[2] = 0;
+    const Vector seen = here - scanOrigin_;
+    const double x = scanTarget_[0] - Dot(seen, scanAxes_[0]), y = scanTarget_[1] - Dot(seen, scanAxes_[1]);
+    const Vector way = x * scanAxes_[0] + y * scanAxes_[1];
     const double left = Length(way);
     if (left < options_.mmPerCount) return EndCommand();
     Machine::Target next = Position();
     next.linear = here + (std::min(scanStep_, left) / left) * way;
     if (const Part *const part = machine_.ThePart()) {
-        const Vector above = next.linear + Vector{0, 0, kScanReach};
-        const Vector below = next.linear - Vector{0, 0, kScanReach};
+        const Vector above = next.linear + kScanReach * scanAxes_[2];
+        const Vector below = next.linear - kScanReach * scanAxes_[2];
         next.linear = part->Touch(above, below).value_or(next.linear);
     }
     const auto movement = machine_.Start(agenda_.Now(), next, options_.scanSpeed, Machine::Contact::Follow);

@@ -8,6 +8,9 @@ namespace {
 // A movement that leaves the part may touch it on this first way.
 constexpr double kLeaving = 0.2;  // mm
 
+// Rotary axes count seconds of arc, and turn as many degrees as the linear ones go millimetres.
+constexpr double kCountsPerDegree = 3600;
+
 double Between(double from, double to, double share) {
     return from + share * (to - from);
 }
@@ -37,7 +40,8 @@ Machine::Movement Machine::Start(int64_t now, const Target &target, double speed
         }
     }
     double distance = Length(to_.linear - from_.linear);
-    for (int i = 0; i < 2; ++i) distance = std::max(distance, std::abs(to_.rotary[i] - from_.rotary[i]));
+    for (int i = 0; i < 2; ++i)
+        distance = std::max(distance, std::abs(to_.rotary[i] - from_.rotary[i]) / kCountsPerDegree);
     movement.duration = static_cast<int64_t>(distance / speed * kSecond);
     begin_ = now;
     end_ = now + movement.duration;

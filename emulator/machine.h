@@ -9,7 +9,7 @@
 
 namespace emulator {
 
-/// Position of the linear axes (mm) and of two rotary axes (in their own unit) over time.
+/// Position of the linear axes (mm) and of two rotary axes (counts) over time.
 class Machine {
   public:
     explicit Machine(std::shared_ptr<const Part> part) : part_(std::move(part)) {}

@@ -14,6 +14,7 @@ void Profile(const uint8_t *data, size_t size);
 void HeadAnswer(const uint8_t *data, size_t size);
 void Stream(const uint8_t *data, size_t size);
 void Exports(const uint8_t *data, size_t size);
+void Dialogue(const uint8_t *data, size_t size);
 
 /// Targets by the name of their corpus folder.
 struct Target {
@@ -23,6 +24,9 @@ struct Target {
 inline constexpr Target kTargets[] = {
     {"frames", ReceivedFrames}, {"replies", Replies}, {"ports", PortDefinition}, {"profiles", Profile},
     {"head", HeadAnswer},       {"stream", Stream},   {"exports", Exports},
+#if defined(CMM_DIALOGUE)
+    {"dialogue", Dialogue},
+#endif
 };
 
 }  // namespace cc::fuzz

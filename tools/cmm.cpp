@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "config/config_command.h"
+#include "dme/serve_command.h"
 #include "machine/background_call.h"
 #include "machine/console.h"
 #include "machine/failure.h"
@@ -28,6 +29,8 @@ int Run(int argc, char **argv) {
     cmm::AddMeasureCommand(app);
     cmm::AddPortsCommand(app);
     cmm::AddWatchCommand(app);
+    cmm::AddServeCommand(app);
+    cmm::AddMachineCommand(app);
     cmm::AddTraceCommand(app);
     cmm::AddConfigCommand(app);
     try {

@@ -28,16 +28,15 @@ void CC_CALL OnEvent(int32_t event, uint32_t info, void *data) {
 ProbeHead::ProbeHead(const std::string &port, const std::string &iniFile, const Meanwhile &meanwhile)
     : port_(port) {
     errorCode = 0;
-    const auto open = [port, iniFile] {
+    call_.Begin([port, iniFile] {
         return int{CC_INIT(nullptr, kArm, OnEvent, nullptr, port.c_str(), 1, 1.0, 1.0, CC_SIMULATION,
                            iniFile.c_str())};
-    };
-    const int result = Await(open, kOpeningSeconds, meanwhile);
+    });
+    const int result = Await(kOpeningSeconds, meanwhile);
     if (result != CC_OK) throw OpeningFailure(static_cast<uint16_t>(result), port, "head");
 }
 
-int ProbeHead::Await(std::function<int()> call, double seconds, const Meanwhile &meanwhile) {
-    call_.Begin(std::move(call));
+int ProbeHead::Await(double seconds, const Meanwhile &meanwhile) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (!call_.Wait(kTurn)) {
         if (std::chrono::steady_clock::now() > limit)
@@ -48,9 +47,13 @@ int ProbeHead::Await(std::function<int()> call, double seconds, const Meanwhile 
     return call_.Result();
 }
 
+void ProbeHead::BeginTurn(double a, double b) {
+    call_.Begin([a, b] { return int{CC_PHSetPosition(kArm, a, b, 1, 0)}; });
+}
+
 void ProbeHead::Turn(double a, double b, const Meanwhile &meanwhile) {
-    const auto turn = [a, b] { return int{CC_PHSetPosition(kArm, a, b, 1, 0)}; };
-    if (Await(turn, kTurningSeconds, meanwhile) == 0)
+    BeginTurn(a, b);
+    if (Await(kTurningSeconds, meanwhile) == 0)
         throw Failure(kWorkFailed, "the probe head did not turn",
                       "Is it in manual mode, or does something stand in its way?");
 }

@@ -25,6 +25,10 @@ class ProbeHead {
 
     /// Orders the angles, in degrees with one decimal.
     void Turn(double a, double b, const Meanwhile &meanwhile);
+    /// The same without waiting: the end is known when the head is no longer busy.
+    void BeginTurn(double a, double b);
+    /// Whether the head reported the angles that BeginTurn ordered. It is not busy; once a turn.
+    bool HasTurned() { return call_.Result() != 0; }
     /// Whether it has not answered yet.
     bool IsBusy() const;
     /// Begins to close the head, which takes as long as closing an arm does; the end is waited for by the destructor.
@@ -34,7 +38,7 @@ class ProbeHead {
     static int ErrorCode();
 
   private:
-    int Await(std::function<int()> call, double seconds, const Meanwhile &meanwhile);
+    int Await(double seconds, const Meanwhile &meanwhile);
 
     std::string port_;
     BackgroundCall call_;
