@@ -25,7 +25,9 @@ std::optional<ClientLines::Line> ClientLines::Next() {
     const size_t end = bytes_.find('\n', at_);
     const size_t behind = end == std::string::npos ? bytes_.size() : end + 1;
     const size_t room = kMostKept - std::min(kMostKept, line_.size());
-    const bool hasCr = end != std::string::npos && (end > at_ ? bytes_[end - 1] : line_.empty() ? ' ' : line_.back()) == '\r';
+    const bool hasCr = end != std::string::npos && (end > at_       ? bytes_[end - 1]
+                                                    : line_.empty() ? ' '
+                                                                    : line_.back()) == '\r';
     line_.append(bytes_, at_, std::min(room, behind - at_));
     at_ = behind;
     if (end == std::string::npos) return std::nullopt;

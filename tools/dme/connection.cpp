@@ -25,19 +25,19 @@ void Connection::Start() {
 }
 
 void Connection::Read() {
-    socket_.async_read_some(asio::buffer(incoming_), [self = shared_from_this()](asio::error_code error,
-                                                                                  size_t count) {
-        if (!self->host_) return;
-        if (error == asio::error::eof) return self->Drop("the client has closed the connection");
-        if (error) return self->Drop("the connection is lost: " + error.message());
-        if (!self->lines_.IsInside()) self->lineBegan_ = Clock::now();
-        self->lines_.Feed({self->incoming_.data(), count});
-        self->Deliver();
-        if (!self->host_) return;
-        if (self->lines_.Size() > kMostIncoming)
-            return self->Drop("the client sends without waiting for acknowledgements");
-        self->Read();
-    });
+    socket_.async_read_some(
+        asio::buffer(incoming_), [self = shared_from_this()](asio::error_code error, size_t count) {
+            if (!self->host_) return;
+            if (error == asio::error::eof) return self->Drop("the client has closed the connection");
+            if (error) return self->Drop("the connection is lost: " + error.message());
+            if (!self->lines_.IsInside()) self->lineBegan_ = Clock::now();
+            self->lines_.Feed({self->incoming_.data(), count});
+            self->Deliver();
+            if (!self->host_) return;
+            if (self->lines_.Size() > kMostIncoming)
+                return self->Drop("the client sends without waiting for acknowledgements");
+            self->Read();
+        });
 }
 
 void Connection::Deliver() {
@@ -68,13 +68,13 @@ void Connection::Write() {
         lastTaken_ = Clock::now();
         outgoing_.swap(waiting_);
     }
-    socket_.async_write_some(asio::buffer(outgoing_), [self = shared_from_this()](asio::error_code error,
-                                                                                   size_t count) {
-        if (error) return;  // the end of reading tells of it
-        self->lastTaken_ = Clock::now();
-        self->outgoing_.erase(0, count);
-        self->Write();
-    });
+    socket_.async_write_some(asio::buffer(outgoing_),
+                             [self = shared_from_this()](asio::error_code error, size_t count) {
+                                 if (error) return;  // the end of reading tells of it
+                                 self->lastTaken_ = Clock::now();
+                                 self->outgoing_.erase(0, count);
+                                 self->Write();
+                             });
 }
 
 void Connection::Turn() {

@@ -38,8 +38,8 @@ Door::Door(asio::io_context &context, const ListenAddress &address, ConnectionHo
     : context_(context), acceptor_(context), host_(host), onClient_(std::move(onClient)) {
     try {
         asio::ip::tcp::resolver resolver(context);
-        const auto found = resolver.resolve(address.host, std::to_string(address.port),
-                                            asio::ip::resolver_base::passive);
+        const auto found =
+            resolver.resolve(address.host, std::to_string(address.port), asio::ip::resolver_base::passive);
         const asio::ip::tcp::endpoint endpoint = *found.begin();
         acceptor_.open(endpoint.protocol());
         acceptor_.set_option(asio::socket_base::reuse_address(true));

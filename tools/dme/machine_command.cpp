@@ -13,8 +13,7 @@ std::string Summary(const dme::Setup &setup) {
     std::string tools;
     for (const dme::Tool &tool : setup.tools)
         tools += (tools.empty() ? "" : ", ") + tool.name + (tool.name == setup.firstTool ? " (first)" : "");
-    return "tools " + tools +
-           (setup.sphereRadius > 0 ? "; a reference sphere" : "; no reference sphere");
+    return "tools " + tools + (setup.sphereRadius > 0 ? "; a reference sphere" : "; no reference sphere");
 }
 
 void Check(const std::string &path) {

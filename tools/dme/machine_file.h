@@ -22,7 +22,8 @@ struct FileComplaint {
 struct MachineFile {
     double scale = 0.0001;  // mm of one count of the controller
     Setup setup = BuiltInSetup();
-    std::vector<FileComplaint> complaints;  // in the order of lines; the machine is not to be used if there are any
+    std::vector<FileComplaint>
+        complaints;  // in the order of lines; the machine is not to be used if there are any
 };
 
 /// What the file does not say is as it is built in; tools and orientations are the file's alone as soon as it has one.

@@ -61,8 +61,9 @@ class Service : private ConnectionHost {
 
     void Run(Console &console) {
         if (!door_.IsLocal())
-            console.Say("Warning: other computers can connect, and the protocol has no password: whoever reaches " +
-                        door_.Address() + " can move the machine.");
+            console.Say(
+                "Warning: other computers can connect, and the protocol has no password: whoever reaches " +
+                door_.Address() + " can move the machine.");
         console.Say("listening on " + door_.Address());
         Tick();
         while (!ending_) context_.run_one();

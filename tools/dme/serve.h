@@ -9,8 +9,8 @@ namespace cmm::dme {
 
 struct ServeOptions {
     bool simulate = false, emulate = false;
-    std::string part = "sphere";     // on the emulated table: sphere, plane or none
-    std::string port, headPort;      // as the operator names them
+    std::string part = "sphere";  // on the emulated table: sphere, plane or none
+    std::string port, headPort;   // as the operator names them
     std::string listen = "127.0.0.1:1294";
     std::string machineFile, stateFile, logFile, iniFile;  // empty: none
 };

@@ -11,8 +11,8 @@ namespace cmm {
 
 void AddServeCommand(CLI::App &app) {
     const auto options = std::make_shared<dme::ServeOptions>();
-    CLI::App &command = *app.add_subcommand(
-        "serve", "Serve a machine to measuring software that speaks I++ DME, over TCP");
+    CLI::App &command =
+        *app.add_subcommand("serve", "Serve a machine to measuring software that speaks I++ DME, over TCP");
     auto *const head = command.add_option("--head-port", options->headPort,
                                           "Port of the probe head, as --port; without it there is none");
     auto *const where = command.add_option_group("where");

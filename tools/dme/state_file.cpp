@@ -68,7 +68,8 @@ Memory ReadState(std::string_view text, const Memory &before) {
 
 StateFile::StateFile(std::string path, Server &server) : path_(std::move(path)), server_(server) {
     if (path_.empty()) return;
-    const std::string advice = "--state names a file that the server can write; it makes it if there is none.";
+    const std::string advice =
+        "--state names a file that the server can write; it makes it if there is none.";
     if (std::filesystem::exists(path_)) {
         std::ifstream given(path_, std::ios::binary);
         std::ostringstream text;
