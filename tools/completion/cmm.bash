@@ -15,7 +15,7 @@ _cmm_value() {
         mapfile -t COMPREPLY < <(compgen -W "${names^^}" -- "${2^^}")
       fi
       ;;
-    --picture | --csv | --json) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
+    --picture | --csv | --json | --state | --log) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
     *) return 1 ;;
   esac
 }
