@@ -129,9 +129,11 @@ bool IsNoControlFrame(const LinkState &link, const MessageSlot &frame) {
 
 // Prompt line: whether a start-link's acknowledgement brings the link up. The answer to one start-link too many says nothing
 // new, but a frame under way would go out as another. One to a start-link from before the link was given up is late: the
-// controller may have taken frames since, and expects another sequence.
+// controller may have taken frames since, and expects another sequence. One that nothing has asked for is the end of a frame
+// whose beginning came before the port was opened.
 bool IsAnswerToStart(LinkState &link) CC_REQUIRES(link.lock) {
-    if (link.unansweredStarts > 0) --link.unansweredStarts;
+    if (link.unansweredStarts == 0) return false;
+    --link.unansweredStarts;
     if (link.staleStarts == 0) return link.txSequence == kLinkDown;
     --link.staleStarts;
     return false;
