@@ -18,7 +18,7 @@ constexpr double Transformation::*kAngleFields[] = {&Transformation::theta, &Tra
 // So that it is read as the very same number.
 std::string Exactly(double value) {
     char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    char *const end = std::to_chars(text, text + sizeof text, value).ptr;
     std::string number(text, end);
     return number.find_first_of(".e") == std::string::npos ? number + ".0" : number;
 }
