@@ -24,8 +24,11 @@ class Client:
 
 
 def serve(state):
-    server = subprocess.Popen([sys.argv[1], "serve", "--emulate", "--listen", "127.0.0.1:0", "--state", state],
-                              stdout=subprocess.PIPE, text=True)
+    server = subprocess.Popen(
+        [sys.argv[1], "serve", "--emulate", "--listen", "127.0.0.1:0", "--state", state],
+        stdout=subprocess.PIPE,
+        text=True,
+    )
     return server, int(server.stdout.readline().removeprefix("listening on 127.0.0.1:"))
 
 
