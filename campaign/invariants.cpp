@@ -19,6 +19,7 @@ constexpr int64_t kOnTheWire = 500 * kMillisecond;
 // Behind a pause of the host the next tick may come at once.
 constexpr int64_t kLongestTick = 100 * kMillisecond;
 
+constexpr size_t kFrameBytes = 3;  // of a frame, beside its message: type, checksum, terminator
 constexpr size_t kNone = SIZE_MAX;
 
 bool IsPrompt(const Account &account) {
@@ -153,8 +154,11 @@ Matching Match(const Account &account, const ArmAccount &arm) {
             const bool inItsCall = call != kNoCall && account.calls[static_cast<size_t>(call)].end >= time;
             return inItsCall ? Likely::Now : matching.likely[queued];
         };
+        // What was queued while its frame would still be under way was not that one.
+        const int64_t begin =
+            time - static_cast<int64_t>(message.size() + kFrameBytes) * emulator::kByteTimeController;
         auto best = candidates.end();
-        for (auto each = candidates.begin(); each != candidates.end() && arm.queued[*each].time <= time;
+        for (auto each = candidates.begin(); each != candidates.end() && arm.queued[*each].time <= begin;
              ++each)
             if (best == candidates.end() || likelihood(*each) < likelihood(*best)) best = each;
         if (best == candidates.end()) continue;
