@@ -29,8 +29,10 @@ int Run(int argc, char **argv) {
     cmm::AddMeasureCommand(app);
     cmm::AddPortsCommand(app);
     cmm::AddWatchCommand(app);
+#ifdef CMM_SERVES
     cmm::AddServeCommand(app);
     cmm::AddMachineCommand(app);
+#endif
     cmm::AddTraceCommand(app);
     cmm::AddConfigCommand(app);
     try {
