@@ -14,7 +14,6 @@ using emulator::Format;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr int16_t kArm = 1;
 // A probing order files so much at most: two speeds, approach, search (of two entries), retract.
 constexpr int16_t kMostPlaces = 6;
 constexpr int kFastest = 32767;
@@ -22,7 +21,6 @@ constexpr auto kLongestZeroing = seconds(300);
 constexpr auto kHeldLoopPeriod = milliseconds(100);
 constexpr auto kLongestTurn = seconds(25);
 constexpr auto kLongestStop = seconds(2);
-constexpr auto kStateTime = seconds(2);
 constexpr auto kReleaseTime = seconds(5);  // nobody releases an emergency at once
 constexpr double kAtRest = 0.001;          // mm between two reports
 constexpr double kSameAngle = 0.05;        // degrees

@@ -63,7 +63,9 @@ class LibraryMachine : public Machine {
     void Recover(OrderNumber number) override { Add(number, RecoverWork{}); }
 
   private:
+    static constexpr int16_t kArm = 1;
     static constexpr uint32_t kPointIds = 60000;
+    static constexpr Time kStateTime = std::chrono::seconds(2);  // for the controller to take up a state
 
     struct HomeWork {
         bool begun = false;

@@ -15,7 +15,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr int16_t kArm = 1;
 constexpr int16_t kHeadArm = 2;
 constexpr int16_t kExtendedStart = 1;
 constexpr int kTableAxis = 3;
@@ -30,7 +29,6 @@ constexpr auto kRestingPeriod = seconds(2);
 constexpr auto kLongestAnswer = seconds(5);
 // A machine with moves to execute that stands still for this long has been stopped by something.
 constexpr auto kLongestRest = seconds(20);
-constexpr auto kStateTime = seconds(2);
 
 LibraryMachine *current = nullptr;  // the library's callback has no argument of the client's
 std::atomic<bool> acknowledgementMissed{false};
