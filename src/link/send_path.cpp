@@ -25,6 +25,7 @@ bool QueueForSimulator(LinkState &link, Priority priority, uint16_t length, cons
     MessageSlot &slot = queue[writeIndex];
     if (slot.IsBusy() || length == 0 || length > MessageSlot::kBytes) return false;
     std::memcpy(slot.data, bytes, length);
+    slot.dropped = false;  // as a session on a prompt line may have left it
     slot.Publish(length);
     writeIndex = NextIndex(writeIndex, urgent ? kPrioritySlots : kSendSlots);
     Pump(link);

@@ -76,6 +76,8 @@ TEST_F(SimulatorTest, EmergencyKeepsItBusyForAHundredMessages) {
 TEST_F(SimulatorTest, FullQueuesRefuse) {
     arm1.link.simulator.simState = 7;
     arm1.link.simulator.simWaitCount = -20000;  // busy for long
+    arm1.link.queues.sendQueue[arm1.link.queues.sendWrite].dropped =
+        true;  // left by a session on a prompt line
     const Bytes message = Hex("02 01 'A'");
     for (int i = 0; i < kSendSlots; ++i)
         ASSERT_TRUE(QueueMessage(arm1.link, kNormal, 3, message.data())) << i;
