@@ -1,27 +1,12 @@
 // The link on a port, byte by byte: start, reception, acknowledgement, repetition.
-#include "link/link_control.h"
-#include "link/send_path.h"
-#include "platform/clock.h"
-#include "support/inside.h"
-#include "support/wire.h"
+#include "support/link_on_wire.h"
 
 namespace cc::test {
 namespace {
 
-using platform::VirtualPort;
-using platform::World;
-
-constexpr int32_t kPort = 3;
-
 uint16_t OpenOnPort(const char *portDef = "COM3", const char *ini = nullptr) {
     return CC_INIT(nullptr, 1, Recorder(1), portDef, nullptr, 1, 0.001, 0.5, 0, ini);
 }
-
-class OpeningTest : public ArmTest {
-  protected:
-    Wire wire{kPort};
-    VirtualPort &port = VirtualPort::Number(kPort);
-};
 
 TEST_F(OpeningTest, TheWholeStartOnTheWire) {
     // Acknowledges what comes; answers every N00 but the first: controller of type 1, level 16, in state 2.
@@ -97,52 +82,6 @@ TEST_F(OpeningTest, FailuresHaveTheirCodes) {
     EXPECT_FALSE(arm1.link.ackEvent.IsOpen());
     CC_DONE(1, 0);
 }
-
-/// Arm 1 open on a wire, both sequences at 0, nothing under way. The tick is 50 ms, the time-out T 20 ticks.
-class LinkTest : public OpeningTest {
-  protected:
-    void SetUp() override {
-        OpeningTest::SetUp();
-        // The opening itself goes over the simulator; then the port takes its place.
-        ASSERT_EQ(OpenSimulated(1, IniFile("[Timers]\ntimeout=1\n")), 0);
-        arm1.link.simulationMode = false;
-        arm1.link.promptLine = IsPrompt();
-        if (IsPrompt()) arm1.link.progress.OpenPrivate();
-        arm1.link.ackEvent.OpenShared("AckwnoledgeReceived");
-        ASSERT_TRUE(arm1.link.port.Configure(kPort, 9600, 'E', 8, 1, 3, 8));
-        ASSERT_TRUE(arm1.link.port.Open(8));
-        LinkReset(arm1.link);
-        arm1.link.queues.replyRead = 0;
-        arm1.connection.portOpen = arm1.link.mmTimerRunning = true;
-        if (IsPrompt()) StartPromptly(arm1.link);
-        wire.Send("09 08");
-        wire.Send("06 08");
-        arm1.replies.controllerState = 3;
-        ASSERT_EQ(wire.Take().back(), Hex("06 08"));
-        World::Instance().Pass(1);
-    }
-    void TearDown() override {
-        arm1.link.simulationMode = true;  // closing need not wait for a wire that does not answer
-        wire.onFrame = nullptr;
-        arm1.link.port.Close();
-        OpeningTest::TearDown();
-    }
-
-    virtual bool IsPrompt() const { return false; }
-
-    void Queue(const std::string &message, Priority priority = kNormal) {
-        const Bytes bytes = Hex(message);
-        ASSERT_TRUE(QueueMessage(arm1.link, priority, static_cast<int32_t>(bytes.size()), bytes.data()));
-    }
-    static void Pass(int milliseconds) { platform::Sleep(static_cast<uint32_t>(milliseconds)); }
-    /// Prompt line: a start-link, and its answer.
-    void StartAnew() {
-        StartPromptly(arm1.link);
-        World::Instance().Pass(1);
-        EXPECT_EQ(wire.Take().back(), Hex("09 08"));
-        wire.Send("06 08");
-    }
-};
 
 /// What holds on a classic and on a prompt line.
 class LinkInBothModes : public LinkTest, public testing::WithParamInterface<bool> {
@@ -422,105 +361,6 @@ TEST_P(LinkInBothModes, WhatIsDueWaitsASecondForReception) {
     Pass(400);
     EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
     arm1.link.port.SetReceiver(OnFrameReceived);
-}
-
-/// A prompt line alone.
-using PromptLinkTest = LinkInBothModes;
-INSTANTIATE_TEST_SUITE_P(LineModes, PromptLinkTest, testing::Values(true));
-
-TEST_P(PromptLinkTest, WhoFindsTheLockTakenIsServedByWhoGivesItUp) {
-    CC_LinkStatistics statistics;
-    arm1.link.lock.lock();
-    Queue("04 01 'N' '0' '0'");
-    EXPECT_TRUE(wire.Take().empty());
-    arm1.link.lock.unlock();
-    EXPECT_EQ(CC_LINK_STATISTICS(1, &statistics), 1);
-    World::Instance().Pass(1);
-    EXPECT_EQ(wire.Take(), Messages{Hex("03 04 01 'N' '0' '0' 4B 08")});
-}
-
-TEST_P(PromptLinkTest, AStartLinkGoesOutWhileTheLinkIsDownAndBehindWhatWasTorn) {
-    StartPromptly(arm1.link);
-    port.writeSpace = 3;
-    Queue("04 01 'N' '0' '0'");
-    ForceLinkDown(arm1.link);
-    port.writeSpace = UINT32_MAX;
-    StartPromptly(arm1.link);
-    World::Instance().Pass(1);
-    EXPECT_EQ(wire.Take(), Hexes("03 04 01 08 | 09 08"));
-}
-
-TEST_P(PromptLinkTest, ALateAnswerToAStartLinkBringsNoOtherLinkUp) {
-    ForceLinkDown(arm1.link);
-    StartPromptly(arm1.link);
-    wire.Send("01 08");
-    Pass(50);
-    wire.Send("06 08");
-    Queue("04 01 'N' '0' '0'");
-    World::Instance().Pass(1);
-    EXPECT_EQ(wire.Take(), Hexes("09 08 | 09 08 | 03 04 01 'N' '0' '0' 4B 08"));
-    ForceLinkDown(arm1.link);  // the controller has taken the message, and expects the other sequence
-    wire.Send("06 08");
-    Queue("04 01 'N' '0' '0'");
-    Pass(1100);
-    EXPECT_EQ(wire.Take(), Hexes("09 08"));
-    wire.Send("06 08");
-    World::Instance().Pass(1);
-    EXPECT_EQ(wire.Take(), Hexes("03 04 01 'N' '0' '0' 4B 08"));
-}
-
-TEST_P(PromptLinkTest, AMoveThatIsLostTakesAlongWhatWaitsBehindItUpToAReset) {
-    constexpr int32_t kBehindAReset = 1 << kMoveBits;
-    for (const auto &[message, move] : {std::pair{"04 01 'G' '3' '1'", 5},
-                                        {"04 01 'G' '3' '2'", 6},
-                                        {"04 01 'G' '3' '4'", kBehindAReset}}) {
-        ASSERT_TRUE(QueueMove(arm1.link, 5, Hex(message).data(), move));
-    }
-    ForceLinkDown(arm1.link);
-    EXPECT_FALSE(QueueMove(arm1.link, 5, Hex("04 01 'G' '3' '2'").data(), 7));
-    // Nothing was asked: it is the end of a frame whose beginning was lost.
-    wire.Send("06 08");
-    EXPECT_EQ(wire.Take(), Hexes("03 04 01 'G' '3' '1' 40 08"));
-    StartAnew();
-    EXPECT_EQ(wire.Take(), Hexes("03 04 01 'G' '3' '4' 45 08"));
-    wire.Send("02 08");
-    EXPECT_TRUE(wire.Take().empty());
-}
-
-TEST_P(PromptLinkTest, AnEmergencyOnAnIdleLineGoesOutAtOnce) {
-    EXPECT_EQ(CC_EMERGENCY(1, 7), 1);
-    World::Instance().Pass(1);
-    EXPECT_EQ(wire.Take(), Messages{Hex("03 05 01 'P' '0' '0' 07 53 08")});
-}
-
-TEST_P(PromptLinkTest, ACallWhoseMessageIsLostWithTheLinkFails) {
-    const std::function<int()> kCalls[] = {[] { return CC_NCONOFF(1, 1); }, [] { return CC_OPBUF(1, 1); },
-                                           [] { return CC_SETSTATUS(1, 5); }};
-    for (const auto &call : kCalls) {
-        World &world = World::Instance();
-        world.At(world.Now() + 100 * platform::kMillisecond, [] { ForceLinkDown(SelectArm(1).link); });
-        EXPECT_EQ(call(), 0);
-        EXPECT_EQ(arm1.replies.awaitedReply, 0);
-        StartAnew();
-    }
-    EXPECT_TRUE(World::Instance().messageBoxes.empty());
-    // Never sent: it does not run when the link is back.
-    for (const auto &call : kCalls) {
-        ForceLinkDown(arm1.link);
-        EXPECT_EQ(call(), 0);
-        StartAnew();
-        Pass(100);
-        EXPECT_TRUE(wire.Take().empty());
-    }
-}
-
-TEST_P(PromptLinkTest, ASlotThatIsUsedAnewIsNoLostOne) {
-    World &world = World::Instance();
-    world.At(world.Now() + 100 * platform::kMillisecond, [] { ForceLinkDown(SelectArm(1).link); });
-    EXPECT_EQ(CC_NCONOFF(1, 1), 0);
-    StartAnew();
-    wire.onFrame = [this](const Bytes &frame) { port.Send(Hex(frame[0] == 3 ? "02 08" : "05 08")); };
-    for (int i = 0; i < kPrioritySlots; ++i) EXPECT_EQ(CC_NCONOFF(1, 1), 1) << i;
 }
 
 TEST_P(LinkInBothModes, FramesThatFitNoSlotAreRefused) {
